@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "audio/samples/AudioFrameEncoded.h"
+#include "native/IParameterTarget.h"
+
+namespace cvx {
+
+class AudioSampleBuffer;
+class ILogger;
+
+// An audio encoder of the session, one per output. The setters come in any
+// order before initialize; then getHeaders, then addSampleBuffer per decoded
+// block, each of which appends whatever frames it finished to `out` at once.
+// Frames appended by addSampleBuffer pass to the caller, who frees their
+// blocks; header frames stay owned by the encoder.
+class IAudioEncoder : public IParameterTarget {
+ public:
+  ~IAudioEncoder() noexcept(false) override = default;
+  virtual uint32_t getCodec() = 0;
+  virtual double getQuality() = 0;
+  virtual void setQuality(double quality) = 0;
+  virtual uint32_t getBitrate() = 0;
+  virtual void setBitrate(uint32_t bitsPerSecond) = 0;
+  virtual uint32_t getChannels() = 0;
+  virtual void setChannels(uint32_t channels) = 0;
+  virtual uint32_t getSampleRate() = 0;
+  virtual void setSampleRate(uint32_t hertz) = 0;
+  virtual int initialize() = 0;
+  virtual int getHeaders(std::vector<AudioFrameEncoded>& out) = 0;
+  // The buffer is borrowed for the call; an encoder that needs samples longer
+  // keeps its own copy.
+  virtual int addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) = 0;
+  virtual int close() = 0;
+  // The logger is borrowed and outlives the encoder.
+  virtual void setLogger(ILogger* logger) = 0;
+  virtual uint32_t getContextId() = 0;
+  virtual void setContextId(uint32_t contextId) = 0;
+};
+
+}  // namespace cvx

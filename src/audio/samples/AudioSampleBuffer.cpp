@@ -1,0 +1,69 @@
+#include "audio/samples/AudioSampleBuffer.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "logging/StdoutLine.h"
+
+namespace cvx {
+
+AudioSampleBuffer::~AudioSampleBuffer() { release(); }
+
+AudioSampleBuffer::AudioSampleBuffer(const AudioSampleBuffer& other) { copyFrom(other); }
+
+AudioSampleBuffer& AudioSampleBuffer::operator=(const AudioSampleBuffer& other) {
+  if (this != &other) {
+    release();
+    copyFrom(other);
+  }
+  return *this;
+}
+
+void AudioSampleBuffer::release() {
+  std::free(buffer);
+  buffer = nullptr;
+}
+
+void AudioSampleBuffer::copyFrom(const AudioSampleBuffer& other) {
+  bufferSize = other.bufferSize;
+  sampleCount = other.sampleCount;
+  samplesRead = other.samplesRead;
+  channels = other.channels;
+  sampleRate = other.sampleRate;
+  timecode = other.timecode;
+  buffer = nullptr;
+  if (other.buffer != nullptr) {
+    // The whole capacity is copied, whatever sampleCount says.
+    buffer = static_cast<uint8_t*>(std::malloc(bufferSize > 0 ? bufferSize : 1));
+    if (buffer == nullptr) throw std::bad_alloc();
+    std::memcpy(buffer, other.buffer, bufferSize);
+  }
+}
+
+int AudioSampleBuffer::allocBuffer(uint32_t newSampleCount, uint32_t newChannels, uint32_t newSampleRate) {
+  try {
+    release();
+    sampleCount = newSampleCount;
+    channels = newChannels;
+    sampleRate = newSampleRate;
+    const uint64_t size = static_cast<uint64_t>(newChannels) * 2u * newSampleCount;
+    if (size > UINT32_MAX) throw std::bad_alloc();
+    bufferSize = static_cast<uint32_t>(size);
+    // malloc(0) may give null; a zero-capacity buffer still holds a block.
+    buffer = static_cast<uint8_t*>(std::malloc(bufferSize > 0 ? bufferSize : 1));
+    if (buffer == nullptr) throw std::bad_alloc();
+    return 0;
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioSampleBuffer::allocBuffer: ", e);
+    return -1;
+  }
+}
+
+uint32_t AudioSampleBuffer::getCapacitySamples() const {
+  if (buffer == nullptr || channels == 0) return 0;
+  return bufferSize / (channels * 2u);
+}
+
+}  // namespace cvx

@@ -1,0 +1,36 @@
+#pragma once
+
+namespace cvx {
+
+// A recursive mutual-exclusion lock. A thread that holds it may take it again
+// and must release it as often. lock() and unlock() never fail and never time
+// out. The owner deletes the lock, never while it is held.
+class IConcurrentLock {
+ public:
+  virtual ~IConcurrentLock() = default;
+  virtual void lock() = 0;
+  virtual void unlock() = 0;
+};
+
+// Returns a new lock owned by the caller, or null if allocation gave nothing.
+// The one place that names the platform's concrete class.
+IConcurrentLock* createConcurrentLock();
+
+// Holds a lock for one scope, so that every return and every exception path
+// releases it. A null lock is tolerated and guards nothing.
+class ConcurrentLockGuard {
+ public:
+  explicit ConcurrentLockGuard(IConcurrentLock* lock) : lock_(lock) {
+    if (lock_ != nullptr) lock_->lock();
+  }
+  ~ConcurrentLockGuard() {
+    if (lock_ != nullptr) lock_->unlock();
+  }
+  ConcurrentLockGuard(const ConcurrentLockGuard&) = delete;
+  ConcurrentLockGuard& operator=(const ConcurrentLockGuard&) = delete;
+
+ private:
+  IConcurrentLock* lock_;
+};
+
+}  // namespace cvx

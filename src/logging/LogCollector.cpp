@@ -1,0 +1,63 @@
+#include "logging/LogCollector.h"
+
+#include <exception>
+
+#include "logging/StdoutLine.h"
+
+namespace cvx {
+
+LogCollector::LogCollector() : lock(createConcurrentLock()), enabled(true) {}
+
+LogCollector::~LogCollector() {
+  enabled = false;
+  {
+    ConcurrentLockGuard guard(lock);
+    statements.clear();
+  }
+  try {
+    delete lock;
+  } catch (const std::exception& e) {
+    writeStdoutLine("LogCollector::delete[lock]: ", e);
+  }
+  lock = nullptr;
+}
+
+void LogCollector::logLevel1(int t, int i, std::string s) { log(t, i, 1, s); }
+void LogCollector::logLevel1(std::string s) { log(0, 0, 1, s); }
+void LogCollector::logLevel2(int t, int i, std::string s) { log(t, i, 2, s); }
+void LogCollector::logLevel2(std::string s) { log(0, 0, 2, s); }
+void LogCollector::logLevel3(int t, int i, std::string s) { log(t, i, 3, s); }
+void LogCollector::logLevel3(std::string s) { log(0, 0, 3, s); }
+void LogCollector::logLevel4(int t, int i, std::string s) { log(t, i, 4, s); }
+void LogCollector::logLevel4(std::string s) { log(0, 0, 4, s); }
+void LogCollector::logLevel5(int t, int i, std::string s) { log(t, i, 5, s); }
+void LogCollector::logLevel5(std::string s) { log(0, 0, 5, s); }
+
+void LogCollector::log(int contextType, int contextIndex, int level, const std::string& statement) {
+  if (!enabled) return;
+  ConcurrentLockGuard guard(lock);
+  try {
+    if (statements.size() >= kMaxStatements) return;
+    statements.push_back(LogStatement{statement, level, contextType, contextIndex});
+  } catch (const std::exception& e) {
+    writeStdoutLine("LogCollector::log: ", e);
+  }
+}
+
+void LogCollector::getLogStatements(std::vector<LogStatement>& out) {
+  if (!enabled) return;
+  ConcurrentLockGuard guard(lock);
+  try {
+    out.insert(out.end(), statements.begin(), statements.end());
+    statements.clear();
+  } catch (const std::exception& e) {
+    writeStdoutLine("LogCollector::getLogStatements: ", e);
+  }
+}
+
+LogCollector* getDefaultLogger() {
+  static LogCollector* collector = new LogCollector();
+  return collector;
+}
+
+}  // namespace cvx

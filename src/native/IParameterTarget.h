@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+
+namespace cvx {
+
+// Data type codes of a numbered setting, as the host's parameter record carries them.
+enum ParameterDataType : int {
+  kParameterUnknown = 0,
+  kParameterLong = 1,
+  kParameterLongArray = 2,
+  kParameterDouble = 3,
+  kParameterDoubleArray = 4,
+};
+
+// The nine operations through which the boundary reaches a codec's numbered
+// settings without knowing any of them. Every operation returns 0 but
+// getParameterType, which returns the data type code. An unknown index is no
+// error: setters ignore it, getters write their default. Output pointers may be
+// null and are then not written.
+class IParameterTarget {
+ public:
+  // Codec destructors may throw; the session deletes each codec under a
+  // handler of its own so that one failure does not stop the rest.
+  virtual ~IParameterTarget() noexcept(false) = default;
+  virtual int setParameterDoubleArray(uint32_t settingIndex, const double* values, uint32_t count) = 0;
+  virtual int setParameterDouble(uint32_t settingIndex, double value) = 0;
+  virtual int setParameterLongArray(uint32_t settingIndex, const int64_t* values, uint32_t count) = 0;
+  virtual int setParameterLong(uint32_t settingIndex, int64_t value) = 0;
+  virtual int getParameterType(uint32_t settingIndex, uint32_t* arrayLength) = 0;
+  virtual int getParameterDoubleArray(uint32_t settingIndex, double* values, uint32_t* count) = 0;
+  virtual int getParameterDouble(uint32_t settingIndex, double* value) = 0;
+  virtual int getParameterLongArray(uint32_t settingIndex, int64_t* values, uint32_t* count) = 0;
+  virtual int getParameterLong(uint32_t settingIndex, int64_t* value) = 0;
+};
+
+// The defaults of a codec without settings: setters do nothing, getters write
+// zeros and count 0, every index is unknown. Codec base classes derive from
+// this over their own interface, and a class with a settings table overrides.
+template <class Interface>
+class ParameterTargetDefaults : public Interface {
+ public:
+  int setParameterDoubleArray(uint32_t, const double*, uint32_t) override { return 0; }
+  int setParameterDouble(uint32_t, double) override { return 0; }
+  int setParameterLongArray(uint32_t, const int64_t*, uint32_t) override { return 0; }
+  int setParameterLong(uint32_t, int64_t) override { return 0; }
+  int getParameterType(uint32_t, uint32_t* arrayLength) override {
+    if (arrayLength != nullptr) *arrayLength = 0;
+    return kParameterUnknown;
+  }
+  int getParameterDoubleArray(uint32_t, double*, uint32_t* count) override {
+    if (count != nullptr) *count = 0;
+    return 0;
+  }
+  int getParameterDouble(uint32_t, double* value) override {
+    if (value != nullptr) *value = 0.0;
+    return 0;
+  }
+  int getParameterLongArray(uint32_t, int64_t*, uint32_t* count) override {
+    if (count != nullptr) *count = 0;
+    return 0;
+  }
+  int getParameterLong(uint32_t, int64_t* value) override {
+    if (value != nullptr) *value = 0;
+    return 0;
+  }
+};
+
+}  // namespace cvx

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <jni.h>
+
+#include <cstdint>
+#include <exception>
+
+#include "logging/StdoutLine.h"
+#include "session/TranscoderSession.h"
+
+namespace cvx {
+
+// The session behind a host handle; null for a zero handle. A handle that was
+// destroyed or made up cannot be told from a live one.
+inline TranscoderSession* sessionFromHandle(jlong handle) {
+  return reinterpret_cast<TranscoderSession*>(static_cast<intptr_t>(handle));
+}
+
+// Session statuses are unsigned 32-bit and widen without sign extension, so a
+// session failure reaches the host as 4294967295 while a failure in the export
+// itself is -1. A host must treat both as failure.
+inline jlong widenStatus(uint32_t status) { return static_cast<jlong>(status); }
+
+// Numeric arguments arrive as Java longs; the session takes their low 32 bits.
+inline uint32_t low32(jlong value) { return static_cast<uint32_t>(value); }
+
+// Runs `body` under the export's handler: a std::exception writes
+// "<label><what>" on standard output and yields `caught`. Nothing else may
+// cross into the JVM either, so any other exception is answered the same way.
+template <class Body>
+jlong guardExport(const char* label, jlong caught, Body&& body) {
+  try {
+    return body();
+  } catch (const std::exception& e) {
+    writeStdoutLine(label, e);
+  } catch (...) {
+    writeStdoutLine(label, "unknown exception");
+  }
+  return caught;
+}
+
+// JNI lookups. A failed lookup leaves a Java exception pending; these clear
+// it, so that a missing class, field or method is answered by the status the
+// export holds, never by an exception thrown into the host.
+jclass findClass(JNIEnv* env, const char* name);
+jclass objectClass(JNIEnv* env, jobject object);
+jfieldID fieldId(JNIEnv* env, jclass cls, const char* name, const char* signature);
+jmethodID methodId(JNIEnv* env, jclass cls, const char* name, const char* signature);
+// True (and cleared) when the last JNI call raised a Java exception.
+bool clearPendingException(JNIEnv* env);
+
+// Writes `value` into the `value` (J) field of a TranscoderLongByReference.
+// A null object or one without the field is skipped silently.
+void writeLongByReference(JNIEnv* env, jobject reference, jlong value);
+
+// Looks up `add(Object)` on a java.util.List; null (exception cleared) if absent.
+jmethodID listAddMethod(JNIEnv* env, jobject list);
+
+}  // namespace cvx

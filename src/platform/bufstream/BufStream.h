@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+namespace cvx {
+
+// The stream record through which the codec libraries take input and give
+// output. The same shape serves both directions: decoders are fed through
+// copybytes and driven through auxinfo; encoders write into a sink through
+// request/confirm or copybytes and announce frame boundaries through auxinfo.
+// Every entry receives the record itself; `privateData` leads back to the
+// object behind it.
+struct bufstream_tt {
+  uint32_t (*usableBytes)(bufstream_tt* bs);
+  uint8_t* (*request)(bufstream_tt* bs, uint32_t numBytes);
+  uint32_t (*confirm)(bufstream_tt* bs, uint32_t numBytes);
+  uint32_t (*copybytes)(bufstream_tt* bs, uint8_t* data, uint32_t numBytes);
+  uint32_t (*freeRoom)(bufstream_tt* bs);
+  uint32_t (*auxinfo)(bufstream_tt* bs, uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
+  void* (*self)(bufstream_tt* bs);
+  void (*done)(bufstream_tt* bs, int abort);
+  void (*free)(bufstream_tt* bs);
+  // Data words: all zero but the last but one, which is 1.
+  uint32_t dataWords[4];
+  void* privateData;
+};
+
+}  // namespace cvx
