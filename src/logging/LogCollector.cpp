@@ -55,6 +55,16 @@ void LogCollector::getLogStatements(std::vector<LogStatement>& out) {
   }
 }
 
+void drainLogStatements(LogCollector& process, LogCollector& session, std::vector<LogStatement>& out) {
+  const std::size_t first = out.size();
+  process.getLogStatements(out);
+  for (std::size_t i = first; i < out.size(); ++i) {
+    out[i].contextType = kLogContextProcess;
+    out[i].contextIndex = 0;
+  }
+  session.getLogStatements(out);
+}
+
 LogCollector* getDefaultLogger() {
   static LogCollector* collector = new LogCollector();
   return collector;

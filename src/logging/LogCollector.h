@@ -49,6 +49,10 @@ class LogCollector : public ILogger {
 // concurrency begins.
 LogCollector* getDefaultLogger();
 
+// Drains the process-wide collector, stamping its statements as process-wide
+// (-1/0), and then `session` behind them: the order a host receives them in.
+void drainLogStatements(LogCollector& process, LogCollector& session, std::vector<LogStatement>& out);
+
 // The logger a component writes to: its own, or the process-wide one.
 inline ILogger* loggerOrDefault(ILogger* logger) {
   return logger != nullptr ? logger : getDefaultLogger();

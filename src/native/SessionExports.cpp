@@ -81,12 +81,7 @@ JNIEXPORT jlong JNICALL Java_com_corvane_cvx_transcoder_model_TranscoderSessionN
     TranscoderSession* session = sessionFromHandle(handle);
     if (session == nullptr) return jlong{-1};
     std::vector<LogStatement> localLogStatements;
-    getDefaultLogger()->getLogStatements(localLogStatements);
-    for (LogStatement& s : localLogStatements) {
-      s.contextType = kLogContextProcess;
-      s.contextIndex = 0;
-    }
-    session->getLogCollector().getLogStatements(localLogStatements);
+    drainLogStatements(*getDefaultLogger(), session->getLogCollector(), localLogStatements);
     if (localLogStatements.empty()) return jlong{0};
     return deliverStatements(env, list, localLogStatements);
   });

@@ -1,0 +1,115 @@
+#include "session/TranscoderSession.h"
+
+#include <gtest/gtest.h>
+
+#include "audio/samples/AudioSampleBuffer.h"
+#include "fakes/FakeCodecs.h"
+
+namespace cvx {
+namespace {
+
+using testing::DestructionJournal;
+using testing::FakeAudioDecoder;
+using testing::FakeAudioEncoder;
+using testing::FakeVideoEncoder;
+
+std::vector<LogStatement> drain(TranscoderSession& session) {
+  std::vector<LogStatement> out;
+  session.getLogCollector().getLogStatements(out);
+  return out;
+}
+
+TEST(TranscoderSession, OpensItsLogWithTheHardwareAnswers) {
+  TranscoderSession session;
+  std::vector<LogStatement> log = drain(session);
+  ASSERT_EQ(log.size(), 2u);
+  EXPECT_EQ(log[0].statement,
+            "TranscoderSession.isCUDAAvailable[{context}]: NVidia CUDA hardware acceleration is NOT available");
+  EXPECT_EQ(log[1].statement,
+            "TranscoderSession.isQuickSyncAvailable[{context}]: Intel Quick Sync hardware acceleration is NOT "
+            "available");
+  for (const LogStatement& s : log) {
+    EXPECT_EQ(s.level, 2);
+    EXPECT_EQ(s.contextType, 0);
+    EXPECT_EQ(s.contextIndex, 0);
+  }
+  EXPECT_FALSE(session.getCUDAAvailable());
+  EXPECT_FALSE(session.getQuickSyncAvailable());
+  EXPECT_EQ(session.getFourCC(), 0x32315659u);
+  EXPECT_EQ(session.getAudioSampleFormat(), 2u);
+  EXPECT_EQ(session.getFrameHeaderSize(), 0u);
+}
+
+TEST(TranscoderSession, DeletesEveryCodecInIndexOrderEvenWhenOneThrows) {
+  DestructionJournal journal;
+  {
+    auto* session = new TranscoderSession();
+    session->replaceAudioDecoder(new FakeAudioDecoder(&journal, "audio decoder"));
+    EXPECT_EQ(session->appendVideoEncoder(new FakeVideoEncoder(&journal, "video 0", true)), 0u);
+    EXPECT_EQ(session->appendVideoEncoder(new FakeVideoEncoder(&journal, "video 1")), 1u);
+    EXPECT_EQ(session->appendVideoEncoder(new FakeVideoEncoder(&journal, "video 2")), 2u);
+    EXPECT_EQ(session->appendAudioEncoder(new FakeAudioEncoder(&journal, "audio 0", true)), 0u);
+    EXPECT_EQ(session->appendAudioEncoder(new FakeAudioEncoder(&journal, "audio 1")), 1u);
+    ::testing::internal::CaptureStdout();
+    delete static_cast<ITranscoderSession*>(session);
+    const std::string stdoutText = ::testing::internal::GetCapturedStdout();
+    EXPECT_NE(stdoutText.find("TranscoderSessionBase#VideoEncoderWrapper::destructor[videoEncoders]: encoder video 0 "
+                              "refused to go"),
+              std::string::npos);
+    EXPECT_NE(stdoutText.find("TranscoderSessionBase#AudioEncoderWrapper::destructor[videoEncoders]: encoder audio 0 "
+                              "refused to go"),
+              std::string::npos);
+  }
+  const std::vector<std::string> expected = {"audio decoder", "video 0", "video 1", "video 2", "audio 0", "audio 1"};
+  EXPECT_EQ(journal.destroyed, expected);
+}
+
+TEST(TranscoderSession, ReplacingADecoderDeletesTheOneBefore) {
+  DestructionJournal journal;
+  TranscoderSession session;
+  session.replaceAudioDecoder(new FakeAudioDecoder(&journal, "first"));
+  session.replaceAudioDecoder(new FakeAudioDecoder(&journal, "second"));
+  EXPECT_EQ(journal.destroyed, std::vector<std::string>{"first"});
+}
+
+TEST(TranscoderSession, LookupsGiveNothingPastTheEnd) {
+  TranscoderSession session;
+  EXPECT_EQ(session.getVideoEncoder(0), nullptr);
+  EXPECT_EQ(session.getAudioEncoder(0), nullptr);
+  EXPECT_EQ(session.getAudioBuffer(0), nullptr);
+  session.appendVideoEncoder(new FakeVideoEncoder(nullptr, "v"));
+  EXPECT_NE(session.getVideoEncoder(0), nullptr);
+  EXPECT_EQ(session.getVideoEncoder(1), nullptr);
+  EXPECT_EQ(session.getVideoEncoder(0xFFFFFFFFu), nullptr);
+}
+
+TEST(TranscoderSession, SwapsTheCurrentDecodeBlock) {
+  TranscoderSession session;
+  auto* first = static_cast<uint8_t*>(std::malloc(4));
+  auto* second = static_cast<uint8_t*>(std::malloc(4));
+  EXPECT_EQ(session.swapCurrVideoDecodeBuffer(first), nullptr);
+  EXPECT_EQ(session.swapCurrVideoDecodeBuffer(second), first);
+  std::free(first);
+  // `second` is freed by the session's destructor; the leak checker watches.
+}
+
+TEST(TranscoderSession, BufferSetGrowsAndAllocatesEveryBuffer) {
+  TranscoderSession session;
+  EXPECT_EQ(session.audioDecoderBuffersAllocate(1024, 2, 44100), 0u) << "an empty set is fine";
+  EXPECT_EQ(session.audioDecoderBuffersCreate(2), 0u);
+  EXPECT_EQ(session.audioDecoderBuffersCreate(1), 0u);
+  ASSERT_EQ(session.getAudioBufferCount(), 3u);
+  EXPECT_EQ(session.getAudioBuffer(0)->getBuffer(), nullptr);
+  EXPECT_EQ(session.audioDecoderBuffersAllocate(1152, 1, 22050), 0u);
+  for (uint32_t i = 0; i < 3; ++i) {
+    SCOPED_TRACE(i);
+    AudioSampleBuffer* buffer = session.getAudioBuffer(i);
+    ASSERT_NE(buffer, nullptr);
+    EXPECT_NE(buffer->getBuffer(), nullptr);
+    EXPECT_EQ(buffer->getBufferSize(), 2304u);
+    EXPECT_EQ(buffer->getSampleRate(), 22050u);
+  }
+}
+
+}  // namespace
+}  // namespace cvx
