@@ -6,6 +6,9 @@
 #include <exception>
 
 #include "logging/StdoutLine.h"
+
+// Spells an export's full name from the Java method name.
+#define CVX_EXPORT(method) JNIEXPORT jlong JNICALL Java_com_corvane_cvx_transcoder_model_TranscoderSessionNative_##method
 #include "session/TranscoderSession.h"
 
 namespace cvx {
@@ -37,6 +40,16 @@ jlong guardExport(const char* label, jlong caught, Body&& body) {
     writeStdoutLine(label, "unknown exception");
   }
   return caught;
+}
+
+// The common frame of an export that forwards to one session method: a zero
+// handle answers `zeroHandle`; otherwise the call runs under the export's
+// handler and its unsigned status is widened for the host.
+template <class Call>
+jlong callSession(jlong handle, const char* label, jlong zeroHandle, jlong caught, Call&& call) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return zeroHandle;
+  return guardExport(label, caught, [&] { return widenStatus(call(*session)); });
 }
 
 // JNI lookups. A failed lookup leaves a Java exception pending; these clear

@@ -1,0 +1,80 @@
+#include "audio/decoders/AudioDecoderG711.h"
+
+#include <exception>
+#include <string>
+
+#include "audio/samples/AudioSampleBuffer.h"
+#include "logging/StdoutLine.h"
+
+namespace cvx {
+
+namespace {
+
+uint32_t readBigEndian32(const uint8_t* p) {
+  return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
+}
+
+void writeLabel(const char* className, const char* method, const std::exception& e) {
+  const std::string label = std::string(className) + "::" + method + ": ";
+  writeStdoutLine(label.c_str(), e);
+}
+
+}  // namespace
+
+AudioDecoderG711::AudioDecoderG711(uint32_t codecNumber, const char* name, int16_t (*expand)(uint8_t))
+    : className(name) {
+  codec = codecNumber;
+  for (int b = 0; b < 256; ++b) expansion[b] = expand(static_cast<uint8_t>(b));
+}
+
+int AudioDecoderG711::setDecodeParameters(int32_t, int32_t, int32_t) { return 0; }
+
+int AudioDecoderG711::setDecodeParameters(int32_t sampleFormat) { return setDecodeParameters(-1, -1, sampleFormat); }
+
+int AudioDecoderG711::initialize() { return 0; }
+
+int AudioDecoderG711::decodeCodecConfig(uint8_t*, uint32_t, uint32_t) { return 0; }
+
+int AudioDecoderG711::close() { return 0; }
+
+int AudioDecoderG711::decodeFirstFrame(uint8_t* data, uint32_t, uint32_t length) {
+  try {
+    // The description is read from the start of the block, whatever the offset.
+    if (length < 9 || data == nullptr) return 0;
+    sampleRate = readBigEndian32(data + 1);
+    channels = readBigEndian32(data + 5);
+    firstFrameDecoded = true;
+    if (sampleRate == 0) logError(std::string(className) + ".decodeFirstFrame[{context}]: sample rate 0 in description");
+    return 0;
+  } catch (const std::exception& e) {
+    writeLabel(className, "decodeFirstFrame", e);
+    return -1;
+  }
+}
+
+int AudioDecoderG711::decodeFrame(uint8_t* data, uint32_t offset, uint32_t length, uint64_t timecode,
+                                  AudioSampleBuffer& buffer) {
+  try {
+    if (length == 0) return 0;
+    if (sampleRate == 0) {
+      // Without a rate no position exists: refuse rather than divide by zero.
+      logError(std::string(className) + ".decodeFrame[{context}]: no sample rate known; send the description first");
+      return -1;
+    }
+    if (data == nullptr || buffer.getBuffer() == nullptr) return -1;
+    // A packet that does not fit is decoded up to the block's capacity.
+    const uint32_t capacity = buffer.getBufferSize() / 2u;
+    const uint32_t n = length < capacity ? length : capacity;
+    if (n == 0) return 0;
+    auto* out = reinterpret_cast<int16_t*>(buffer.getBuffer());
+    const uint8_t* in = data + offset;
+    for (uint32_t i = 0; i < n; ++i) out[i] = expansion[in[i]];
+    accountFrame(n, timecode, buffer);
+    return 0;
+  } catch (const std::exception& e) {
+    writeLabel(className, "decodeFrame", e);
+    return -1;
+  }
+}
+
+}  // namespace cvx

@@ -1,0 +1,167 @@
+#include "audio/encoders/AudioEncoderVorbis.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <exception>
+#include <new>
+#include <sstream>
+
+#include "audio/samples/AudioSampleBuffer.h"
+#include "logging/StdoutLine.h"
+
+namespace cvx {
+
+namespace {
+constexpr const char* kInitPrefix = "AudioEncoderVorbis.initialize[{context}]: ";
+}
+
+AudioEncoderVorbis::AudioEncoderVorbis() { codec = 9; }
+
+AudioEncoderVorbis::~AudioEncoderVorbis() noexcept(false) { close(); }
+
+void AudioEncoderVorbis::appendFrame(std::vector<AudioFrameEncoded>& out, const uint8_t* data, uint32_t length,
+                                     uint64_t timecode) {
+  auto* block = static_cast<uint8_t*>(std::malloc(length > 0 ? length : 1));
+  if (block == nullptr) throw std::bad_alloc();
+  std::memcpy(block, data, length);
+  try {
+    out.push_back(AudioFrameEncoded{block, length, timecode, channels, sampleRate});
+  } catch (...) {
+    std::free(block);
+    throw;
+  }
+}
+
+int AudioEncoderVorbis::initialize() {
+  try {
+    const int result = codecState.init(channels, sampleRate, -1, static_cast<long>(bitrate), -1);
+    {
+      std::ostringstream line;
+      line << kInitPrefix << "channels:" << channels << " sampleRate:" << sampleRate;
+      logInfo(line.str());
+    }
+    if (result != 0) {
+      // Analysis over a refused set-up would read a broken state; stop here.
+      std::ostringstream line;
+      line << kInitPrefix << "vorbis_encode_init failed: " << VorbisCodec::errorText(result);
+      logError(line.str());
+      codecState.clear();
+      return -1;
+    }
+    encoderChannels = channels;
+    codecState.addComment("ENCODER", "Corvane Vorbis Encode");
+    codecState.startAnalysis();
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    codecState.startStream(std::rand());
+    const long commentBytes = codecState.putHeaders();
+    if (commentBytes < 0) {
+      logError(std::string(kInitPrefix) + "header output failed: " + VorbisCodec::errorText(static_cast<int>(commentBytes)));
+      codecState.clear();
+      return -1;
+    }
+    const uint8_t* body = nullptr;
+    uint32_t bodyLength = 0;
+    bool endOfStream = false;
+    for (int page = 0; codecState.flushPage(body, bodyLength, endOfStream); ++page) {
+      // The second page holds the comment and setup headers side by side.
+      if (page == 1 && static_cast<uint32_t>(commentBytes) <= bodyLength) {
+        const uint32_t first = static_cast<uint32_t>(commentBytes);
+        appendFrame(headers, body, first, 0);
+        appendFrame(headers, body + first, bodyLength - first, 0);
+      } else {
+        appendFrame(headers, body, bodyLength, 0);
+      }
+    }
+    return 0;
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderVorbis::initialize: ", e);
+    return -1;
+  }
+}
+
+int AudioEncoderVorbis::getHeaders(std::vector<AudioFrameEncoded>& out) {
+  try {
+    out.insert(out.end(), headers.begin(), headers.end());
+    return 0;
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderVorbis::getHeaders: ", e);
+    return -1;
+  }
+}
+
+void AudioEncoderVorbis::drainHolders(int64_t granulePosition) {
+  if (lastGranulePosition >= 0) {
+    uint32_t remaining = static_cast<uint32_t>(granulePosition - lastGranulePosition);
+    while (remaining > 0 && !holders.empty()) {
+      AudioSampleHolder& front = holders.front();
+      if (remaining < front.sampleCount) {
+        front.sampleCount -= remaining;
+        front.timecode += remaining;
+        remaining = 0;
+      } else {
+        remaining -= front.sampleCount;
+        holders.pop_front();
+      }
+    }
+  }
+  lastGranulePosition = granulePosition;
+}
+
+int AudioEncoderVorbis::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) {
+  try {
+    if (!codecState.isReady() || encoderChannels == 0 || buffer.getBuffer() == nullptr) return -1;
+    // The samples the buffer holds, bounded by what its block can hold for
+    // the channel count the encoder was set up with.
+    const uint32_t capacity = buffer.getBufferSize() / (encoderChannels * 2u);
+    const uint32_t count = buffer.getSampleCount() < capacity ? buffer.getSampleCount() : capacity;
+    holders.push_back(AudioSampleHolder{buffer.getTimecode(), count});
+
+    float** channelArrays = codecState.analysisBuffer(static_cast<int>(count));
+    if (channelArrays == nullptr) return -1;
+    const auto* in = reinterpret_cast<const uint8_t*>(buffer.getBuffer());
+    for (uint32_t i = 0; i < count; ++i) {
+      for (uint32_t c = 0; c < encoderChannels; ++c) {
+        const uint8_t* p = in + (static_cast<std::size_t>(i) * encoderChannels + c) * 2u;
+        const int16_t value = static_cast<int16_t>(static_cast<uint16_t>(p[0] | (p[1] << 8)));
+        channelArrays[c][i] = static_cast<float>(value) / 32768.0f;
+      }
+    }
+    codecState.wrote(static_cast<int>(count));
+
+    bool endOfStream = false;
+    while (codecState.blockOut()) {
+      codecState.analyzeBlock();
+      int64_t granulePosition = 0;
+      while (codecState.nextPacket(granulePosition)) {
+        drainHolders(granulePosition);
+        const uint64_t timecode = holders.empty() ? 0 : holders.front().timecode;
+        const uint8_t* body = nullptr;
+        uint32_t bodyLength = 0;
+        while (!endOfStream && codecState.flushPage(body, bodyLength, endOfStream)) {
+          appendFrame(out, body, bodyLength, timecode);
+        }
+      }
+    }
+    return 0;
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderVorbis::addSampleBuffer: ", e);
+    return -1;
+  }
+}
+
+int AudioEncoderVorbis::close() {
+  try {
+    holders.clear();
+    for (AudioFrameEncoded& frame : headers) std::free(frame.buffer);
+    headers.clear();
+    codecState.clear();
+    encoderChannels = 0;
+    return 0;
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderVorbis::close: ", e);
+    return -1;
+  }
+}
+
+}  // namespace cvx

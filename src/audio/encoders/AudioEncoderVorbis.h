@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <vector>
+
+#include "audio/encoders/AudioEncoderBase.h"
+#include "audio/samples/AudioSampleHolder.h"
+#include "platform/vorbis/VorbisCodec.h"
+
+namespace cvx {
+
+// Vorbis packets from 16-bit samples, codec number 9. The host gets each
+// packet as one frame (the body of an Ogg page holding just that packet) and
+// the three headers as separate frames. Timecodes follow the samples through
+// the library's lookahead: a list of holders is drained by the granule
+// positions that come back.
+class AudioEncoderVorbis : public AudioEncoderBase {
+ public:
+  AudioEncoderVorbis();
+  ~AudioEncoderVorbis() noexcept(false) override;
+
+  int initialize() override;
+  // Header frames stay owned here: the caller copies them and frees nothing.
+  int getHeaders(std::vector<AudioFrameEncoded>& out) override;
+  int addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) override;
+  int close() override;
+
+  std::size_t getHolderCount() const { return holders.size(); }
+
+ private:
+  void drainHolders(int64_t granulePosition);
+  void appendFrame(std::vector<AudioFrameEncoded>& out, const uint8_t* data, uint32_t length, uint64_t timecode);
+
+  VorbisCodec codecState;
+  std::vector<AudioFrameEncoded> headers;
+  std::list<AudioSampleHolder> holders;
+  int64_t lastGranulePosition = -1;
+  // The channel count the library was set up with: the conversion writes
+  // exactly that many channel arrays.
+  uint32_t encoderChannels = 0;
+};
+
+}  // namespace cvx

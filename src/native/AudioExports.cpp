@@ -1,0 +1,197 @@
+// The audio family of exports.
+#include <vector>
+
+#include "com_corvane_cvx_transcoder_model_TranscoderSessionNative.h"
+#include "native/JniSupport.h"
+#include "native/PacketExchange.h"
+
+using namespace cvx;
+
+namespace {
+
+// Frame input whose copy is made before the handle is tested, so that a zero
+// handle still costs the copy (the configuration calls).
+template <class Call>
+jlong withCopyFirst(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, const char* label,
+                    const char* freeLabel, Call&& call) {
+  uint32_t total = 0;
+  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
+  if (block == nullptr) return -1;
+  jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, block, total); });
+  if (!freeHostBytes(block, freeLabel)) status = -1;
+  return status;
+}
+
+// Frame input whose handle is tested first; the block gets the session's
+// header room in front, which the decoder may write into.
+template <class Call>
+jlong withHeaderRoom(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, const char* label,
+                     const char* freeLabel, Call&& call) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return -1;
+  uint32_t total = 0;
+  uint8_t* block = copyHostBytes(env, data, offset, length, session->getFrameHeaderSize(), total);
+  if (block == nullptr) return -1;
+  jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, block, total); });
+  if (!freeHostBytes(block, freeLabel)) status = -1;
+  return status;
+}
+
+}  // namespace
+
+extern "C" {
+
+CVX_EXPORT(audioDecoderCreate__JJJJ)(JNIEnv*, jobject, jlong handle, jlong codec, jlong implementation,
+                                     jlong sampleFormat) {
+  return callSession(handle, "TranscoderSessionNative::audioDecoderCreate: ", -1, -1, [&](TranscoderSession& s) {
+    return s.audioDecoderCreate(low32(codec), low32(implementation), low32(sampleFormat));
+  });
+}
+
+CVX_EXPORT(audioDecoderCreate__JJJ)(JNIEnv*, jobject, jlong handle, jlong codec, jlong implementation) {
+  return callSession(handle, "TranscoderSessionNative::audioDecoderCreate: ", -1, -1, [&](TranscoderSession& s) {
+    return s.audioDecoderCreate(low32(codec), low32(implementation));
+  });
+}
+
+CVX_EXPORT(audioDecoderInitialize)(JNIEnv*, jobject, jlong handle) {
+  return callSession(handle, "TranscoderSessionNative::audioDecoderInitialize: ", -1, -1,
+                     [](TranscoderSession& s) { return s.audioDecoderInitialize(); });
+}
+
+CVX_EXPORT(audioDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
+                                          jlong length) {
+  return withCopyFirst(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeCodecConfig: ",
+                       "TranscoderSessionNative::audioDecoderDecodeCodecConfig[free]: ",
+                       [](TranscoderSession& s, uint8_t* block, uint32_t total) {
+                         return s.audioDecoderDecodeCodecConfig(block, 0, total);
+                       });
+}
+
+CVX_EXPORT(audioDecoderIsFirstFrameDecoded)(JNIEnv*, jobject, jlong handle) {
+  return callSession(handle, "TranscoderSessionNative::audioDecoderIsFirstFrameDecoded: ", 0, 0,
+                     [](TranscoderSession& s) { return s.audioDecoderIsFirstFrameDecoded(); });
+}
+
+CVX_EXPORT(audioDecoderDecodeFirstFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
+                                         jlong length) {
+  return withHeaderRoom(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFirstFrame: ",
+                        "TranscoderSessionNative::audioDecoderDecodeFirstFrame[free]: ",
+                        [](TranscoderSession& s, uint8_t* block, uint32_t total) {
+                          return s.audioDecoderDecodeFirstFrame(block, 0, total);
+                        });
+}
+
+CVX_EXPORT(audioDecoderDecodeFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset, jlong length,
+                                    jlong timecode, jlong bufferIndex) {
+  return withHeaderRoom(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFrame: ",
+                        "TranscoderSessionNative::audioDecoderDecodeFrame[free]: ",
+                        [&](TranscoderSession& s, uint8_t* block, uint32_t total) {
+                          return s.audioDecoderDecodeFrame(block, 0, total, static_cast<uint64_t>(timecode),
+                                                           low32(bufferIndex));
+                        });
+}
+
+CVX_EXPORT(audioDecoderResetDecodedFrameState)(JNIEnv*, jobject, jlong handle) {
+  return callSession(handle, "TranscoderSessionNative::audioDecoderResetDecodedFrameState: ", -1, -1,
+                     [](TranscoderSession& s) { return s.audioDecoderResetDecodedFrameState(); });
+}
+
+CVX_EXPORT(audioDecoderGetSampleRate)(JNIEnv* env, jobject, jlong handle, jobject value) {
+  uint32_t rate = 0;
+  const jlong status = callSession(handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", -1, -1,
+                                   [&](TranscoderSession& s) { return s.audioDecoderGetSampleRate(rate); });
+  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, value, rate);
+  return status;
+}
+
+CVX_EXPORT(audioDecoderGetChannels)(JNIEnv* env, jobject, jlong handle, jobject value) {
+  uint32_t channels = 0;
+  // This handler's label names its neighbour; hosts may match on it.
+  const jlong status = callSession(handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", -1, -1,
+                                   [&](TranscoderSession& s) { return s.audioDecoderGetChannels(channels); });
+  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, value, channels);
+  return status;
+}
+
+CVX_EXPORT(audioDecoderBuffersCreate)(JNIEnv*, jobject, jlong handle, jlong count) {
+  return callSession(handle, "TranscoderSessionNative::audioDecoderBuffersCreate: ", -1, -1,
+                     [&](TranscoderSession& s) { return s.audioDecoderBuffersCreate(low32(count)); });
+}
+
+CVX_EXPORT(audioDecoderBuffersAllocate)(JNIEnv*, jobject, jlong handle, jlong sampleCount, jlong channels,
+                                        jlong sampleRate) {
+  return callSession(handle, "TranscoderSessionNative::audioDecoderBuffersAllocate: ", -1, -1,
+                     [&](TranscoderSession& s) {
+                       return s.audioDecoderBuffersAllocate(low32(sampleCount), low32(channels), low32(sampleRate));
+                     });
+}
+
+CVX_EXPORT(audioEncoderAdd)(JNIEnv* env, jobject, jlong handle, jlong codec, jlong implementation, jobject index) {
+  uint32_t newIndex = 0;
+  const jlong status = callSession(handle, "TranscoderSessionNative::audioEncoderAdd: ", -1, -1,
+                                   [&](TranscoderSession& s) {
+                                     return s.audioEncoderAdd(low32(codec), low32(implementation), newIndex);
+                                   });
+  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
+  return status;
+}
+
+CVX_EXPORT(audioEncoderSetSampleRate)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong sampleRate) {
+  return callSession(handle, "TranscoderSessionNative::audioEncoderSetSampleRate: ", -1, -1,
+                     [&](TranscoderSession& s) {
+                       return s.audioEncoderSetSampleRate(low32(encoderIndex), low32(sampleRate));
+                     });
+}
+
+CVX_EXPORT(audioEncoderSetChannels)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong channels) {
+  return callSession(handle, "TranscoderSessionNative::audioEncoderSetChannels: ", -1, -1, [&](TranscoderSession& s) {
+    return s.audioEncoderSetChannels(low32(encoderIndex), low32(channels));
+  });
+}
+
+CVX_EXPORT(audioEncoderSetQuality)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jdouble quality) {
+  return callSession(handle, "TranscoderSessionNative::audioEncoderSetQuality: ", -1, -1, [&](TranscoderSession& s) {
+    return s.audioEncoderSetQuality(low32(encoderIndex), quality);
+  });
+}
+
+CVX_EXPORT(audioEncoderSetBitrate)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong bitrate) {
+  return callSession(handle, "TranscoderSessionNative::audioEncoderSetBitrate: ", -1, -1, [&](TranscoderSession& s) {
+    return s.audioEncoderSetBitrate(low32(encoderIndex), low32(bitrate));
+  });
+}
+
+CVX_EXPORT(audioEncoderInitialize)(JNIEnv*, jobject, jlong handle, jlong encoderIndex) {
+  return callSession(handle, "TranscoderSessionNative::audioEncoderInitialize: ", -1, -1,
+                     [&](TranscoderSession& s) { return s.audioEncoderInitialize(low32(encoderIndex)); });
+}
+
+CVX_EXPORT(audioEncoderGetHeaders)(JNIEnv* env, jobject, jlong handle, jlong encoderIndex, jobject packets) {
+  // Header blocks stay the encoder's: they are copied out and never freed here.
+  return guardExport("TranscoderSessionNative::audioEncoderGetHeaders: ", -1, [&]() -> jlong {
+    TranscoderSession* session = sessionFromHandle(handle);
+    if (session == nullptr) return -1;
+    std::vector<AudioFrameEncoded> frames;
+    const uint32_t status = session->audioEncoderGetHeaders(low32(encoderIndex), frames);
+    if (status == 0) deliverPackets(env, packets, frames);
+    return widenStatus(status);
+  });
+}
+
+CVX_EXPORT(audioEncoderAddSampleBuffer)(JNIEnv* env, jobject, jlong handle, jlong encoderIndex, jlong bufferIndex,
+                                        jobject packets) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return -1;
+  std::vector<AudioFrameEncoded> frames;
+  jlong status = guardExport("TranscoderSessionNative::audioEncoderAddSampleBuffer: ", -1, [&]() -> jlong {
+    const uint32_t result = session->audioEncoderAddSampleBuffer(low32(encoderIndex), low32(bufferIndex), frames);
+    if (result == 0) deliverPackets(env, packets, frames);
+    return widenStatus(result);
+  });
+  // Every frame the encoder handed over is freed, delivered or not.
+  if (!freeFrameBlocks(frames, "TranscoderSessionNative::audioEncoderAddSampleBuffer[delete]: ")) status = -1;
+  return status;
+}
+
+}  // extern "C"
