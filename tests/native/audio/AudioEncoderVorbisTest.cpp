@@ -1,0 +1,141 @@
+#include "audio/encoders/AudioEncoderVorbis.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "audio/samples/AudioSampleBuffer.h"
+#include "logging/LogCollector.h"
+
+namespace cvx {
+namespace {
+
+void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t firstSample, double hz, uint32_t rate) {
+  auto* out = reinterpret_cast<int16_t*>(buffer.getBuffer());
+  for (uint32_t i = 0; i < buffer.getSampleCount(); ++i) {
+    const double v = std::sin(2.0 * M_PI * hz * static_cast<double>(firstSample + i) / rate);
+    for (uint32_t c = 0; c < channels; ++c) out[i * channels + c] = static_cast<int16_t>(v * 12000);
+  }
+}
+
+void release(std::vector<AudioFrameEncoded>& frames) {
+  for (AudioFrameEncoded& f : frames) std::free(f.buffer);
+  frames.clear();
+}
+
+class AudioEncoderVorbisTest : public ::testing::TestWithParam<uint32_t> {
+ protected:
+  void SetUp() override {
+    encoder.setLogger(&log);
+    encoder.setContextId(3);
+    encoder.setChannels(GetParam());
+    encoder.setSampleRate(44100);
+    encoder.setBitrate(GetParam() == 2 ? 128000 : 64000);
+    ASSERT_EQ(encoder.initialize(), 0);
+  }
+  LogCollector log;
+  // Codec destructors may throw, so fixtures hold them through a pointer.
+  std::unique_ptr<AudioEncoderVorbis> owned = std::make_unique<AudioEncoderVorbis>();
+  AudioEncoderVorbis& encoder = *owned;
+};
+
+TEST_P(AudioEncoderVorbisTest, MakesThreeHeadersThatStayTheEncoders) {
+  std::vector<AudioFrameEncoded> first, second;
+  ASSERT_EQ(encoder.getHeaders(first), 0);
+  ASSERT_EQ(encoder.getHeaders(second), 0);
+  ASSERT_EQ(first.size(), 3u);
+  EXPECT_EQ(first[0].buffer, second[0].buffer) << "the same blocks each time";
+  EXPECT_EQ(first[0].length, 30u);
+  EXPECT_EQ(std::memcmp(first[0].buffer, "\x01vorbis", 7), 0);
+  EXPECT_EQ(first[1].buffer[0], 3);
+  EXPECT_EQ(first[2].buffer[0], 5);
+  const std::string comment(reinterpret_cast<const char*>(first[1].buffer), first[1].length);
+  EXPECT_NE(comment.find("ENCODER=Corvane Vorbis Encode"), std::string::npos);
+  for (const AudioFrameEncoded& h : first) {
+    EXPECT_EQ(h.timecode, 0u);
+    EXPECT_EQ(h.channels, GetParam());
+    EXPECT_EQ(h.sampleRate, 44100u);
+  }
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0].statement, "AudioEncoderVorbis.initialize[{context}]: channels:" + std::to_string(GetParam()) +
+                                    " sampleRate:44100");
+  EXPECT_EQ(lines[0].contextType, 4);
+  EXPECT_EQ(lines[0].contextIndex, 3);
+}
+
+TEST_P(AudioEncoderVorbisTest, PacketTimecodesFollowTheSamplesThroughTheLookahead) {
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, GetParam(), 44100), 0);
+  std::vector<AudioFrameEncoded> packets;
+  const uint64_t start = 5000;
+  for (uint64_t i = 0; i < 200; ++i) {
+    buffer.setSampleCount(1024);
+    buffer.setTimecode(start + i * 1024);
+    fillSine(buffer, GetParam(), i * 1024, 440.0, 44100);
+    std::vector<AudioFrameEncoded> out;
+    ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+    if (i == 0) {
+      EXPECT_TRUE(out.empty()) << "the first block only fills the lookahead";
+      EXPECT_EQ(encoder.getHolderCount(), 1u);
+    }
+    packets.insert(packets.end(), out.begin(), out.end());
+  }
+  ASSERT_GT(packets.size(), 100u);
+  EXPECT_EQ(packets.front().timecode, start) << "the first packet bears the first buffer's position";
+  for (std::size_t i = 1; i < packets.size(); ++i) {
+    ASSERT_GE(packets[i].timecode, packets[i - 1].timecode) << i;
+    ASSERT_LE(packets[i].timecode - packets[i - 1].timecode, 2048u) << i;
+  }
+  EXPECT_LE(packets.back().timecode, start + 200 * 1024);
+  EXPECT_GE(packets.back().timecode, start + 200 * 1024 - 4096);
+  release(packets);
+}
+
+INSTANTIATE_TEST_SUITE_P(MonoAndStereo, AudioEncoderVorbisTest, ::testing::Values(1u, 2u));
+
+TEST(AudioEncoderVorbisSetup, ARefusedConfigurationFailsWithoutTouchingTheLibraryState) {
+  LogCollector log;
+  AudioEncoderVorbis encoder;
+  encoder.setLogger(&log);
+  encoder.setChannels(2);
+  encoder.setSampleRate(0);
+  encoder.setBitrate(128000);
+  EXPECT_EQ(encoder.initialize(), -1);
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[1].level, 3);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
+  std::vector<AudioFrameEncoded> out;
+  EXPECT_EQ(encoder.addSampleBuffer(buffer, out), -1);
+  EXPECT_TRUE(out.empty());
+  std::vector<AudioFrameEncoded> headers;
+  EXPECT_EQ(encoder.getHeaders(headers), 0);
+  EXPECT_TRUE(headers.empty());
+}
+
+TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
+  AudioEncoderVorbis encoder;
+  encoder.setChannels(2);
+  encoder.setSampleRate(44100);
+  encoder.setBitrate(128000);
+  ASSERT_EQ(encoder.initialize(), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(256, 2, 44100), 0);
+  std::memset(buffer.getBuffer(), 0, buffer.getBufferSize());
+  buffer.setSampleCount(100000);  // claims far more than its block holds
+  std::vector<AudioFrameEncoded> out;
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  release(out);
+}
+
+}  // namespace
+}  // namespace cvx
