@@ -1,0 +1,15 @@
+#include "video/encoders/VideoEncoderBase.h"
+
+#include "logging/LogCollector.h"
+
+namespace cvx {
+
+void VideoEncoderBase::logInfo(const std::string& statement) {
+  loggerOrDefault(logger)->logLevel2(kLogContextVideoEncoder, static_cast<int>(contextId), statement);
+}
+
+void VideoEncoderBase::logError(const std::string& statement) {
+  loggerOrDefault(logger)->logLevel3(kLogContextVideoEncoder, static_cast<int>(contextId), statement);
+}
+
+}  // namespace cvx

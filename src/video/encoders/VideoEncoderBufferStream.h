@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "logging/IConcurrentLock.h"
+#include "platform/bufstream/BufStream.h"
+#include "video/encoders/VideoFrameEncoded.h"
+
+namespace cvx {
+
+// The time stamp record an encoding library carries with each frame through
+// its reordering and hands back before writing that frame. Times are in
+// tenths of a millisecond.
+struct TimeStampInfo {
+  int64_t start;
+  int64_t stop;
+  uint32_t frameTypeHint;
+  uint32_t reserved;
+};
+static_assert(sizeof(TimeStampInfo) == 24, "the library reads 24 bytes");
+
+// The sink an encoding library writes H.264 into. Between a start-of-frame
+// (256) and an end-of-frame (0xf0001) code it gathers one access unit in a
+// fixed 256 KiB buffer; at the end it copies the unit out, rewrites its
+// four-byte start codes into big-endian lengths and derives the frame type.
+// The library may call from threads of its own while the host takes frames:
+// only the finished-frame list is locked, and no scanning runs under the lock.
+class VideoEncoderBufferStream {
+ public:
+  static constexpr uint32_t kBufferSize = 0x40000;
+  static constexpr uint32_t kStartOfFrame = 256;
+  static constexpr uint32_t kEndOfFrame = 0xf0001;
+  static constexpr uint32_t kTimeStamp = 0xf000000;
+
+  VideoEncoderBufferStream();
+  ~VideoEncoderBufferStream();
+  VideoEncoderBufferStream(const VideoEncoderBufferStream&) = delete;
+  VideoEncoderBufferStream& operator=(const VideoEncoderBufferStream&) = delete;
+
+  bufstream_tt* getStream() { return &stream; }
+
+  void closeFrame();
+  uint32_t getEncodedFrameCount();
+  // Moves every finished frame to `out`; the caller then owns their blocks.
+  int getEncodedFrames(std::vector<VideoFrameEncoded>& out);
+
+  // Rewrites each 00 00 00 01 start code in place with the big-endian length
+  // of the unit behind it, and returns the frame type the units announce:
+  // 1 key (IDR slice, parameter set, or a key delimiter), 3 bidirectional
+  // (a B delimiter), else 2. Three-byte start codes are not recognised.
+  static uint32_t convertAnnexBToLengthPrefixed(uint8_t* data, uint32_t length);
+
+  int64_t getTimecode() const { return timecode; }
+  uint32_t getBufferUsed() const { return bufferUsed; }
+
+ private:
+  static VideoEncoderBufferStream* from(bufstream_tt* bs);
+  static uint32_t usableBytes(bufstream_tt* bs);
+  static uint8_t* request(bufstream_tt* bs, uint32_t numBytes);
+  static uint32_t confirm(bufstream_tt* bs, uint32_t numBytes);
+  static uint32_t copybytes(bufstream_tt* bs, uint8_t* data, uint32_t numBytes);
+  static uint32_t freeRoom(bufstream_tt* bs);
+  static uint32_t auxinfo(bufstream_tt* bs, uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
+  static void* self(bufstream_tt* bs);
+
+  IConcurrentLock* lock = nullptr;
+  bufstream_tt stream{};
+  uint8_t* buffer = nullptr;
+  uint32_t bufferUsed = 0;
+  std::vector<VideoFrameEncoded> frames;
+  int64_t timecode = -1;
+};
+
+}  // namespace cvx
