@@ -1,5 +1,6 @@
 #include "platform/h264encoder/H264OutVideo.h"
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <iterator>
@@ -57,7 +58,8 @@ size_t startCodeLength(const uint8_t* payload, int size) {
 }
 
 struct PendingStamp {
-  uint64_t sequence = UINT64_MAX;
+  uint64_t sequence = 0;
+  bool pending = false;  // put and not yet written out
   time_stamp_info info{};
 };
 
@@ -74,6 +76,7 @@ struct H264OutVideo {
  private:
   int encode(x264_picture_t* input);
   int writeAccessUnit(const x264_nal_t* nals, int nalCount);
+  void growStamps();
   bool keyFrameRequested() const;
 
   H264Messages messages;
@@ -100,9 +103,12 @@ int H264OutVideo::open(const H264EncoderSettings& record) {
   if (checkX264(encoder ? 0 : -1, "x264_encoder_open", kH264LibraryRejected, messages) != kH264Ok) {
     return kH264LibraryRejected;
   }
-  // The library may hold this many pictures before the first one leaves.
-  const int delayed = x264_encoder_maximum_delayed_frames(encoder.get());
-  stamps.assign(static_cast<size_t>(delayed > 0 ? delayed : 0) + kStampSlack, PendingStamp{});
+  // Pictures held for reordering and lookahead, plus those in flight on
+  // frame threads; a ring of that size never grows once running.
+  x264_param_t actual;
+  x264_encoder_parameters(encoder.get(), &actual);
+  const int delayed = std::max(0, x264_encoder_maximum_delayed_frames(encoder.get())) + std::max(1, actual.i_threads);
+  stamps.assign(static_cast<size_t>(delayed) + kStampSlack, PendingStamp{});
   accessUnit.reserve(kInitialAccessUnitBytes);
   return kH264Ok;
 }
@@ -137,8 +143,12 @@ int H264OutVideo::put(const uint8_t* plane0, int32_t stride, uint32_t width, uin
     messages.error("H.264 encoder: refused picture %ux%u fourcc 0x%08x stride %d", width, height, fourcc, stride);
     return kH264UnsupportedPicture;
   }
+  if (stamps[sequence % stamps.size()].pending) {
+    growStamps();
+  }
   PendingStamp& slot = stamps[sequence % stamps.size()];
   slot.sequence = sequence;
+  slot.pending = true;
   if (extInfo != nullptr && *extInfo != nullptr) {
     std::memcpy(&slot.info, *extInfo, sizeof slot.info);
   } else {
@@ -165,6 +175,26 @@ int H264OutVideo::put(const uint8_t* plane0, int32_t stride, uint32_t width, uin
   return encode(&pictureIn);
 }
 
+// Only if the library holds more pictures than it announced: double the
+// ring until every held picture has a slot of its own.
+void H264OutVideo::growStamps() {
+  for (size_t size = stamps.size() * 2;; size *= 2) {
+    std::vector<PendingStamp> grown(size);
+    bool collided = false;
+    for (const PendingStamp& stamp : stamps) {
+      if (stamp.pending) {
+        PendingStamp& target = grown[stamp.sequence % size];
+        collided = collided || target.pending;
+        target = stamp;
+      }
+    }
+    if (!collided) {
+      stamps.swap(grown);
+      return;
+    }
+  }
+}
+
 int H264OutVideo::encode(x264_picture_t* input) {
   x264_nal_t* nals = nullptr;
   int nalCount = 0;
@@ -189,8 +219,12 @@ int H264OutVideo::writeAccessUnit(const x264_nal_t* nals, int nalCount) {
   }
 
   const uintptr_t sequence = reinterpret_cast<uintptr_t>(pictureOut.opaque);
-  const PendingStamp& slot = stamps[sequence % stamps.size()];
-  time_stamp_info stamp = slot.sequence == sequence ? slot.info : time_stamp_info{pictureOut.i_pts, pictureOut.i_pts, 0, 0};
+  PendingStamp& slot = stamps[sequence % stamps.size()];
+  time_stamp_info stamp{pictureOut.i_pts, pictureOut.i_pts, 0, 0};
+  if (slot.pending && slot.sequence == sequence) {
+    stamp = slot.info;
+    slot.pending = false;
+  }
   stamp.start = pictureOut.i_pts;
 
   const auto bytes = static_cast<uint32_t>(accessUnit.size());

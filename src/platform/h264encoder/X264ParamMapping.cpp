@@ -42,6 +42,8 @@ int kbit(int32_t bitsPerSecond) {
   return static_cast<int>((static_cast<uint32_t>(bitsPerSecond) + 500u) / 1000u);
 }
 
+int deblockOffset(int tuned, int32_t offset) { return std::clamp(tuned + offset, -6, 6); }
+
 int32_t keyIntervalFrames(int32_t value, double frameRate) {
   if (value > 0) {
     return value;
@@ -135,8 +137,8 @@ constexpr FieldRow kFieldTable[] = {
   {AT(nalHrd),               10033, false, APPLY(p.i_nal_hrd = v), "HRD signalling 0 none, 1 VBR, 2 CBR (needs VBV)"},
   {AT(cabac),                10034, true,  APPLY(p.b_cabac = v), "1 CABAC, 0 CAVLC"},
   {AT(deblock),              10035, true,  APPLY(p.b_deblocking_filter = v), "in-loop deblocking filter"},
-  {AT(deblockOffsets),       10036, false, APPLY(p.i_deblocking_filter_alphac0 = v), "[0] deblocking strength offset -6..6, [1] threshold offset, [2..3] spare"},
-  {AT(deblockOffsets) + 4,   10036, false, APPLY(p.i_deblocking_filter_beta = v), "(element 1 of 10036)"},
+  {AT(deblockOffsets),       10036, false, APPLY(p.i_deblocking_filter_alphac0 = deblockOffset(p.i_deblocking_filter_alphac0, v)), "[0] deblocking strength, [1] threshold: added to the tune's offsets, -6..6; [2..3] spare"},
+  {AT(deblockOffsets) + 4,   10036, false, APPLY(p.i_deblocking_filter_beta = deblockOffset(p.i_deblocking_filter_beta, v)), "(element 1 of 10036)"},
   {AT(transform8x8),         10037, true,  APPLY(p.analyse.b_transform_8x8 = v), "8x8 transform (high profile)"},
   {AT(vui),                  10038, true,  APPLY(p.vui.i_vidformat = v), "[0] video format, [1] full range, [2] colour primaries, [3] transfer (H.264 annex E)"},
   {AT(vui) + 4,              10038, true,  APPLY(p.vui.b_fullrange = v), "(element 1 of 10038)"},
@@ -226,7 +228,7 @@ int validate(const H264EncoderSettings& s, const H264Messages& messages) {
 void setFrameRate(x264_param_t& p, double frameRate) {
   // NTSC-style rates are exact in 1001ths.
   const long long in1001 = std::llround(frameRate * 1001.0);
-  if (in1001 % 1000 == 0 && std::fabs(in1001 / 1001.0 - frameRate) < 1e-6) {
+  if (in1001 % 1000 == 0 && std::fabs(in1001 / 1001.0 - frameRate) < 1e-4) {
     p.i_fps_num = static_cast<uint32_t>(in1001);
     p.i_fps_den = 1001;
   } else {
