@@ -67,11 +67,14 @@ struct PendingStamp {
 
 struct H264OutVideo {
   explicit H264OutVideo(H264CallbackResolver resolver) : messages(resolver) {}
+  ~H264OutVideo() { finish(1); }
+  H264OutVideo(const H264OutVideo&) = delete;
+  H264OutVideo& operator=(const H264OutVideo&) = delete;
 
   int open(const H264EncoderSettings& record);
   int bind(bufstream_tt* output, void** options);
   int put(const uint8_t* plane0, int32_t stride, uint32_t width, uint32_t height, uint32_t fourcc, void** extInfo);
-  int finish(int abort);
+  int finish(int abort) noexcept;
 
  private:
   int encode(x264_picture_t* input);
@@ -91,6 +94,7 @@ struct H264OutVideo {
   x264_picture_t pictureIn{};
   x264_picture_t pictureOut{};
   bool finished = false;
+  bool dropOutput = false;
 };
 
 int H264OutVideo::open(const H264EncoderSettings& record) {
@@ -200,7 +204,7 @@ int H264OutVideo::encode(x264_picture_t* input) {
   int nalCount = 0;
   const int size = x264_encoder_encode(encoder.get(), &nals, &nalCount, input, &pictureOut);
   const int status = checkX264(size, "x264_encoder_encode", kH264EncodeFailed, messages);
-  if (status != kH264Ok || size == 0) {
+  if (status != kH264Ok || size == 0 || dropOutput) {
     return status;
   }
   return writeAccessUnit(nals, nalCount);
@@ -239,15 +243,22 @@ int H264OutVideo::writeAccessUnit(const x264_nal_t* nals, int nalCount) {
   return kH264Ok;
 }
 
-int H264OutVideo::finish(int abort) {
-  if (finished || sink == nullptr) {
+int H264OutVideo::finish(int abort) noexcept {
+  if (finished || !encoder) {
     finished = true;
     return kH264Ok;
   }
   finished = true;
+  // Held pictures are encoded even when they are dropped: closing the
+  // library with pictures still in its lookahead can lose their buffers.
+  dropOutput = abort != 0 || sink == nullptr;
   int status = kH264Ok;
-  while (abort == 0 && status == kH264Ok && x264_encoder_delayed_frames(encoder.get()) > 0) {
-    status = encode(nullptr);
+  try {
+    while (status == kH264Ok && x264_encoder_delayed_frames(encoder.get()) > 0) {
+      status = encode(nullptr);
+    }
+  } catch (const std::exception&) {
+    status = kH264EncodeFailed;
   }
   return status;
 }
