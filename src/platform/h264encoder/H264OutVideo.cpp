@@ -18,11 +18,6 @@ namespace cvx {
 
 namespace {
 
-struct X264EncoderCloser {
-  void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
-};
-using X264EncoderPtr = std::unique_ptr<x264_t, X264EncoderCloser>;
-
 // Access unit delimiter: start code, NAL type 9, then primary_pic_type in
 // the top three bits and the stop bit. The output stream reads 0x10 as a
 // key frame and 0x50 as a B-frame.
@@ -164,18 +159,7 @@ int H264OutVideo::put(const uint8_t* plane0, int32_t stride, uint32_t width, uin
   pictureIn.i_type = !key ? X264_TYPE_AUTO : settings.idrOnRequest != 0 ? X264_TYPE_IDR : X264_TYPE_KEYFRAME;
   pictureIn.i_pts = slot.info.start;
   pictureIn.opaque = reinterpret_cast<void*>(static_cast<uintptr_t>(sequence));
-  // The frame buffer's plane rule: both chroma planes follow the luma plane
-  // in memory order, V first for YV12, which the library takes as such.
-  const size_t lumaBytes = static_cast<size_t>(width) * height;
-  auto* luma = const_cast<uint8_t*>(plane0);
-  pictureIn.img.i_csp = fourcc == kFourCcYV12 ? X264_CSP_YV12 : X264_CSP_I420;
-  pictureIn.img.i_plane = 3;
-  pictureIn.img.plane[0] = luma;
-  pictureIn.img.plane[1] = luma + lumaBytes;
-  pictureIn.img.plane[2] = luma + lumaBytes + lumaBytes / 4;
-  pictureIn.img.i_stride[0] = stride;
-  pictureIn.img.i_stride[1] = stride / 2;
-  pictureIn.img.i_stride[2] = stride / 2;
+  pointX264Picture(pictureIn, plane0, stride, width, height, fourcc);
   return encode(&pictureIn);
 }
 

@@ -297,6 +297,20 @@ int buildX264Params(const H264EncoderSettings& settings, const H264Messages& mes
                    kH264LibraryRejected, messages);
 }
 
+void pointX264Picture(x264_picture_t& picture, const uint8_t* plane0, int32_t stride, uint32_t width,
+                      uint32_t height, uint32_t fourcc) {
+  const size_t lumaBytes = static_cast<size_t>(width) * height;
+  auto* luma = const_cast<uint8_t*>(plane0);  // the library reads input planes only
+  picture.img.i_csp = fourcc == kFourCcYV12 ? X264_CSP_YV12 : X264_CSP_I420;
+  picture.img.i_plane = 3;
+  picture.img.plane[0] = luma;
+  picture.img.plane[1] = luma + lumaBytes;
+  picture.img.plane[2] = luma + lumaBytes + lumaBytes / 4;
+  picture.img.i_stride[0] = stride;
+  picture.img.i_stride[1] = stride / 2;
+  picture.img.i_stride[2] = stride / 2;
+}
+
 void fillLiveDefaults(H264EncoderSettings& s, uint32_t familyProfile, uint32_t speedPreset) {
   s = H264EncoderSettings{};
   for (const FieldRow& row : kFieldTable) {
