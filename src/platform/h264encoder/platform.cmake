@@ -1,0 +1,1 @@
+cvx_platform_library(h264encoder MODULES x264)
