@@ -51,7 +51,44 @@ void AccessUnitSplitter::reset() {
   unitPrefix_ = 0;
   auHasPicture_ = false;
   auLastCode_ = kNoCode;
+  skipCount_ = 0;
   headers_ = StreamHeaderInfo{};
+  forgetParameterSets();
+}
+
+void AccessUnitSplitter::forgetParameterSets() {
+  lastSps_.clear();
+  lastPps_.clear();
+}
+
+bool AccessUnitSplitter::repeatsParameterSet(const uint8_t* unit, size_t size) {
+  const int type = unit[0] & 31;
+  if (type != 7 && type != 8) {
+    return false;
+  }
+  // Trailing zeros are stuffing, not part of the set.
+  while (size > 1 && unit[size - 1] == 0) {
+    --size;
+  }
+  std::vector<uint8_t>& last = type == 7 ? lastSps_ : lastPps_;
+  if (last.size() == size && std::equal(last.begin(), last.end(), unit)) {
+    return true;
+  }
+  last.assign(unit, unit + size);
+  return false;
+}
+
+void AccessUnitSplitter::emit(size_t end, bool hasPicture, size_t lastCode, Unit& unit) {
+  unit = Unit{};
+  unit.data = buffer_.data();
+  unit.size = end;
+  unit.streamOffset = base_;
+  unit.hasPicture = hasPicture;
+  unit.lastCodeOffset = base_ + lastCode;
+  unit.skip = skip_;
+  unit.skipCount = skipCount_;
+  skipCount_ = 0;
+  emitted_ = end;
 }
 
 void AccessUnitSplitter::append(const uint8_t* data, size_t size) {
@@ -162,7 +199,11 @@ void AccessUnitSplitter::closeUnit(size_t begin, size_t end) {
   const size_t size = end - payload;
   switch (kind_) {
     case BitstreamKind::H264:
-      if ((unit[0] & 31) == 7) {
+      if (repeatsParameterSet(unit, size)) {
+        if (skipCount_ < skip_.size()) {
+          skip_[skipCount_++] = {begin, end};
+        }
+      } else if ((unit[0] & 31) == 7) {
         parseH264SequenceParameterSet(unit, size, headers_);
       }
       break;
@@ -213,8 +254,7 @@ bool AccessUnitSplitter::next(bool endOfStream, Unit& unit) {
     unitOpen_ = true;
     scan_ = code.position + code.prefix;
     if (begins && auHasPicture_ && code.position > 0) {
-      unit = {buffer_.data(), code.position, base_, true, base_ + auLastCode_};
-      emitted_ = code.position;
+      emit(code.position, true, auLastCode_, unit);
       auHasPicture_ = picture;
       auLastCode_ = code.position;
       return true;
@@ -233,8 +273,7 @@ bool AccessUnitSplitter::next(bool endOfStream, Unit& unit) {
     unitOpen_ = false;
   }
   const size_t lastCode = auLastCode_ != kNoCode ? auLastCode_ : buffer_.size() - 1;
-  unit = {buffer_.data(), buffer_.size(), base_, auHasPicture_, base_ + lastCode};
-  emitted_ = buffer_.size();
+  emit(buffer_.size(), auHasPicture_, lastCode, unit);
   auLastCode_ = kNoCode;
   auHasPicture_ = false;
   return true;

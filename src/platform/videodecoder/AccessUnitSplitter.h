@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <array>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "platform/videodecoder/StreamHeaders.h"
@@ -37,6 +39,11 @@ class AccessUnitSplitter {
     // Position of the last start code inside the unit. Bytes attached to a
     // position after it (stuffing before the next code) belong to the next unit.
     uint64_t lastCodeOffset = 0;
+    // Byte ranges of the unit to leave out: H.264 parameter sets repeated
+    // unchanged (the feeder puts them in front of every frame; parsing them
+    // again costs the codec more than anything else here).
+    std::array<std::pair<size_t, size_t>, 4> skip{};
+    size_t skipCount = 0;
   };
 
   explicit AccessUnitSplitter(BitstreamKind kind);
@@ -47,6 +54,9 @@ class AccessUnitSplitter {
   // Gives the next complete unit; at `endOfStream` the rest counts as one.
   // The unit's bytes stay valid until the next call of any member.
   bool next(bool endOfStream, Unit& unit);
+
+  // The codec was reopened or flushed: parameter sets have to reach it again.
+  void forgetParameterSets();
 
   BitstreamKind kind() const { return kind_; }
   const StreamHeaderInfo& headers() const { return headers_; }
@@ -64,6 +74,8 @@ class AccessUnitSplitter {
   bool beginsAccessUnit(size_t position, size_t prefix) const;
   bool isPicture(size_t position, size_t prefix) const;
   void closeUnit(size_t begin, size_t end);
+  bool repeatsParameterSet(const uint8_t* unit, size_t size);
+  void emit(size_t end, bool hasPicture, size_t lastCode, Unit& unit);
   void compact();
 
   BitstreamKind kind_;
@@ -77,6 +89,10 @@ class AccessUnitSplitter {
   bool auHasPicture_ = false;
   static constexpr size_t kNoCode = static_cast<size_t>(-1);
   size_t auLastCode_ = kNoCode;  // last start code of the unit being gathered
+  std::array<std::pair<size_t, size_t>, 4> skip_{};
+  size_t skipCount_ = 0;
+  std::vector<uint8_t> lastSps_;
+  std::vector<uint8_t> lastPps_;
   StreamHeaderInfo headers_;
 };
 

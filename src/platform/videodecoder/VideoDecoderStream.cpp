@@ -178,6 +178,7 @@ uint32_t VideoDecoderStream::auxInfo(uint32_t offset, uint32_t infoId, void* inf
         // The codec takes its threads at opening; it reopens with the next
         // picture, which then has to be a key frame.
         context_.reset();
+        splitter_.forgetParameterSets();
         packetPending_ = false;
         needKeyFrame_ = true;
       }
@@ -229,6 +230,7 @@ uint32_t VideoDecoderStream::runParser() {
       // Drained: the codec takes a new stream after a flush.
       if (context_) {
         avcodec_flush_buffers(context_.get());
+        splitter_.forgetParameterSets();
         needKeyFrame_ = true;
       }
       draining_ = false;
@@ -311,8 +313,15 @@ bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
       return false;
     }
   }
-  std::memcpy(packetBuffer_->data, unit.data, unit.size);
-  std::memset(packetBuffer_->data + unit.size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
+  size_t size = 0;
+  size_t from = 0;
+  for (size_t i = 0; i <= unit.skipCount; ++i) {
+    const size_t to = i < unit.skipCount ? unit.skip[i].first : unit.size;
+    std::memcpy(packetBuffer_->data + size, unit.data + from, to - from);
+    size += to - from;
+    from = i < unit.skipCount ? unit.skip[i].second : unit.size;
+  }
+  std::memset(packetBuffer_->data + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
   av_packet_unref(packet_.get());
   packet_->buf = av_buffer_ref(packetBuffer_.get());
   if (packet_->buf == nullptr) {
@@ -320,7 +329,7 @@ bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
     return false;
   }
   packet_->data = packetBuffer_->data;
-  packet_->size = static_cast<int>(unit.size);
+  packet_->size = static_cast<int>(size);
   packet_->pts = packetCounter_;
   packet_->dts = AV_NOPTS_VALUE;
   ++packetCounter_;
