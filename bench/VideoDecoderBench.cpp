@@ -14,17 +14,17 @@
 #include "platform/bufstream/FrameRecord.h"
 #include "platform/videodecoder/ReferenceDecodeLoop.h"
 #include "platform/videodecoder/VideoDecoderOpen.h"
+#include "../tests/native/videodecoder/AnnexB.h"
 
 namespace {
+
+using cvx::test::Nal;
+using cvx::test::splitNals;
+using cvx::test::withStartCode;
 
 constexpr int kWidth = 1280;
 constexpr int kHeight = 720;
 constexpr int kFrames = 60;
-
-struct Nal {
-  const uint8_t* data;
-  uint32_t size;
-};
 
 struct Clip {
   std::vector<uint8_t> bytes;
@@ -34,31 +34,6 @@ struct Clip {
   std::vector<uint8_t> sps;
   std::vector<uint8_t> pps;
 };
-
-std::vector<Nal> splitNals(const uint8_t* data, size_t size) {
-  std::vector<Nal> nals;
-  size_t begin = SIZE_MAX;
-  for (size_t i = 0; i + 3 <= size; ++i) {
-    if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1) {
-      if (begin != SIZE_MAX) {
-        size_t end = i;
-        while (end > begin && data[end - 1] == 0) --end;
-        nals.push_back({data + begin, static_cast<uint32_t>(end - begin)});
-      }
-      begin = i + 3;
-      i += 2;
-    }
-  }
-  if (begin != SIZE_MAX && begin < size) nals.push_back({data + begin, static_cast<uint32_t>(size - begin)});
-  return nals;
-}
-
-std::vector<uint8_t> withStartCode(const Nal& nal) {
-  std::vector<uint8_t> block(nal.size + 4, 0);
-  block[3] = 1;
-  std::memcpy(block.data() + 4, nal.data, nal.size);
-  return block;
-}
 
 const Clip& clip() {
   static Clip clip = [] {

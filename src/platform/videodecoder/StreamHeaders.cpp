@@ -29,6 +29,30 @@ constexpr std::array<Ratio, 9> kMpeg2FrameRate = {
 // The largest SPS we read; scaling lists keep real ones far below this.
 constexpr size_t kMaxSpsBytes = 1024;
 
+// A pixel shape by table code, or given in full after the extended code.
+template <size_t N>
+Ratio readPixelAspect(BitReader& reader, uint32_t code, uint32_t extendedCode, int extendedBits,
+                      const std::array<Ratio, N>& table) {
+  if (code == extendedCode) {
+    Ratio sar{};
+    sar.num = static_cast<int32_t>(reader.bits(extendedBits));
+    sar.den = static_cast<int32_t>(reader.bits(extendedBits));
+    return sar;
+  }
+  return code < table.size() ? table[code] : Ratio{0, 0};
+}
+
+void storeSequence(StreamHeaderInfo& info, int64_t width, int64_t height, Ratio sar, Ratio rate) {
+  info.valid = true;
+  info.width = static_cast<int32_t>(width);
+  info.height = static_cast<int32_t>(height);
+  info.aspectCode = 0;
+  info.sarNum = sar.num;
+  info.sarDen = sar.den;
+  info.rateNum = rate.num;
+  info.rateDen = rate.den;
+}
+
 void skipScalingList(BitReader& reader, int size) {
   int last = 8;
   int next = 8;
@@ -136,13 +160,7 @@ bool parseH264SequenceParameterSet(const uint8_t* nal, size_t size, StreamHeader
   Ratio rate{0, 0};
   if (reader.bit() != 0) {
     if (reader.bit() != 0) {
-      uint32_t idc = reader.bits(8);
-      if (idc == 255) {
-        sar.num = static_cast<int32_t>(reader.bits(16));
-        sar.den = static_cast<int32_t>(reader.bits(16));
-      } else if (idc < kH264PixelAspect.size()) {
-        sar = kH264PixelAspect[idc];
-      }
+      sar = readPixelAspect(reader, reader.bits(8), 255, 16, kH264PixelAspect);
     }
     if (reader.bit() != 0) {
       reader.bit();  // overscan_appropriate_flag
@@ -177,14 +195,7 @@ bool parseH264SequenceParameterSet(const uint8_t* nal, size_t size, StreamHeader
   if (width <= 0 || height <= 0) {
     return false;
   }
-  info.valid = true;
-  info.width = static_cast<int32_t>(width);
-  info.height = static_cast<int32_t>(height);
-  info.aspectCode = 0;
-  info.sarNum = sar.num;
-  info.sarDen = sar.den;
-  info.rateNum = rate.num;
-  info.rateDen = rate.den;
+  storeSequence(info, width, height, sar, rate);
   return true;
 }
 
@@ -247,14 +258,7 @@ bool parseMpeg4VideoObjectLayer(const uint8_t* unit, size_t size, StreamHeaderIn
     verid = reader.bits(4);
     reader.skip(3);
   }
-  Ratio sar{0, 0};
-  uint32_t aspect = reader.bits(4);
-  if (aspect == 15) {
-    sar.num = static_cast<int32_t>(reader.bits(8));
-    sar.den = static_cast<int32_t>(reader.bits(8));
-  } else if (aspect < kMpeg4PixelAspect.size()) {
-    sar = kMpeg4PixelAspect[aspect];
-  }
+  const Ratio sar = readPixelAspect(reader, reader.bits(4), 15, 8, kMpeg4PixelAspect);
   if (reader.bit() != 0) {  // vol_control_parameters
     reader.skip(2 + 1);
     if (reader.bit() != 0) {
@@ -289,14 +293,7 @@ bool parseMpeg4VideoObjectLayer(const uint8_t* unit, size_t size, StreamHeaderIn
   if (reader.overrun() || width == 0 || height == 0 || resolution == 0) {
     return false;
   }
-  info.valid = true;
-  info.width = width;
-  info.height = height;
-  info.aspectCode = 0;
-  info.sarNum = sar.num;
-  info.sarDen = sar.den;
-  info.rateNum = rate.num;
-  info.rateDen = rate.den;
+  storeSequence(info, width, height, sar, rate);
   return true;
 }
 

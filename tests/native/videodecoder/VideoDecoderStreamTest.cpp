@@ -7,41 +7,12 @@
 #include <vector>
 
 #include "platform/videodecoder/VideoDecoderOpen.h"
+#include "videodecoder/AnnexB.h"
 #include "videodecoder/ClassDriver.h"
 #include "videodecoder/DecoderFixtures.h"
 
 namespace cvx::test {
 namespace {
-
-using Nal = std::pair<const uint8_t*, uint32_t>;
-
-// NAL units of an Annex B span, start codes removed.
-std::vector<Nal> splitNals(const uint8_t* data, size_t size) {
-  std::vector<Nal> nals;
-  size_t begin = SIZE_MAX;
-  for (size_t i = 0; i + 3 <= size; ++i) {
-    if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1) {
-      if (begin != SIZE_MAX) {
-        size_t end = i;
-        while (end > begin && data[end - 1] == 0) --end;
-        nals.emplace_back(data + begin, static_cast<uint32_t>(end - begin));
-      }
-      begin = i + 3;
-      i += 2;
-    }
-  }
-  if (begin != SIZE_MAX && begin < size) {
-    nals.emplace_back(data + begin, static_cast<uint32_t>(size - begin));
-  }
-  return nals;
-}
-
-std::vector<uint8_t> withStartCode(const Nal& nal) {
-  std::vector<uint8_t> block(nal.second + 4, 0);
-  block[3] = 1;
-  std::memcpy(block.data() + 4, nal.first, nal.second);
-  return block;
-}
 
 constexpr uint64_t kFirstTimecode = 1000;
 constexpr uint64_t kFrameSpacing = 40;
@@ -53,8 +24,8 @@ void feedH264(ClassDriver& driver, const StreamFixture& fixture, size_t corruptP
               size_t truncatePacket = SIZE_MAX, std::vector<uint8_t>* scratch = nullptr) {
   const CodedPacket& first = fixture.packets.front();
   for (const Nal& nal : splitNals(fixture.bytes.data() + first.position, first.size)) {
-    if ((nal.first[0] & 31) == 7 && driver.sps.empty()) driver.sps = withStartCode(nal);
-    if ((nal.first[0] & 31) == 8 && driver.pps.empty()) driver.pps = withStartCode(nal);
+    if ((nal.data[0] & 31) == 7 && driver.sps.empty()) driver.sps = withStartCode(nal);
+    if ((nal.data[0] & 31) == 8 && driver.pps.empty()) driver.pps = withStartCode(nal);
   }
   ASSERT_EQ(driver.configure({driver.sps, driver.pps}) & 0x101u, 0x101u);
   if (scratch != nullptr) {
@@ -63,13 +34,13 @@ void feedH264(ClassDriver& driver, const StreamFixture& fixture, size_t corruptP
   const uint8_t* bytes = scratch != nullptr ? scratch->data() : fixture.bytes.data();
   for (size_t i = 0; i < fixture.packets.size(); ++i) {
     const CodedPacket& packet = fixture.packets[i];
-    std::vector<Nal> frame;
+    std::vector<std::pair<const uint8_t*, uint32_t>> frame;
     for (const Nal& nal : splitNals(bytes + packet.position, packet.size)) {
-      const int type = nal.first[0] & 31;
-      if (type != 9 && type != 7 && type != 8) frame.push_back(nal);
+      const int type = nal.data[0] & 31;
+      if (type != 9 && type != 7 && type != 8) frame.emplace_back(nal.data, nal.size);
     }
     if (i == corruptPacket) {
-      Nal& slice = frame.back();
+      auto& slice = frame.back();
       uint8_t* payload = const_cast<uint8_t*>(slice.first);
       for (uint32_t k = slice.second / 4; k < slice.second; k += 3) payload[k] ^= 0x5A;
     }
