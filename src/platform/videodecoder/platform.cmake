@@ -1,0 +1,1 @@
+cvx_platform_library(videodecoder MODULES libavcodec libavutil)
