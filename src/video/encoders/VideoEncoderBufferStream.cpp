@@ -81,8 +81,10 @@ uint32_t VideoEncoderBufferStream::auxinfo(bufstream_tt* bs, uint32_t, uint32_t 
       s->closeFrame();
       break;
     case kTimeStamp:
-      if (infoPtr != nullptr && infoSize >= sizeof(TimeStampInfo)) {
-        TimeStampInfo info;
+      if (infoPtr != nullptr && infoSize >= sizeof(time_stamp_info)) {
+        // The library hands the record back with the frame it travelled with;
+        // its start is in tenths of a millisecond.
+        time_stamp_info info;
         std::memcpy(&info, infoPtr, sizeof(info));
         // Division, not a shift: -5 tenths is 0 ms, as 5 tenths is.
         s->timecode = info.start / 10;

@@ -5,20 +5,10 @@
 
 #include "logging/IConcurrentLock.h"
 #include "platform/bufstream/BufStream.h"
+#include "platform/bufstream/TimeStampInfo.h"
 #include "video/encoders/VideoFrameEncoded.h"
 
 namespace cvx {
-
-// The time stamp record an encoding library carries with each frame through
-// its reordering and hands back before writing that frame. Times are in
-// tenths of a millisecond.
-struct TimeStampInfo {
-  int64_t start;
-  int64_t stop;
-  uint32_t frameTypeHint;
-  uint32_t reserved;
-};
-static_assert(sizeof(TimeStampInfo) == 24, "the library reads 24 bytes");
 
 // The sink an encoding library writes H.264 into. Between a start-of-frame
 // (256) and an end-of-frame (0xf0001) code it gathers one access unit in a

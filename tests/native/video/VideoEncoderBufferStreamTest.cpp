@@ -81,7 +81,7 @@ class VideoEncoderBufferStreamTest : public ::testing::Test {
   void frame(const Bytes& bytes, int64_t startTenths, bool withTimeStamp = true) {
     bs->auxinfo(bs, 0, 256, nullptr, 0);
     if (withTimeStamp) {
-      TimeStampInfo info{startTenths, startTenths + 333, 0, 0};
+      time_stamp_info info{startTenths, startTenths + 333, 0, 0};
       bs->auxinfo(bs, 0, 0xf000000, &info, sizeof(info));
     }
     Bytes copy = bytes;
