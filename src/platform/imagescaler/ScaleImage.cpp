@@ -73,7 +73,6 @@ is::SwsImage swsImage(const is::Planes444& planes, int width, int height) {
 
 bool isPlanar420(const is::Picture& p) { return p.code->layout == is::PixelLayout::Planar420; }
 bool isVuya(const is::Picture& p) { return p.code->fourcc == kFourCCVUYA; }
-bool isBgra(const is::Picture& p) { return p.code->avFormat == AV_PIX_FMT_BGRA; }
 bool sameSize(const is::Picture& a, const is::Picture& b) {
   return a.width == b.width && a.height == b.height;
 }
@@ -83,7 +82,6 @@ int convert(const is::Picture& src, const is::Picture& dst) {
   is::Colour colour;
   if (is::uniformColour(src, colour) && is::fillSolid(dst, colour)) return kScaleOk;
   if (isPlanar420(src) && isPlanar420(dst)) return is::yuvScalePlanar420(src, dst);
-  if (isPlanar420(src) && isBgra(dst) && sameSize(src, dst)) return is::yuvPlanar420ToBgra(src, dst);
   if (isVuya(src) && isVuya(dst)) {
     if (!sameSize(src, dst)) return is::yuvScalePacked4(src, dst);
     is::copyPacked4(src, dst);

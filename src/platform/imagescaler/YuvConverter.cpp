@@ -33,15 +33,6 @@ int yuvScalePlanar420(const Picture& src, const Picture& dst) {
                    "I420Scale");
 }
 
-// libyuv's ARGB is B, G, R, A in memory, which is our BGRA.
-int yuvPlanar420ToBgra(const Picture& src, const Picture& dst) {
-  return yuvStatus(libyuv::I420ToARGBMatrix(src.plane[0], src.stride[0], src.plane[1],
-                                            src.stride[1], src.plane[2], src.stride[2],
-                                            dst.plane[0], dst.stride[0],
-                                            &libyuv::kYuvH709Constants, dst.width, dst.height),
-                   "I420ToARGBMatrix");
-}
-
 int yuvScalePacked4(const Picture& src, const Picture& dst) {
   return yuvStatus(libyuv::ARGBScale(src.plane[0], src.stride[0], src.width, src.height,
                                      dst.plane[0], dst.stride[0], dst.width, dst.height,
