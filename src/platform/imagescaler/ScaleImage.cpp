@@ -42,13 +42,18 @@ is::Picture vuyaArea(std::vector<uint8_t>& area, int width, int height) {
   return picture;
 }
 
+// libswscale writes its planar output in whole vector blocks, past the last
+// pixel of a row; our own planes get aligned rows and one spare row each.
+constexpr int kPlaneAlignment = 64;
+
 is::Planes444 planesArea(int width, int height) {
-  const size_t planeBytes = static_cast<size_t>(width) * static_cast<size_t>(height);
-  work.planes444.resize(planeBytes * 4);
+  const int stride = (width + kPlaneAlignment - 1) / kPlaneAlignment * kPlaneAlignment;
+  const size_t planeBytes = static_cast<size_t>(stride) * (static_cast<size_t>(height) + 1);
+  work.planes444.resize(planeBytes * 4 + kPlaneAlignment);
   is::Planes444 planes{};
   for (int p = 0; p < 4; ++p) {
     planes.plane[p] = work.planes444.data() + planeBytes * static_cast<size_t>(p);
-    planes.stride[p] = width;
+    planes.stride[p] = stride;
   }
   return planes;
 }
