@@ -20,8 +20,6 @@ static_assert(kUr + kUg + kUb == 0 && kVr + kVg + kVb == 0, "grey keeps neutral 
 
 uint8_t clampByte(int value) { return static_cast<uint8_t>(std::clamp(value, 0, 255)); }
 
-int div255(int value) { return (value + 127) / 255; }
-
 uint8_t* row(const Picture& p, int plane, int y) {
   return p.plane[plane] + static_cast<ptrdiff_t>(y) * p.stride[plane];
 }
@@ -182,49 +180,46 @@ void vuyaToPlanar420(const Picture& src, const Picture& dst) {
     for (int x = 0; x < dst.width; ++x) outY[x] = in[4 * x + 2];
   }
   // Each chroma sample is the mean of the pixels of the rectangle it covers:
-  // up to four, fewer along an odd right or bottom edge.
-  for (int cy = 0; cy < (dst.height + 1) / 2; ++cy) {
-    const int rows = std::min(2, dst.height - 2 * cy);
+  // four inside, fewer along an odd right or bottom edge.
+  const int fullRows = dst.height / 2;
+  const int fullCols = dst.width / 2;
+  for (int cy = 0; cy < fullRows; ++cy) {
+    const uint8_t* top = row(src, 0, 2 * cy);
+    const uint8_t* bottom = row(src, 0, 2 * cy + 1);
     uint8_t* outU = row(dst, 1, cy);
     uint8_t* outV = row(dst, 2, cy);
-    for (int cx = 0; cx < (dst.width + 1) / 2; ++cx) {
-      const int cols = std::min(2, dst.width - 2 * cx);
-      int sumU = 0, sumV = 0;
-      for (int r = 0; r < rows; ++r) {
-        const uint8_t* in = row(src, 0, 2 * cy + r) + 8 * cx;
-        for (int c = 0; c < cols; ++c) {
-          sumV += in[4 * c];
-          sumU += in[4 * c + 1];
-        }
-      }
-      const int count = rows * cols;
-      outU[cx] = static_cast<uint8_t>((sumU + count / 2) / count);
-      outV[cx] = static_cast<uint8_t>((sumV + count / 2) / count);
+    for (int cx = 0; cx < fullCols; ++cx) {
+      const int i = 8 * cx;
+      outV[cx] = static_cast<uint8_t>((top[i] + top[i + 4] + bottom[i] + bottom[i + 4] + 2) >> 2);
+      outU[cx] = static_cast<uint8_t>((top[i + 1] + top[i + 5] + bottom[i + 1] + bottom[i + 5] + 2) >> 2);
     }
+  }
+  const auto edgeSample = [&](int cx, int cy) {
+    const int rows = std::min(2, dst.height - 2 * cy);
+    const int cols = std::min(2, dst.width - 2 * cx);
+    int sumU = 0, sumV = 0;
+    for (int r = 0; r < rows; ++r) {
+      const uint8_t* in = row(src, 0, 2 * cy + r) + 8 * cx;
+      for (int c = 0; c < cols; ++c) {
+        sumV += in[4 * c];
+        sumU += in[4 * c + 1];
+      }
+    }
+    const int count = rows * cols;
+    row(dst, 1, cy)[cx] = static_cast<uint8_t>((sumU + count / 2) / count);
+    row(dst, 2, cy)[cx] = static_cast<uint8_t>((sumV + count / 2) / count);
+  };
+  if (dst.width % 2 != 0) {
+    for (int cy = 0; cy < (dst.height + 1) / 2; ++cy) edgeSample(fullCols, cy);
+  }
+  if (dst.height % 2 != 0) {
+    for (int cx = 0; cx < fullCols; ++cx) edgeSample(cx, fullRows);
   }
 }
 
 void copyPacked4(const Picture& src, const Picture& dst) {
   for (int y = 0; y < dst.height; ++y) {
     std::memcpy(row(dst, 0, y), row(src, 0, y), static_cast<size_t>(dst.width) * 4);
-  }
-}
-
-void blendVuya(const Picture& src, const Picture& dst) {
-  for (int y = 0; y < dst.height; ++y) {
-    const uint8_t* in = row(src, 0, y);
-    uint8_t* out = row(dst, 0, y);
-    for (int x = 0; x < dst.width; ++x, in += 4, out += 4) {
-      const int alpha = in[3];
-      if (alpha == 0) continue;
-      if (alpha == 255) {
-        std::memcpy(out, in, 4);
-        continue;
-      }
-      const int rest = 255 - alpha;
-      for (int c = 0; c < 3; ++c) out[c] = static_cast<uint8_t>(div255(in[c] * alpha + out[c] * rest));
-      out[3] = static_cast<uint8_t>(alpha + div255(out[3] * rest));
-    }
   }
 }
 

@@ -39,10 +39,6 @@ void vuyaToPlanar420(const Picture& src, const Picture& dst);
 // Same-size copy of one 4-byte picture into another.
 void copyPacked4(const Picture& src, const Picture& dst);
 
-// Same-size composite of a VUYA picture over another, by the source's alpha
-// (255 opaque). The destination's alpha becomes that of the composite.
-void blendVuya(const Picture& src, const Picture& dst);
-
 // Subsampled pictures of odd size keep their last column or row out of the
 // conversion; this repeats the neighbouring luma into it for the rows (or
 // columns) of the rectangle drawn, so no stale bytes stay at the edge.

@@ -118,20 +118,19 @@ int convert(const is::Picture& src, const is::Picture& dst) {
 // source is first brought to the rectangle's size and to VUYA; a destination
 // in another code is fetched into VUYA, composited there and written back.
 int blend(const is::Picture& src, const is::Picture& dst) {
-  is::Picture over = src;
+  // The source at the rectangle's size and in VUYA; premultiplied into over.
+  const is::Picture over = vuyaArea(work.blendSource, dst.width, dst.height);
+  is::Picture source = src;
   if (!isVuya(src) || !sameSize(src, dst)) {
-    over = vuyaArea(work.blendSource, dst.width, dst.height);
     const int status = convert(src, over);
     if (status != kScaleOk) return status;
+    source = over;
   }
-  if (isVuya(dst)) {
-    is::blendVuya(over, dst);
-    return kScaleOk;
-  }
+  if (isVuya(dst)) return is::yuvBlendPacked4(source, over, dst);
   const is::Picture target = vuyaArea(work.blendTarget, dst.width, dst.height);
   int status = convert(dst, target);
   if (status != kScaleOk) return status;
-  is::blendVuya(over, target);
+  if ((status = is::yuvBlendPacked4(source, over, target)) != kScaleOk) return status;
   return convert(target, dst);
 }
 

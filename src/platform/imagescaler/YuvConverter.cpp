@@ -40,5 +40,16 @@ int yuvScalePacked4(const Picture& src, const Picture& dst) {
                    "ARGBScale");
 }
 
+int yuvBlendPacked4(const Picture& src, const Picture& attenuated, const Picture& dst) {
+  const int status = yuvStatus(libyuv::ARGBAttenuate(src.plane[0], src.stride[0], attenuated.plane[0],
+                                                     attenuated.stride[0], dst.width, dst.height),
+                               "ARGBAttenuate");
+  if (status != kScaleOk) return status;
+  return yuvStatus(libyuv::ARGBBlend(attenuated.plane[0], attenuated.stride[0], dst.plane[0],
+                                     dst.stride[0], dst.plane[0], dst.stride[0], dst.width,
+                                     dst.height),
+                   "ARGBBlend");
+}
+
 }  // namespace imagescaler
 }  // namespace cvx
