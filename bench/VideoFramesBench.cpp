@@ -26,14 +26,19 @@ void fillPattern(VideoFrameBuffer& frame) {
   for (uint64_t i = 0; i < frame.getByteCount(); ++i) bytes[i] = static_cast<uint8_t>(i * 7 + (i >> 11));
 }
 
-VideoFrameBuffer& source1080() {
-  static VideoFrameBuffer frame;
+// One patterned I420 source per size, made on first use and kept.
+VideoFrameBuffer& patternedSource(uint32_t width, uint32_t height) {
+  static VideoFrameBuffer frames[2];
+  VideoFrameBuffer& frame = frames[width == 1920 ? 0 : 1];
   if (frame.getBytes() == nullptr) {
-    frame.allocBuffer(1920, 1080, cvx::kFourCCI420);
+    frame.allocBuffer(width, height, cvx::kFourCCI420);
     fillPattern(frame);
   }
   return frame;
 }
+
+VideoFrameBuffer& source1080() { return patternedSource(1920, 1080); }
+VideoFrameBuffer& source720() { return patternedSource(1280, 720); }
 
 void BM_FramesScale(benchmark::State& state) {
   VideoFrameBuffer& source = source1080();
@@ -72,15 +77,6 @@ void scaleArgs(benchmark::internal::Benchmark* b) {
     b->Args({1280, 720, mode})->Args({640, 360, mode})->Args({320, 180, mode});
   }
   b->ArgNames({"w", "h", "mode"});
-}
-
-VideoFrameBuffer& source720() {
-  static VideoFrameBuffer frame;
-  if (frame.getBytes() == nullptr) {
-    frame.allocBuffer(1280, 720, cvx::kFourCCI420);
-    fillPattern(frame);
-  }
-  return frame;
 }
 
 void BM_FramesReadBGRA(benchmark::State& state) {
