@@ -1,0 +1,188 @@
+#include "platform/imagescaler/SwsConverter.h"
+
+#include <array>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+extern "C" {
+#include <libavutil/error.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+#include <libswscale/swscale.h>
+}
+
+#include "platform/imagescaler/ScaleErrors.h"
+#include "platform/imagescaler/ScaleImage.h"
+
+namespace cvx {
+namespace imagescaler {
+
+namespace {
+
+struct SwsContextDeleter {
+  void operator()(SwsContext* context) const { sws_freeContext(context); }
+};
+using SwsContextPtr = std::unique_ptr<SwsContext, SwsContextDeleter>;
+
+struct ContextKey {
+  AVPixelFormat srcFormat;
+  int srcWidth, srcHeight;
+  AVPixelFormat dstFormat;
+  int dstWidth, dstHeight;
+  bool operator==(const ContextKey& o) const {
+    return srcFormat == o.srcFormat && srcWidth == o.srcWidth && srcHeight == o.srcHeight &&
+           dstFormat == o.dstFormat && dstWidth == o.dstWidth && dstHeight == o.dstHeight;
+  }
+};
+
+// Renditions, overlays and the BGRA reads each need their own key; eight
+// covers a session's steady set, and the least recently used one goes first.
+constexpr size_t kCachedContexts = 8;
+
+struct CachedContext {
+  ContextKey key{};
+  SwsContextPtr context;
+  uint64_t lastUse = 0;
+};
+
+struct ContextCache {
+  std::array<CachedContext, kCachedContexts> entries;
+  uint64_t clock = 0;
+};
+
+thread_local ContextCache cache;
+
+// The one place where libswscale's results become our status.
+int swsStatus(int result, const char* call) {
+  if (result >= 0) return kScaleOk;
+  char text[AV_ERROR_MAX_STRING_SIZE] = "";
+  av_strerror(result, text, sizeof text);
+  setScaleError(call, text);
+  return kScaleLibraryFailure;
+}
+
+int createContext(const ContextKey& key, SwsContextPtr& out) {
+  if (sws_isSupportedInput(key.srcFormat) <= 0 || sws_isSupportedOutput(key.dstFormat) <= 0) {
+    setScaleError("sws_isSupported", "format not supported");
+    return kScaleUnsupported;
+  }
+  SwsContextPtr context(sws_getContext(key.srcWidth, key.srcHeight, key.srcFormat, key.dstWidth,
+                                       key.dstHeight, key.dstFormat, SWS_BILINEAR, nullptr,
+                                       nullptr, nullptr));
+  if (!context) {
+    setScaleError("sws_getContext", "no context for this conversion");
+    return kScaleUnsupported;
+  }
+  // One matrix both ways: BT.709, limited range on the YUV side. libswscale
+  // ignores the range flag of an RGB side.
+  const int* bt709 = sws_getCoefficients(SWS_CS_ITU709);
+  const int status = swsStatus(
+      sws_setColorspaceDetails(context.get(), bt709, 0, bt709, 0, 0, 1 << 16, 1 << 16),
+      "sws_setColorspaceDetails");
+  if (status != kScaleOk) return status;
+  out = std::move(context);
+  return kScaleOk;
+}
+
+SwsContext* contextFor(const ContextKey& key, int& status) {
+  ++cache.clock;
+  CachedContext* oldest = &cache.entries[0];
+  for (CachedContext& entry : cache.entries) {
+    if (entry.context && entry.key == key) {
+      entry.lastUse = cache.clock;
+      status = kScaleOk;
+      return entry.context.get();
+    }
+    if (entry.lastUse < oldest->lastUse) oldest = &entry;
+  }
+  SwsContextPtr context;
+  status = createContext(key, context);
+  if (status != kScaleOk) return nullptr;
+  oldest->key = key;
+  oldest->context = std::move(context);
+  oldest->lastUse = cache.clock;
+  return oldest->context.get();
+}
+
+// libswscale reads and writes rows in whole vector blocks, past a row's last
+// pixel, and some of its converters ignore a negative stride. So it only
+// ever sees staging copies with aligned rows and a spare row, and our own
+// loops move the exact bytes of each row in and out.
+constexpr int kStageAlignment = 64;
+
+struct Stage {
+  std::vector<uint8_t> bytes;
+  SwsImage image{};
+  int rowBytes[4] = {0, 0, 0, 0};
+  int rows[4] = {0, 0, 0, 0};
+};
+
+thread_local Stage stageIn;
+thread_local Stage stageOut;
+
+int prepareStage(const SwsImage& picture, Stage& stage) {
+  const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(picture.format);
+  const int planes = av_pix_fmt_count_planes(picture.format);
+  if (descriptor == nullptr || planes <= 0 || planes > 4) {
+    setScaleError("av_pix_fmt_desc_get", "unknown format");
+    return kScaleUnsupported;
+  }
+  int linesizes[4] = {0, 0, 0, 0};
+  const int status = swsStatus(av_image_fill_linesizes(linesizes, picture.format, picture.width),
+                               "av_image_fill_linesizes");
+  if (status != kScaleOk) return status;
+  size_t offsets[4] = {0, 0, 0, 0};
+  size_t total = 0;
+  stage.image = SwsImage{picture.format, {}, {}, picture.width, picture.height};
+  for (int p = 0; p < planes; ++p) {
+    const bool chroma = (p == 1 || p == 2) && !(descriptor->flags & AV_PIX_FMT_FLAG_RGB);
+    stage.rowBytes[p] = linesizes[p];
+    stage.rows[p] = chroma ? -((-picture.height) >> descriptor->log2_chroma_h) : picture.height;
+    stage.image.linesize[p] =
+        (linesizes[p] + kStageAlignment - 1) / kStageAlignment * kStageAlignment;
+    offsets[p] = total;
+    total += static_cast<size_t>(stage.image.linesize[p]) * (static_cast<size_t>(stage.rows[p]) + 1);
+  }
+  for (int p = planes; p < 4; ++p) stage.rowBytes[p] = stage.rows[p] = 0;
+  stage.bytes.resize(total + kStageAlignment * 2);
+  // Aligned start, so that the vector loads take their fast path.
+  const uintptr_t base = reinterpret_cast<uintptr_t>(stage.bytes.data());
+  uint8_t* aligned = stage.bytes.data() + (kStageAlignment - base % kStageAlignment) % kStageAlignment;
+  for (int p = 0; p < planes; ++p) stage.image.data[p] = aligned + offsets[p];
+  return kScaleOk;
+}
+
+void copyRows(const uint8_t* from, int fromStride, uint8_t* to, int toStride, int rowBytes, int rows) {
+  for (int r = 0; r < rows; ++r) {
+    std::memcpy(to + static_cast<ptrdiff_t>(r) * toStride, from + static_cast<ptrdiff_t>(r) * fromStride,
+                static_cast<size_t>(rowBytes));
+  }
+}
+
+}  // namespace
+
+int swsConvert(const SwsImage& src, const SwsImage& dst) {
+  const ContextKey key{src.format, src.width, src.height, dst.format, dst.width, dst.height};
+  int status = kScaleOk;
+  SwsContext* context = contextFor(key, status);
+  if (context == nullptr) return status;
+  if ((status = prepareStage(src, stageIn)) != kScaleOk) return status;
+  if ((status = prepareStage(dst, stageOut)) != kScaleOk) return status;
+  for (int p = 0; p < 4; ++p) {
+    copyRows(src.data[p], src.linesize[p], stageIn.image.data[p], stageIn.image.linesize[p],
+             stageIn.rowBytes[p], stageIn.rows[p]);
+  }
+  status = swsStatus(sws_scale(context, stageIn.image.data, stageIn.image.linesize, 0, src.height,
+                               stageOut.image.data, stageOut.image.linesize),
+                     "sws_scale");
+  if (status != kScaleOk) return status;
+  for (int p = 0; p < 4; ++p) {
+    copyRows(stageOut.image.data[p], stageOut.image.linesize[p], dst.data[p], dst.linesize[p],
+             stageOut.rowBytes[p], stageOut.rows[p]);
+  }
+  return kScaleOk;
+}
+
+}  // namespace imagescaler
+}  // namespace cvx

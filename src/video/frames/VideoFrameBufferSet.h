@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "video/frames/IVideoOverlayFrameProvider.h"
+#include "video/frames/VideoFrameBufferSetItem.h"
+
+namespace cvx {
+
+class IImageScaler;
+class VideoFrameBuffer;
+class VideoOverlayFrames;
+
+// The buffers of one slot, one per rendition: item i belongs to rendition i.
+// Moves a decoded picture into a rendition's buffer and composites overlays.
+class VideoFrameBufferSet {
+ public:
+  // scaler is borrowed and handed to every buffer made; null means the
+  // platform's.
+  explicit VideoFrameBufferSet(IImageScaler* scaler = nullptr);
+  ~VideoFrameBufferSet();
+  VideoFrameBufferSet(const VideoFrameBufferSet&) = delete;
+  VideoFrameBufferSet& operator=(const VideoFrameBufferSet&) = delete;
+
+  // Makes a new empty buffer and returns its index, or -1 after a failure.
+  int32_t add();
+  uint32_t getCount() const { return static_cast<uint32_t>(items_.size()); }
+  // Null when index is not below the count.
+  const VideoFrameBufferSetItem* get(uint32_t index) const;
+
+  // Fits source into destination by destination's settings, then draws the
+  // overlays over it at destination's size. Returns 0, or -1 after a failure.
+  int transferFrame(VideoFrameBuffer& source, VideoFrameBuffer& destination,
+                    VideoOverlayFrames& overlays);
+  // Draws the overlays into frame in place, in key order. Returns 0.
+  int applyOverlays2(VideoFrameBuffer& frame, VideoOverlayFrames& overlays);
+
+ private:
+  void drawOverlay(VideoFrameBuffer& frame, const VideoOverlayFrame& overlay,
+                   VideoOverlayFrames& overlays);
+
+  IImageScaler* scaler_;
+  std::vector<std::unique_ptr<VideoFrameBuffer>> buffers_;
+  std::vector<VideoFrameBufferSetItem> items_;
+  std::vector<VideoOverlayFrameRef> drawList_;  // reused frame after frame
+};
+
+}  // namespace cvx

@@ -1,0 +1,208 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "platform/imagescaler/ScaleImage.h"
+
+namespace cvx {
+namespace {
+
+// Blocks of exactly the plane rule's size, so that AddressSanitizer reports
+// any access past them.
+std::vector<uint8_t> i420Block(uint32_t w, uint32_t h) {
+  return std::vector<uint8_t>(scaleImageExtent(kFourCCI420, static_cast<int32_t>(w), w, h));
+}
+
+int scale(uint32_t flags, uint32_t srcCode, const uint8_t* src, int32_t srcStride, uint32_t sw,
+          uint32_t sh, uint32_t dstCode, uint8_t* dst, int32_t dstStride, uint32_t dw,
+          uint32_t dh, const ScaleRectangles* rects = nullptr) {
+  return scaleImage(flags, srcCode, src, srcStride, sw, sh, dstCode, dst, dstStride, dw, dh,
+                    nullptr, 1, rects, nullptr);
+}
+
+ScaleRectangles rectangles(int sl, int st, int sr, int sb, int dl, int dt, int dr, int db) {
+  ScaleRectangles r;
+  std::memset(&r, 0, sizeof r);
+  r.srcLeft = sl * 256;
+  r.srcTop = st * 256;
+  r.srcRight = sr * 256;
+  r.srcBottom = sb * 256;
+  r.dstLeft = dl;
+  r.dstTop = dt;
+  r.dstRight = dr;
+  r.dstBottom = db;
+  return r;
+}
+
+TEST(ScaleImageColour, BgraThroughI420ComesBackWithinTolerance) {
+  const uint32_t w = 64, h = 32;
+  std::vector<uint8_t> bgra(w * h * 4), back(w * h * 4);
+  for (uint32_t y = 0; y < h; ++y) {
+    for (uint32_t x = 0; x < w; ++x) {
+      uint8_t* p = &bgra[(y * w + x) * 4];
+      p[0] = static_cast<uint8_t>(x * 3);
+      p[1] = static_cast<uint8_t>(y * 4);
+      p[2] = static_cast<uint8_t>(255 - x * 2);
+      p[3] = 255;
+    }
+  }
+  std::vector<uint8_t> i420 = i420Block(w, h);
+  ASSERT_EQ(scale(0, kFourCCBGRA, bgra.data(), w * 4, w, h, kFourCCI420, i420.data(), w, w, h), kScaleOk);
+  ASSERT_EQ(scale(0, kFourCCI420, i420.data(), w, w, h, kFourCCBGRA, back.data(), w * 4, w, h), kScaleOk);
+  int worst = 0;
+  double total = 0;
+  for (size_t i = 0; i < bgra.size(); ++i) {
+    if (i % 4 == 3) continue;
+    const int diff = std::abs(bgra[i] - back[i]);
+    worst = std::max(worst, diff);
+    total += diff;
+  }
+  EXPECT_LE(worst, 8);
+  EXPECT_LE(total / (w * h * 3), 2.0);
+}
+
+TEST(ScaleImageColour, WhiteAndBlackMapExactlyBothWays) {
+  struct Case {
+    const char* name;
+    uint8_t rgb, y;
+  } cases[] = {{"white", 255, 235}, {"black", 0, 16}, {"grey", 128, 126}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    // 40 x 40 is past the small-picture fill, so the libraries convert it.
+    std::vector<uint8_t> bgra(40 * 40 * 4, c.rgb), vuya(40 * 40 * 4), back(40 * 40 * 4);
+    for (size_t i = 3; i < bgra.size(); i += 4) bgra[i] = 255;
+    bgra[0] = static_cast<uint8_t>(c.rgb ^ 1);  // not uniform
+    std::vector<uint8_t> i420 = i420Block(40, 40);
+    ASSERT_EQ(scale(0, kFourCCBGRA, bgra.data(), 160, 40, 40, kFourCCVUYA, vuya.data(), 160, 40, 40), kScaleOk);
+    EXPECT_NEAR(vuya[40 * 4 + 2], c.y, 1);
+    EXPECT_EQ(vuya[40 * 4 + 1], 128);
+    ASSERT_EQ(scale(0, kFourCCBGRA, bgra.data(), 160, 40, 40, kFourCCI420, i420.data(), 40, 40, 40), kScaleOk);
+    EXPECT_NEAR(i420[40 * 5], c.y, 1);
+    ASSERT_EQ(scale(0, kFourCCI420, i420.data(), 40, 40, 40, kFourCCBGRA, back.data(), 160, 40, 40), kScaleOk);
+    EXPECT_NEAR(back[(5 * 40 + 5) * 4], c.rgb, 1);
+    ASSERT_EQ(scale(0, kFourCCVUYA, vuya.data(), 160, 40, 40, kFourCCBGRA, back.data(), 160, 40, 40), kScaleOk);
+    EXPECT_NEAR(back[(5 * 40 + 5) * 4 + 2], c.rgb, 1);
+  }
+}
+
+TEST(ScaleImageLayout, BottomUpRgbAndChromaOrder) {
+  const uint32_t w = 8, h = 4;
+  std::vector<uint8_t> i420 = i420Block(w, h);
+  std::memset(i420.data(), 235, w * 2);          // top two rows white
+  std::memset(i420.data() + w * 2, 16, w * 2);   // bottom two rows black
+  std::memset(i420.data() + w * h, 100, 8);      // U
+  std::memset(i420.data() + w * h + 8, 180, 8);  // V
+  {
+    SCOPED_TRACE("negative stride: plane 0 is the top row, the last in memory");
+    std::vector<uint8_t> bgra(w * h * 4);
+    ASSERT_EQ(scale(0, kFourCCI420, i420.data(), w, w, h, kFourCCBGRA, bgra.data() + (h - 1) * w * 4,
+                    -static_cast<int32_t>(w * 4), w, h), kScaleOk);
+    EXPECT_GT(bgra[(h - 1) * w * 4 + 1], 200);  // top row, green channel
+    EXPECT_LT(bgra[1], 60);
+  }
+  {
+    SCOPED_TRACE("YV12 keeps V first");
+    std::vector<uint8_t> yv12 = i420Block(w, h);
+    ASSERT_EQ(scale(0, kFourCCI420, i420.data(), w, w, h, kFourCCYV12, yv12.data(), w, w, h), kScaleOk);
+    EXPECT_EQ(yv12[w * h], 180);
+    EXPECT_EQ(yv12[w * h + 8], 100);
+  }
+  {
+    SCOPED_TRACE("NV12 interleaves U then V");
+    std::vector<uint8_t> nv12(w * h * 3 / 2);
+    ASSERT_EQ(scale(0, kFourCCI420, i420.data(), w, w, h, kFourCCNV12, nv12.data(), w, w, h), kScaleOk);
+    EXPECT_EQ(nv12[w * h], 100);
+    EXPECT_EQ(nv12[w * h + 1], 180);
+  }
+  {
+    SCOPED_TRACE("VUYA bytes are V, U, Y, A");
+    std::vector<uint8_t> vuya(w * h * 4);
+    ASSERT_EQ(scale(0, kFourCCI420, i420.data(), w, w, h, kFourCCVUYA, vuya.data(), w * 4, w, h), kScaleOk);
+    EXPECT_EQ(vuya[0], 180);
+    EXPECT_EQ(vuya[1], 100);
+    EXPECT_EQ(vuya[2], 235);
+    EXPECT_EQ(vuya[3], 255);
+  }
+}
+
+TEST(ScaleImageBlend, AlphaDecidesTheMix) {
+  // Destination VUYA grey 100; source VUYA luma 200 with three alphas.
+  std::vector<uint8_t> dst(3 * 4), src(3 * 4);
+  const uint8_t alphas[3] = {0, 128, 255};
+  for (int i = 0; i < 3; ++i) {
+    const uint8_t d[4] = {128, 128, 100, 255};
+    const uint8_t s[4] = {128, 128, 200, alphas[i]};
+    std::memcpy(&dst[i * 4], d, 4);
+    std::memcpy(&src[i * 4], s, 4);
+  }
+  const ScaleRectangles r = rectangles(0, 0, 2, 0, 0, 0, 2, 0);
+  ASSERT_EQ(scale(0x10101, kFourCCVUYA, src.data(), 12, 3, 1, kFourCCVUYA, dst.data(), 12, 3, 1, &r), kScaleOk);
+  EXPECT_EQ(dst[2], 100);
+  EXPECT_NEAR(dst[4 + 2], 150, 1);  // (200 x 128 + 100 x 127) / 255
+  EXPECT_NEAR(dst[8 + 2], 200, 1);
+  EXPECT_EQ(dst[3], 255);
+}
+
+TEST(ScaleImageBounds, RectanglesAreClippedAndNothingOutsideIsTouched) {
+  const uint32_t w = 16, h = 8;
+  std::vector<uint8_t> src(w * h * 4, 0xEE);
+  for (size_t i = 3; i < src.size(); i += 4) src[i] = 255;
+  src[5] = 1;  // not uniform
+  struct Case {
+    const char* name;
+    ScaleRectangles rect;
+    bool drawsSomething;
+  } cases[] = {
+      {"hangs over every edge", rectangles(-4, -4, 20, 12, -3, -2, 20, 10), true},
+      {"wholly outside the destination", rectangles(0, 0, 15, 7, 30, 0, 40, 7), false},
+      {"wholly outside the source", rectangles(20, 0, 30, 7, 0, 0, 7, 7), false},
+      {"right before left", rectangles(0, 0, 15, 7, 5, 0, 4, 7), false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<uint8_t> i420 = i420Block(w, h);
+    std::memset(i420.data(), 0x11, i420.size());
+    ASSERT_EQ(scale(0x10001, kFourCCBGRA, src.data(), w * 4, w, h, kFourCCI420, i420.data(), w, w, h,
+                    &c.rect), kScaleOk);
+    bool changed = false;
+    for (uint8_t b : i420) changed |= b != 0x11;
+    EXPECT_EQ(changed, c.drawsSomething);
+  }
+}
+
+TEST(ScaleImageBounds, OddSizesAndOddRectanglesStayInsideTheirBlocks) {
+  const uint32_t sizes[][2] = {{5, 5}, {7, 3}, {3, 9}, {1, 1}, {2, 1}};
+  for (const auto& s : sizes) {
+    for (const auto& d : sizes) {
+      SCOPED_TRACE(testing::Message() << s[0] << "x" << s[1] << " into " << d[0] << "x" << d[1]);
+      std::vector<uint8_t> src = i420Block(s[0], s[1]);
+      std::vector<uint8_t> dst = i420Block(d[0], d[1]);
+      std::vector<uint8_t> yuy2(d[0] * 2 * d[1]);
+      std::vector<uint8_t> vuya(d[0] * 4 * d[1]);
+      std::memset(src.data(), 90, src.size());
+      EXPECT_EQ(scale(0, kFourCCI420, src.data(), s[0], s[0], s[1], kFourCCI420, dst.data(), d[0], d[0], d[1]), kScaleOk);
+      EXPECT_EQ(scale(0, kFourCCI420, src.data(), s[0], s[0], s[1], kFourCCYUY2, yuy2.data(), d[0] * 2, d[0], d[1]), kScaleOk);
+      EXPECT_EQ(scale(0, kFourCCYUY2, yuy2.data(), d[0] * 2, d[0], d[1], kFourCCVUYA, vuya.data(), d[0] * 4, d[0], d[1]), kScaleOk);
+      const ScaleRectangles r = rectangles(1, 1, 2, 2, 1, 1, 3, 3);
+      EXPECT_EQ(scale(0x10101, kFourCCVUYA, vuya.data(), d[0] * 4, d[0], d[1], kFourCCI420, dst.data(), d[0], d[0], d[1], &r), kScaleOk);
+      EXPECT_EQ(scale(0x10001, kFourCCI420, dst.data(), d[0], d[0], d[1], kFourCCYUY2, yuy2.data(), d[0] * 2, d[0], d[1], &r), kScaleOk);
+    }
+  }
+}
+
+TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {
+  std::vector<uint8_t> src(64 * 4 * 4, 50), dst(64 * 4 * 4, 0x33);
+  EXPECT_EQ(scale(0, kFourCCv210, src.data(), 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleUnsupported);
+  EXPECT_EQ(scale(0, kFourCCBGRA, src.data(), 256, 64, 4, kFourCCH264, dst.data(), 256, 64, 4), kScaleUnsupported);
+  EXPECT_EQ(scale(0, kFourCCBGRA, src.data(), 100, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
+  EXPECT_EQ(scale(0, kFourCCBGRA, nullptr, 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
+  EXPECT_EQ(scale(0x10000, kFourCCBGRA, src.data(), 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
+  EXPECT_EQ(scale(0, kFourCCBGRA, src.data(), 256, 0, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
+  for (uint8_t b : dst) ASSERT_EQ(b, 0x33);
+  EXPECT_STRNE(scaleImageLastError(), "");
+}
+
+}  // namespace
+}  // namespace cvx

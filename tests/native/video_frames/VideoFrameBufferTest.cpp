@@ -1,0 +1,240 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "platform/imagescaler/ScaleImage.h"
+#include "video/frames/VideoFrameBuffer.h"
+
+namespace cvx {
+namespace {
+
+struct LayoutCase {
+  const char* name;
+  uint32_t fourcc;
+  uint32_t width, height;
+  uint64_t size;
+  int32_t stride;
+  int32_t frameStartOffset;
+};
+
+TEST(VideoFrameBufferLayout, SizesStridesAndOffsetsPerCode) {
+  const LayoutCase cases[] = {
+      {"YV12", kFourCCYV12, 64, 48, 64 * 48 * 12 / 8, 64, 0},
+      {"I420", kFourCCI420, 30, 10, 450, 30, 0},
+      {"YUY2", kFourCCYUY2, 64, 48, 128 * 48, 128, 0},
+      {"YUYV", kFourCCYUYV, 10, 2, 40, 20, 0},
+      {"UYVY", kFourCCUYVY, 10, 2, 40, 20, 0},
+      {"v210", kFourCCv210, 1920, 2, 5120 * 2, 5120, 0},
+      {"v210 small", kFourCCv210, 6, 1, 128, 128, 0},
+      {"BGR3", kFourCCBGR3, 10, 4, 120, -30, 90},
+      {"BGRA", kFourCCBGRA, 10, 4, 160, -40, 120},
+      {"BGR4", kFourCCBGR4, 10, 4, 160, -40, 120},
+      {"H264", kFourCCH264, 1920, 1080, 32768, 32768, 0},
+      {"XYZ12", kFourCCXYZ12, 10, 4, 240, 60, 0},
+      {"YV16", kFourCCYV16, 64, 48, 0, 64, 0},
+      {"NV12", kFourCCNV12, 64, 48, 0, 64, 0},
+  };
+  for (const LayoutCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    int32_t stride = 7, offset = 7;
+    EXPECT_EQ(VideoFrameBuffer::calcBufferLayout(c.width, c.height, c.fourcc, stride, offset), c.size);
+    EXPECT_EQ(stride, c.stride);
+    EXPECT_EQ(offset, c.frameStartOffset);
+  }
+}
+
+TEST(VideoFrameBufferLayout, PlaneAddressesFollowThePlaneRule) {
+  {
+    SCOPED_TRACE("YV12: plane 1 first in memory, holding V");
+    VideoFrameBuffer buffer;
+    ASSERT_EQ(buffer.allocBuffer(64, 48, kFourCCYV12), 0);
+    uint8_t* bytes = buffer.getBytes();
+    EXPECT_EQ(buffer.getPlane(0), bytes);
+    EXPECT_EQ(buffer.getPlane(1), bytes + 64 * 48);
+    EXPECT_EQ(buffer.getPlane(2), bytes + 64 * 48 + 64 * 48 / 4);
+    EXPECT_EQ(buffer.getPlane(3), nullptr);
+    EXPECT_EQ(buffer.getPlaneStride(1), 32);
+    EXPECT_EQ(buffer.getPlaneStride(2), 32);
+    // The VP8 view is Y, U, V: for YV12 its U is plane 2.
+    const VpxImageView* view = buffer.getVpxImage();
+    EXPECT_EQ(view->fmt, kVpxImageFormatI420);
+    EXPECT_EQ(view->d_w, 64u);
+    EXPECT_EQ(view->d_h, 48u);
+    EXPECT_EQ(view->bps, 12);
+    EXPECT_EQ(view->x_chroma_shift, 1u);
+    EXPECT_EQ(view->planes[0], bytes);
+    EXPECT_EQ(view->planes[1], buffer.getPlane(2));
+    EXPECT_EQ(view->planes[2], buffer.getPlane(1));
+  }
+  {
+    SCOPED_TRACE("I420: the view takes the planes in order");
+    VideoFrameBuffer buffer;
+    ASSERT_EQ(buffer.allocBuffer(64, 48, kFourCCI420), 0);
+    EXPECT_EQ(buffer.getVpxImage()->planes[1], buffer.getPlane(1));
+    EXPECT_EQ(buffer.getVpxImage()->planes[2], buffer.getPlane(2));
+  }
+  {
+    SCOPED_TRACE("BGRA: bottom-up, plane 0 at the last row");
+    VideoFrameBuffer buffer;
+    ASSERT_EQ(buffer.allocBuffer(10, 4, kFourCCBGRA), 0);
+    EXPECT_EQ(buffer.getStride(), -40);
+    EXPECT_EQ(buffer.getPlaneStride(0), -40);
+    EXPECT_EQ(buffer.getPlane(0), buffer.getBytes() + 120);
+    EXPECT_EQ(buffer.getPlane(1), nullptr);
+  }
+  {
+    SCOPED_TRACE("YV16: a zero-byte block and no planes pointing past it");
+    VideoFrameBuffer buffer;
+    ASSERT_EQ(buffer.allocBuffer(64, 48, kFourCCYV16), 0);
+    EXPECT_EQ(buffer.getByteCount(), 0u);
+    EXPECT_EQ(buffer.getPlane(0), nullptr);
+    EXPECT_EQ(buffer.getPlane(1), nullptr);
+    EXPECT_EQ(buffer.blackFill(), 0);
+  }
+}
+
+TEST(VideoFrameBufferLayout, SameSizeKeepsCodeAndBlock) {
+  VideoFrameBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(32, 16, kFourCCYV12), 0);
+  uint8_t* block = buffer.getBytes();
+  ASSERT_EQ(buffer.allocBuffer(32, 16, kFourCCBGRA), 0);
+  EXPECT_EQ(buffer.getBytes(), block);
+  EXPECT_EQ(buffer.getFourCC(), kFourCCYV12);
+  EXPECT_EQ(buffer.getStride(), 32);
+  ASSERT_EQ(buffer.allocBuffer(64, 16), 0);
+  EXPECT_EQ(buffer.getFourCC(), kFourCCYV12);
+  EXPECT_EQ(buffer.getByteCount(), 64u * 16 * 12 / 8);
+  EXPECT_EQ(buffer.freeBuffer(), 0);
+  EXPECT_EQ(buffer.freeBuffer(), 0);
+  EXPECT_EQ(buffer.getBytes(), nullptr);
+}
+
+TEST(VideoFrameBufferSettings, CropCanBeClearedSourceRectCannot) {
+  VideoFrameBuffer buffer;
+  EXPECT_EQ(buffer.getScaleMode(), 3);
+  const uint32_t crop[4] = {1, 2, 3, 4};
+  buffer.setCrop(crop, 4);
+  EXPECT_TRUE(buffer.isCropEnabled());
+  buffer.setCrop(nullptr, 0);
+  EXPECT_FALSE(buffer.isCropEnabled());
+  EXPECT_EQ(buffer.getCrop()[3], 4u);
+  const uint32_t rect[4] = {5, 6, 7, 8};
+  buffer.setSrcRect(rect, 4);
+  buffer.setSrcRect(nullptr, 0);
+  EXPECT_TRUE(buffer.isSrcRectEnabled());
+}
+
+TEST(VideoFrameBufferPixels, BlackFillPaintsEveryCodeBlack) {
+  struct Case {
+    const char* name;
+    uint32_t fourcc;
+    std::vector<uint8_t> pattern;  // the repeating bytes of black
+  } cases[] = {
+      {"I420 luma", kFourCCI420, {16}},
+      {"YUY2", kFourCCYUY2, {16, 128, 16, 128}},
+      {"UYVY", kFourCCUYVY, {128, 16, 128, 16}},
+      {"BGRA", kFourCCBGRA, {0, 0, 0, 255}},
+      {"BGR3", kFourCCBGR3, {0, 0, 0}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    VideoFrameBuffer buffer;
+    ASSERT_EQ(buffer.allocBuffer(20, 10, c.fourcc), 0);
+    std::memset(buffer.getBytes(), 0x77, buffer.getByteCount());
+    ASSERT_EQ(buffer.blackFill(), 0);
+    const uint64_t checked = c.fourcc == kFourCCI420 ? 200 : buffer.getByteCount();
+    for (uint64_t i = 0; i < checked; ++i) ASSERT_EQ(buffer.getBytes()[i], c.pattern[i % c.pattern.size()]) << i;
+  }
+}
+
+TEST(VideoFrameBufferPixels, GetFrameBGRASizeQueryAndCapacity) {
+  VideoFrameBuffer frame;
+  ASSERT_EQ(frame.allocBuffer(16, 8, kFourCCI420), 0);
+  frame.blackFill();
+  frame.setTimecode(1234);
+  uint64_t size = 0;
+  uint32_t width = 0, height = 100;
+  int64_t timecode = 0;
+  EXPECT_EQ(frame.getFrameBGRA(nullptr, 0, &size, &width, &height, &timecode), 0);
+  EXPECT_EQ(width, 16u);
+  EXPECT_EQ(height, 8u);
+  EXPECT_EQ(size, 16u * 8 * 4);
+  EXPECT_EQ(timecode, 1234);
+
+  std::vector<uint8_t> small(size - 1, 0x55);
+  EXPECT_EQ(frame.getFrameBGRA(small.data(), small.size(), &size, &width, &height, nullptr), -1);
+  for (uint8_t b : small) ASSERT_EQ(b, 0x55);
+
+  width = 8;
+  height = 4;
+  std::vector<uint8_t> scaled(8 * 4 * 4, 0x55);
+  EXPECT_EQ(frame.getFrameBGRA(scaled.data(), scaled.size(), &size, &width, &height, nullptr), 0);
+  EXPECT_EQ(size, scaled.size());
+  for (size_t i = 0; i < scaled.size(); i += 4) {
+    ASSERT_LE(scaled[i], 1);
+    ASSERT_EQ(scaled[i + 3], 255);
+  }
+}
+
+TEST(VideoFrameBufferCopies, YV12ToNV12AndBack) {
+  VideoFrameBuffer yv12, nv12Work, back;
+  ASSERT_EQ(yv12.allocBuffer(8, 4, kFourCCYV12), 0);
+  ASSERT_EQ(nv12Work.allocBuffer(8, 4, kFourCCYV12), 0);
+  ASSERT_EQ(back.allocBuffer(8, 4, kFourCCYV12), 0);
+  uint8_t* bytes = yv12.getBytes();
+  for (int i = 0; i < 32; ++i) bytes[i] = static_cast<uint8_t>(i);
+  for (int i = 0; i < 8; ++i) bytes[32 + i] = static_cast<uint8_t>(100 + i);  // V
+  for (int i = 0; i < 8; ++i) bytes[40 + i] = static_cast<uint8_t>(200 + i);  // U
+  ASSERT_EQ(VideoFrameBuffer::copyYV12ToNV12(nv12Work, yv12), 0);
+  const uint8_t* nv = nv12Work.getBytes();
+  EXPECT_EQ(nv[5], 5);
+  EXPECT_EQ(nv[32], 200);  // U, even byte
+  EXPECT_EQ(nv[33], 100);  // V, odd byte
+  EXPECT_EQ(nv[32 + 8 + 7], 107);
+
+  // A view of the NV12 pixels with their interleaved plane as plane 1.
+  VideoFrameBuffer view;
+  uint8_t* planes[4] = {nv12Work.getBytes(), nv12Work.getBytes() + 32, nullptr, nullptr};
+  const int32_t strides[4] = {8, 4, 4, 0};
+  ASSERT_EQ(view.attachExternal(8, 4, kFourCCYV12, planes, strides, nv12Work.getByteCount()), 0);
+  ASSERT_EQ(VideoFrameBuffer::copyNV12ToYV12(back, view), 0);
+  EXPECT_EQ(std::memcmp(back.getBytes(), yv12.getBytes(), 48), 0);
+  view.freeBuffer();  // borrowed: nothing is freed
+  EXPECT_EQ(nv12Work.getBytes()[0], 0);
+}
+
+TEST(VideoFrameBufferCopies, SmallerSourcePlacesChromaByEachRule) {
+  VideoFrameBuffer small, large, smallBack;
+  ASSERT_EQ(small.allocBuffer(4, 2, kFourCCYV12), 0);
+  ASSERT_EQ(large.allocBuffer(8, 4, kFourCCYV12), 0);
+  std::memset(small.getBytes(), 9, small.getByteCount());
+  std::memset(large.getBytes(), 0, large.getByteCount());
+  ASSERT_EQ(VideoFrameBuffer::copyYV12ToNV12(large, small), 0);
+  // Interleaved chroma after the destination's full luma plane (8 x 4).
+  EXPECT_EQ(large.getBytes()[32], 9);
+  EXPECT_EQ(large.getBytes()[8], 9);  // row 1 goes by the destination stride
+  EXPECT_EQ(large.getBytes()[4], 0);  // only the smaller stride is copied
+
+  VideoFrameBuffer view;
+  uint8_t* planes[4] = {large.getBytes(), large.getBytes() + 32, nullptr, nullptr};
+  const int32_t strides[4] = {8, 4, 4, 0};
+  ASSERT_EQ(view.attachExternal(8, 4, kFourCCYV12, planes, strides, large.getByteCount()), 0);
+  ASSERT_EQ(smallBack.allocBuffer(4, 2, kFourCCYV12), 0);
+  std::memset(smallBack.getBytes(), 0, smallBack.getByteCount());
+  ASSERT_EQ(VideoFrameBuffer::copyNV12ToYV12(smallBack, view), 0);
+  // Chroma right after the two copied rows of 4.
+  EXPECT_EQ(smallBack.getBytes()[8], 9);
+  EXPECT_EQ(smallBack.getBytes()[9], 9);
+}
+
+TEST(VideoFrameBufferCopies, RefusesBlocksTooSmall) {
+  VideoFrameBuffer yv12, nv12;
+  ASSERT_EQ(yv12.allocBuffer(8, 4, kFourCCYV12), 0);
+  ASSERT_EQ(nv12.allocBuffer(8, 4, kFourCCNV12), 0);  // no layout: zero bytes
+  EXPECT_EQ(VideoFrameBuffer::copyYV12ToNV12(nv12, yv12), -1);
+  EXPECT_EQ(VideoFrameBuffer::copyNV12ToYV12(yv12, nv12), -1);
+}
+
+}  // namespace
+}  // namespace cvx
