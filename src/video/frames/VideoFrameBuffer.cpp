@@ -23,7 +23,6 @@ bool fitsInt32(uint64_t value) { return value <= static_cast<uint64_t>(INT32_MAX
 
 VideoFrameBuffer::VideoFrameBuffer() : scaler_(&defaultImageScaler()) {
   std::memset(&record_, 0, sizeof record_);
-  std::memset(&vpxImage_, 0, sizeof vpxImage_);
 }
 
 VideoFrameBuffer::~VideoFrameBuffer() { freeBuffer(); }
@@ -187,7 +186,7 @@ int VideoFrameBuffer::blackFill() {
 }
 
 int VideoFrameBuffer::updateVpxImage() {
-  std::memset(&vpxImage_, 0, sizeof vpxImage_);
+  vpxImage_ = VpxImageView{};
   vpxImage_.fmt = kVpxImageFormatI420;
   vpxImage_.w = vpxImage_.d_w = record_.width;
   vpxImage_.h = vpxImage_.d_h = record_.height;

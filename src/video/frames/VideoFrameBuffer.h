@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "platform/bufstream/FrameRecord.h"
-#include "video/frames/VpxImageView.h"
+#include "platform/vpx/VpxImageView.h"
 
 namespace cvx {
 

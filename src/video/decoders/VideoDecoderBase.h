@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "video/decoders/IVideoDecoder.h"
+
+namespace cvx {
+
+// Fields and plain accessors shared by every video decoder, and the H.264
+// pieces (start code, access unit delimiters, parameter sets) that the
+// length-prefixed stream needs put back in front of each frame.
+class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
+ public:
+  // 00 00 00 01, and delimiters with primary picture types I, B and P.
+  static constexpr uint8_t kStartCode[4] = {0, 0, 0, 1};
+  static constexpr uint8_t kAudKey[6] = {0, 0, 0, 1, 9, 0x10};
+  static constexpr uint8_t kAudDisposable[6] = {0, 0, 0, 1, 9, 0x50};
+  static constexpr uint8_t kAudInter[6] = {0, 0, 0, 1, 9, 0x30};
+
+  VideoDecoderBase() = default;
+  ~VideoDecoderBase() noexcept(false) override = default;
+
+  uint32_t getWidth() override { return width; }
+  void setWidth(uint32_t value) override { width = value; }
+  uint32_t getHeight() override { return height; }
+  void setHeight(uint32_t value) override { height = value; }
+  uint32_t getDisplayWidth() override { return displayWidth; }
+  void setDisplayWidth(uint32_t value) override { displayWidth = value; }
+  uint32_t getDisplayHeight() override { return displayHeight; }
+  void setDisplayHeight(uint32_t value) override { displayHeight = value; }
+  double getFrameRate() override { return frameRate; }
+  void setFrameRate(double value) override { frameRate = value; }
+  FrameRecord* getOutputFrame() override { return outputFrame; }
+  void setOutputFrame(FrameRecord* frame) override { outputFrame = frame; }
+  uint32_t getFrameType() override { return frameType; }
+  int64_t getTimecode() override { return timecode; }
+  void setLogger(ILogger* value) override { logger = value; }
+
+  uint32_t getCodec() const { return codec; }
+  void setCodec(uint32_t value) { codec = value; }
+
+ protected:
+  void logInfo(const std::string& statement);
+  void logError(const std::string& statement);
+
+  uint32_t codec = 0xFFFFFFFFu;
+  uint32_t width = 0;
+  uint32_t height = 0;
+  uint32_t displayWidth = 0;
+  uint32_t displayHeight = 0;
+  double frameRate = 0.0;
+  uint32_t frameType = 0;
+  int64_t timecode = 0;
+  FrameRecord* outputFrame = nullptr;
+  // The parameter sets of the last configuration, each behind a start code.
+  std::vector<uint8_t> sps;
+  std::vector<uint8_t> pps;
+  ILogger* logger = nullptr;
+  uint32_t parseOptions = 1;
+};
+
+}  // namespace cvx

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+
+#include "platform/bufstream/BufStream.h"
+#include "video/decoders/ByteBlock.h"
+#include "video/decoders/VideoDecoderBase.h"
+
+namespace cvx {
+
+// The decoders that drive a library stream through copybytes and auxinfo:
+// queued spans in, one state report at a time out, pictures matched to their
+// timecodes by the user data the library carries through its reordering.
+// The classes differ in how they queue a frame, read a configuration and
+// work out the display size.
+class VideoDecoderStreamBase : public VideoDecoderBase {
+ public:
+  // Opens the library's stream; the three arguments are unused by ours.
+  using StreamOpener = bufstream_tt* (*)(void*, void*, void*);
+
+  // Settings of every stream decoder. 0: parser options (1 by default);
+  // 1: decoding threads (1 by default: a server runs many sessions side by
+  // side, and frame threads add delay), read at initialize.
+  static constexpr uint32_t kSettingParseOptions = 0;
+  static constexpr uint32_t kSettingThreads = 1;
+
+  ~VideoDecoderStreamBase() noexcept(false) override;
+
+  int initialize() override;
+  int setGPUID(int gpuId) override;
+  int close() override;
+  int getDecodedFrame(VideoFrameBuffer& frame) override;
+  int decode(uint32_t& flags) override;
+  bool isInputEmpty() override { return bufferList.empty(); }
+
+  int setParameterLong(uint32_t settingIndex, int64_t value) override;
+  int getParameterType(uint32_t settingIndex, uint32_t* arrayLength) override;
+  int getParameterLong(uint32_t settingIndex, int64_t* value) override;
+
+  bool isInitialized() const { return handle != nullptr; }
+
+ protected:
+  // `name` is the class name used in labels and log lines.
+  VideoDecoderStreamBase(const char* name, StreamOpener opener);
+
+  // The library's auxinfo on our stream.
+  uint32_t aux(uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
+  // Resets the parser and passes the parser options, before the first configuration.
+  void setUpParser();
+  // Reads the sequence parameters, stores sizes and rate, logs when they change.
+  void updateDecodeInfo();
+  // From the 11 sequence values: the display size, and the aspect words of
+  // the log line (everything between "aspect:" and " frame:").
+  virtual std::string displaySize(const int32_t* seq, uint32_t& displayW, uint32_t& displayH) = 0;
+  // Writes "<Class>::<method>: " and the text on stdout.
+  void writeLabel(const char* method, const std::exception& e) const;
+
+  const char* className;
+  StreamOpener opener;
+  bufstream_tt* handle = nullptr;
+  std::deque<byteBlock> bufferList;
+  bool logDecodeInfo = true;
+  bool firstConfig = true;
+  uint32_t threads = 1;
+
+ private:
+  // The record attached to a frame's first byte and returned with its picture.
+  struct UserData {
+    uint32_t frameType;
+    uint32_t reserved;
+    int64_t timecode;
+  };
+  static_assert(sizeof(UserData) == 16, "the library keeps 16 bytes per frame");
+  UserData userData{};
+};
+
+}  // namespace cvx
