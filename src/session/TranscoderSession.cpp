@@ -1,5 +1,6 @@
 #include "session/TranscoderSession.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <exception>
 #include <memory>
@@ -11,8 +12,11 @@
 #include "audio/samples/AudioSampleBuffer.h"
 #include "hardware/HardwareProbe.h"
 #include "logging/StdoutLine.h"
-#include "video/decoders/IVideoDecoder.h"
-#include "video/encoders/IVideoEncoder.h"
+#include "video/decoders/VideoDecoderH264.h"
+#include "video/encoders/VideoEncoderH264.h"
+#include "video/encoders/VideoEncoderVPX.h"
+#include "video/frames/VideoFrameBuffer.h"
+#include "video/frames/VideoOverlayFrame.h"
 
 namespace cvx {
 
@@ -39,14 +43,26 @@ struct Selection {
   const char* words = nullptr;
 };
 
-Selection<IVideoDecoder> selectVideoDecoder(uint32_t, uint32_t) {
-  // No video decoder classes exist in this build yet.
-  return {};
+Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementation) {
+  switch (codec) {
+    case 7:
+      // Implementations 1 and 2 name the hardware decoder, which this build
+      // does not have: they answer as an unknown codec.
+      if (implementation == 1 || implementation == 2) return {};
+      return {std::make_unique<VideoDecoderH264>(), "H.264: default"};
+    default:
+      return {};
+  }
 }
 
-Selection<IVideoEncoder> selectVideoEncoder(uint32_t, uint32_t, bool, bool) {
-  // No video encoder classes exist in this build yet.
-  return {};
+// A hardware encoder asked for on a machine without it silently becomes the
+// software one; the word "default" in the log is the only trace.
+Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t, bool, bool) {
+  switch (codec) {
+    case 7: return {std::make_unique<VideoEncoderH264>(), "H.264: default"};
+    case 8: return {std::make_unique<VideoEncoderVPX>(), "VP8: default"};
+    default: return {};
+  }
 }
 
 Selection<IAudioDecoder> selectAudioDecoder(uint32_t codec, uint32_t) {
@@ -156,6 +172,240 @@ uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& 
     logCollector.logLevel2(kLogContextAudioEncoder, static_cast<int>(index), line.str());
     return 0;
   });
+}
+
+template <class Call>
+uint32_t TranscoderSession::withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call) {
+  return guarded(label, [&]() -> uint32_t {
+    IVideoEncoder* encoder = getVideoEncoder(encoderIndex);
+    if (encoder == nullptr) return kFailure;
+    return static_cast<uint32_t>(call(*encoder));
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderBuffersCreate(uint32_t count) {
+  return guarded("TranscoderSession::videoDecoderBuffersCreate: ", [&]() -> uint32_t {
+    for (uint32_t i = 0; i < count; ++i) decoderFrames.add();
+    return 0;
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderSetGPUID(int gpuId) {
+  return guarded("TranscoderSession::videoDecoderSetGPUID: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr) return kFailure;
+    return static_cast<uint32_t>(videoDecoder->setGPUID(gpuId));
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderInitialize() {
+  return guarded("TranscoderSession::videoDecoderInitialize: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr) return kFailure;
+    return static_cast<uint32_t>(videoDecoder->initialize());
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
+  return guarded("TranscoderSession::videoDecoderDecodeCodecConfig: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr) return kFailure;
+    const int result = videoDecoder->decodeCodecConfig(data, offset, length);
+    // Both steps run whatever the configuration's outcome.
+    for (uint32_t i = 0; i < decoderFrames.getCount(); ++i) {
+      getDecoderFrame(i)->allocBuffer(videoDecoder->getWidth(), videoDecoder->getHeight(), fourcc);
+    }
+    // A stream without a usable rate leaves the encoders at the rate the host set.
+    const double rate = videoDecoder->getFrameRate();
+    if (std::isfinite(rate) && rate > 0.0) {
+      for (VideoEncoderWrapper& wrapper : videoEncoders) wrapper.encoder->setFrameRate(rate);
+    }
+    return static_cast<uint32_t>(result);
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderAddFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode,
+                                                 uint32_t frameType) {
+  return guarded("TranscoderSession::videoDecoderAddFrame: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr) return kFailure;
+    return static_cast<uint32_t>(videoDecoder->addFrame(data, offset, length, timecode, frameType));
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderDecode(uint32_t bufferIndex, uint32_t& flags) {
+  return guarded("TranscoderSession::videoDecoderDecode: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr) return kFailure;
+    const int result = videoDecoder->decode(flags);
+    VideoFrameBuffer* frame = getDecoderFrame(bufferIndex);
+    if (frame == nullptr) return kFailure;
+    // A new format resizes the frame before the picture is fetched into it.
+    if (flags & kDecodeSequenceChanged) frame->allocBuffer(videoDecoder->getWidth(), videoDecoder->getHeight(), fourcc);
+    if ((flags & kDecodePictureReady) && !(flags & kDecodePictureSkipped)) videoDecoder->getDecodedFrame(*frame);
+    return static_cast<uint32_t>(result);
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderTransferFrame(uint32_t bufferIndex, uint32_t setIndex) {
+  return guarded("TranscoderSession::videoDecoderTransferFrame: ", [&]() -> uint32_t {
+    VideoFrameBuffer* source = getDecoderFrame(bufferIndex);
+    VideoFrameBufferSet* set = getEncoderBufferSet(setIndex);
+    if (source == nullptr || set == nullptr) return kFailure;
+    set->applyOverlays2(*source, decoderOverlays);
+    for (uint32_t i = 0; i < set->getCount(); ++i) {
+      VideoOverlayFrames* overlays = getRenditionOverlays(i);
+      VideoFrameBuffer* destination = set->get(i)->getBuffer();
+      if (overlays != nullptr && destination != nullptr) set->transferFrame(*source, *destination, *overlays);
+    }
+    return 0;
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderGetFrameBGRA(uint32_t bufferIndex, uint8_t* buffer, uint64_t capacity,
+                                                     uint64_t& size, uint32_t& width, uint32_t& height,
+                                                     int64_t& timecode) {
+  return guarded("TranscoderSession::videoDecoderGetFrameBGRA: ", [&]() -> uint32_t {
+    VideoFrameBuffer* frame = getDecoderFrame(bufferIndex);
+    if (frame == nullptr) return kFailure;
+    frame->getFrameBGRA(buffer, capacity, &size, &width, &height, &timecode);
+    return 0;
+  });
+}
+
+uint32_t TranscoderSession::videoEncoderGetFrameBGRA(uint32_t setIndex, uint32_t itemIndex, uint8_t* buffer,
+                                                     uint64_t capacity, uint64_t& size, uint32_t& width,
+                                                     uint32_t& height, int64_t& timecode) {
+  return guarded("TranscoderSession::videoEncoderGetFrameBGRA: ", [&]() -> uint32_t {
+    VideoFrameBuffer* frame = getEncoderFrame(setIndex, itemIndex);
+    if (frame == nullptr) return kFailure;
+    frame->getFrameBGRA(buffer, capacity, &size, &width, &height, &timecode);
+    return 0;
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderBufferSetOverlayVideoFrame(uint32_t key,
+                                                                   std::unique_ptr<VideoOverlayFrame> frame) {
+  // The label names the rendition setter; hosts may match on it.
+  return guarded("TranscoderSession::videoEncoderBufferSetOverlayVideoFrame: ", [&]() -> uint32_t {
+    if (frame != nullptr) {
+      decoderOverlays.setOverlay(key, std::move(frame));
+    } else {
+      decoderOverlays.removeOverlay(key);
+    }
+    return 0;
+  });
+}
+
+uint32_t TranscoderSession::videoEncoderBufferSetOverlayVideoFrame(uint32_t key, uint32_t itemIndex,
+                                                                   std::unique_ptr<VideoOverlayFrame> frame) {
+  return guarded("TranscoderSession::videoEncoderBufferSetOverlayVideoFrame: ", [&]() -> uint32_t {
+    VideoOverlayFrames* overlays = getRenditionOverlays(itemIndex);
+    if (overlays == nullptr) return 0;
+    if (frame != nullptr) {
+      overlays->setOverlay(key, std::move(frame));
+    } else {
+      overlays->removeOverlay(key);
+    }
+    return 0;
+  });
+}
+
+uint32_t TranscoderSession::videoEncoderBufferSetsCreate(uint32_t count) {
+  return guarded("TranscoderSession::videoEncoderBufferSetsCreate: ", [&]() -> uint32_t {
+    for (uint32_t i = 0; i < count; ++i) encoderSets.push_back(std::make_unique<VideoFrameBufferSet>());
+    return 0;
+  });
+}
+
+uint32_t TranscoderSession::VideoEncoderBufferAdd(uint32_t width, uint32_t height, uint32_t scaleMode,
+                                                  uint32_t newFourCC, uint32_t& index) {
+  return guarded("TranscoderSession::VideoEncoderBufferAdd: ", [&]() -> uint32_t {
+    renditionOverlays.push_back(std::make_unique<VideoOverlayFrames>());
+    for (std::unique_ptr<VideoFrameBufferSet>& set : encoderSets) {
+      const int32_t added = set->add();
+      if (added < 0) return kFailure;
+      index = static_cast<uint32_t>(added);
+      VideoFrameBuffer* buffer = set->get(index)->getBuffer();
+      buffer->setScaleMode(static_cast<int32_t>(scaleMode));
+      buffer->allocBuffer(width, height, newFourCC);
+    }
+    return 0;
+  });
+}
+
+uint32_t TranscoderSession::VideoEncoderBufferAdd(uint32_t width, uint32_t height, uint32_t scaleMode,
+                                                  uint32_t& index) {
+  return VideoEncoderBufferAdd(width, height, scaleMode, fourcc, index);
+}
+
+uint32_t TranscoderSession::videoEncoderSetCrop(uint32_t itemIndex, const uint32_t* values, std::size_t count) {
+  guarded("TranscoderSession::videoEncoderSetCrop: ", [&]() -> uint32_t {
+    for (std::unique_ptr<VideoFrameBufferSet>& set : encoderSets) {
+      const VideoFrameBufferSetItem* item = set->get(itemIndex);
+      if (item != nullptr) item->getBuffer()->setCrop(values, count);
+    }
+    return 0;
+  });
+  // The boundary ignores this answer: the host always sees 0.
+  return kFailure;
+}
+
+uint32_t TranscoderSession::videoEncoderSetSrcRect(uint32_t itemIndex, const uint32_t* values, std::size_t count) {
+  guarded("TranscoderSession::videoEncoderSetSrcRect: ", [&]() -> uint32_t {
+    for (std::unique_ptr<VideoFrameBufferSet>& set : encoderSets) {
+      const VideoFrameBufferSetItem* item = set->get(itemIndex);
+      if (item != nullptr) item->getBuffer()->setSrcRect(values, count);
+    }
+    return 0;
+  });
+  return kFailure;
+}
+
+uint32_t TranscoderSession::videoEncoderSetDefaults(uint32_t encoderIndex, uint32_t first, uint32_t second) {
+  return withVideoEncoder("TranscoderSession::videoEncoderSetDefaults: ", encoderIndex,
+                          [&](IVideoEncoder& e) { return e.setDefaults(first, second); });
+}
+
+uint32_t TranscoderSession::videoEncoderSetBitrate(uint32_t encoderIndex, uint32_t bitrate) {
+  return withVideoEncoder("TranscoderSession::videoEncoderSetBitrate: ", encoderIndex,
+                          [&](IVideoEncoder& e) { return e.setBitrate(bitrate); });
+}
+
+uint32_t TranscoderSession::videoEncoderSetFrameSize(uint32_t encoderIndex, uint32_t width, uint32_t height) {
+  return withVideoEncoder("TranscoderSession::videoEncoderSetFrameSize: ", encoderIndex,
+                          [&](IVideoEncoder& e) { return e.setFrameSize(width, height); });
+}
+
+uint32_t TranscoderSession::videoEncoderSetKeyFrameFollow(uint32_t encoderIndex, bool follow) {
+  return withVideoEncoder("TranscoderSession::videoEncoderSetKeyFrameFollow: ", encoderIndex,
+                          [&](IVideoEncoder& e) { return e.setKeyFrameFollow(follow); });
+}
+
+uint32_t TranscoderSession::videoEncoderSetFrameRate(uint32_t encoderIndex, double framesPerSecond) {
+  return withVideoEncoder("TranscoderSession::videoEncoderSetFrameRate: ", encoderIndex,
+                          [&](IVideoEncoder& e) { return e.setFrameRate(framesPerSecond); });
+}
+
+uint32_t TranscoderSession::videoEncoderSetGPUID(uint32_t encoderIndex, int gpuId) {
+  // The label names the decoder's setter; hosts may match on it.
+  return withVideoEncoder("TranscoderSession::videoDecoderSetGPUID: ", encoderIndex,
+                          [&](IVideoEncoder& e) { return e.setGPUID(gpuId); });
+}
+
+uint32_t TranscoderSession::videoEncoderInitialize(uint32_t encoderIndex) {
+  return withVideoEncoder("TranscoderSession::videoEncoderInitialize: ", encoderIndex,
+                          [&](IVideoEncoder& e) { return e.initialize(); });
+}
+
+uint32_t TranscoderSession::videoEncoderAddFrame(uint32_t encoderIndex, uint32_t setIndex, uint32_t itemIndex,
+                                                 uint32_t hint) {
+  return withVideoEncoder("TranscoderSession::videoEncoderAddFrame: ", encoderIndex, [&](IVideoEncoder& e) {
+    VideoFrameBuffer* frame = getEncoderFrame(setIndex, itemIndex);
+    if (frame == nullptr) return -1;
+    return e.addFrame(*frame, hint);
+  });
+}
+
+uint32_t TranscoderSession::videoEncoderGetEncodedFrames(uint32_t encoderIndex,
+                                                         std::vector<VideoFrameEncoded>& frames) {
+  return withVideoEncoder("TranscoderSession::videoEncoderGetEncodedFrames: ", encoderIndex,
+                          [&](IVideoEncoder& e) { return e.getEncodedFrames(frames); });
 }
 
 uint32_t TranscoderSession::audioDecoderInitialize() {

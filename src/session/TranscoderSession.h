@@ -1,12 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
 #include "session/TranscoderSessionBase.h"
+#include "video/encoders/VideoFrameEncoded.h"
 
 namespace cvx {
+
+class VideoOverlayFrame;
 
 // One transcoded stream: the settings and every method the boundary calls.
 // Calls on one session are serialised by the host, but for the log drain and
@@ -37,6 +42,53 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t audioDecoderCreate(uint32_t codec, uint32_t implementation);
   uint32_t audioEncoderAdd(uint32_t codec, uint32_t implementation, uint32_t& index);
 
+  // Video decoder and its frames.
+  uint32_t videoDecoderBuffersCreate(uint32_t count);
+  uint32_t videoDecoderSetGPUID(int gpuId);
+  uint32_t videoDecoderInitialize();
+  // Reallocates every decoder frame at the decoder's size and passes the
+  // stream's frame rate to every encoder; returns the decoder's answer.
+  uint32_t videoDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length);
+  // The bytes stay the caller's until the next call (see swapCurrVideoDecodeBuffer).
+  uint32_t videoDecoderAddFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode,
+                                uint32_t frameType);
+  // Runs the decoder once; a ready picture lands in decoder frame `bufferIndex`.
+  uint32_t videoDecoderDecode(uint32_t bufferIndex, uint32_t& flags);
+  // Draws the decoder overlays into the frame, then fits it into every
+  // rendition of set `setIndex` and draws each rendition's overlays.
+  uint32_t videoDecoderTransferFrame(uint32_t bufferIndex, uint32_t setIndex);
+  // BGRA reads: a null buffer asks for the size only; never more than
+  // `capacity` bytes are written.
+  uint32_t videoDecoderGetFrameBGRA(uint32_t bufferIndex, uint8_t* buffer, uint64_t capacity, uint64_t& size,
+                                    uint32_t& width, uint32_t& height, int64_t& timecode);
+  uint32_t videoEncoderGetFrameBGRA(uint32_t setIndex, uint32_t itemIndex, uint8_t* buffer, uint64_t capacity,
+                                    uint64_t& size, uint32_t& width, uint32_t& height, int64_t& timecode);
+  // Overlays: a frame installs (or replaces) the overlay at `key`, none removes it.
+  // May run beside the other calls.
+  uint32_t videoDecoderBufferSetOverlayVideoFrame(uint32_t key, std::unique_ptr<VideoOverlayFrame> frame);
+  uint32_t videoEncoderBufferSetOverlayVideoFrame(uint32_t key, uint32_t itemIndex,
+                                                  std::unique_ptr<VideoOverlayFrame> frame);
+
+  // Renditions: sets of frame buffers, one item per rendition in every set.
+  uint32_t videoEncoderBufferSetsCreate(uint32_t count);
+  uint32_t VideoEncoderBufferAdd(uint32_t width, uint32_t height, uint32_t scaleMode, uint32_t fourcc,
+                                 uint32_t& index);
+  uint32_t VideoEncoderBufferAdd(uint32_t width, uint32_t height, uint32_t scaleMode, uint32_t& index);
+  uint32_t videoEncoderSetCrop(uint32_t itemIndex, const uint32_t* values, std::size_t count);
+  uint32_t videoEncoderSetSrcRect(uint32_t itemIndex, const uint32_t* values, std::size_t count);
+
+  // Video encoders, by index.
+  uint32_t videoEncoderSetDefaults(uint32_t encoderIndex, uint32_t first, uint32_t second);
+  uint32_t videoEncoderSetBitrate(uint32_t encoderIndex, uint32_t bitrate);
+  uint32_t videoEncoderSetFrameSize(uint32_t encoderIndex, uint32_t width, uint32_t height);
+  uint32_t videoEncoderSetKeyFrameFollow(uint32_t encoderIndex, bool follow);
+  uint32_t videoEncoderSetFrameRate(uint32_t encoderIndex, double framesPerSecond);
+  uint32_t videoEncoderSetGPUID(uint32_t encoderIndex, int gpuId);
+  uint32_t videoEncoderInitialize(uint32_t encoderIndex);
+  uint32_t videoEncoderAddFrame(uint32_t encoderIndex, uint32_t setIndex, uint32_t itemIndex, uint32_t hint);
+  // Frames appended pass to the caller, who frees their blocks.
+  uint32_t videoEncoderGetEncodedFrames(uint32_t encoderIndex, std::vector<VideoFrameEncoded>& frames);
+
   // Audio decoder.
   uint32_t audioDecoderInitialize();
   uint32_t audioDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length);
@@ -64,6 +116,9 @@ class TranscoderSession : public TranscoderSessionBase {
                                        std::vector<AudioFrameEncoded>& frames);
 
  private:
+  template <class Call>
+  uint32_t withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call);
+
   uint32_t fourcc = kDefaultFourCC;
   uint32_t audioSampleFormat = 2;
   uint8_t* currVideoDecodeBuffer = nullptr;

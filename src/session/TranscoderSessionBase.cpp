@@ -72,6 +72,25 @@ AudioSampleBuffer* TranscoderSessionBase::getAudioBuffer(uint32_t index) {
   return index < audioBuffers.size() ? audioBuffers[index].buffer : nullptr;
 }
 
+VideoFrameBuffer* TranscoderSessionBase::getDecoderFrame(uint32_t index) {
+  const VideoFrameBufferSetItem* item = decoderFrames.get(index);
+  return item != nullptr ? item->getBuffer() : nullptr;
+}
+
+VideoFrameBufferSet* TranscoderSessionBase::getEncoderBufferSet(uint32_t index) {
+  return index < encoderSets.size() ? encoderSets[index].get() : nullptr;
+}
+
+VideoFrameBuffer* TranscoderSessionBase::getEncoderFrame(uint32_t setIndex, uint32_t itemIndex) {
+  VideoFrameBufferSet* set = getEncoderBufferSet(setIndex);
+  const VideoFrameBufferSetItem* item = set != nullptr ? set->get(itemIndex) : nullptr;
+  return item != nullptr ? item->getBuffer() : nullptr;
+}
+
+VideoOverlayFrames* TranscoderSessionBase::getRenditionOverlays(uint32_t index) {
+  return index < renditionOverlays.size() ? renditionOverlays[index].get() : nullptr;
+}
+
 void TranscoderSessionBase::replaceVideoDecoder(IVideoDecoder* decoder) {
   if (decoder == videoDecoder) return;
   deleteVideoDecoder();

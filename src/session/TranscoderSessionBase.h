@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "audio/samples/AudioSampleBufferSetItem.h"
@@ -8,6 +9,8 @@
 #include "session/AudioEncoderWrapper.h"
 #include "session/ITranscoderSession.h"
 #include "session/VideoEncoderWrapper.h"
+#include "video/frames/VideoFrameBufferSet.h"
+#include "video/frames/VideoOverlayFrames.h"
 
 namespace cvx {
 
@@ -33,6 +36,10 @@ class TranscoderSessionBase : public ITranscoderSession {
   IVideoEncoder* getVideoEncoder(uint32_t index);
   IAudioEncoder* getAudioEncoder(uint32_t index);
   AudioSampleBuffer* getAudioBuffer(uint32_t index);
+  VideoFrameBuffer* getDecoderFrame(uint32_t index);
+  VideoFrameBufferSet* getEncoderBufferSet(uint32_t index);
+  VideoFrameBuffer* getEncoderFrame(uint32_t setIndex, uint32_t itemIndex);
+  VideoOverlayFrames* getRenditionOverlays(uint32_t index);
 
   uint32_t getVideoEncoderCount() const { return static_cast<uint32_t>(videoEncoders.size()); }
   uint32_t getAudioEncoderCount() const { return static_cast<uint32_t>(audioEncoders.size()); }
@@ -51,7 +58,13 @@ class TranscoderSessionBase : public ITranscoderSession {
  protected:
   IVideoDecoder* videoDecoder = nullptr;
   IAudioDecoder* audioDecoder = nullptr;
+  VideoFrameBufferSet decoderFrames;
+  VideoOverlayFrames decoderOverlays;
   std::vector<AudioSampleBufferSetItem> audioBuffers;
+  // Held through pointers so that growing either list never moves a set or a
+  // provider that a transfer or another thread's overlay call is using.
+  std::vector<std::unique_ptr<VideoFrameBufferSet>> encoderSets;
+  std::vector<std::unique_ptr<VideoOverlayFrames>> renditionOverlays;
   std::vector<VideoEncoderWrapper> videoEncoders;
   std::vector<AudioEncoderWrapper> audioEncoders;
   LogCollector logCollector;

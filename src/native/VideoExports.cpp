@@ -1,0 +1,301 @@
+// The video family of exports.
+#include <cstdlib>
+#include <vector>
+
+#include "com_corvane_cvx_transcoder_model_TranscoderSessionNative.h"
+#include "native/JniSupport.h"
+#include "native/PacketExchange.h"
+#include "native/PictureExchange.h"
+#include "video/frames/VideoOverlayFrame.h"
+
+using namespace cvx;
+
+namespace {
+
+// Crop and source rectangle values: at most four elements, narrowed to 32
+// bits; an absent or empty array, or a failed fetch, gives none.
+std::size_t readRectangle(JNIEnv* env, jlongArray values, uint32_t (&out)[4]) {
+  if (values == nullptr) return 0;
+  const jsize length = env->GetArrayLength(values);
+  if (length < 1) return 0;
+  jlong* elements = env->GetLongArrayElements(values, nullptr);
+  if (elements == nullptr) {
+    clearPendingException(env);
+    return 0;
+  }
+  // More than four would overrun the rectangle: the rest is ignored.
+  const std::size_t count = length < 4 ? static_cast<std::size_t>(length) : 4;
+  for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<uint32_t>(elements[i]);
+  env->ReleaseLongArrayElements(values, elements, JNI_ABORT);
+  return count;
+}
+
+}  // namespace
+
+extern "C" {
+
+CVX_EXPORT(videoDecoderCreate__JJJJ)(JNIEnv*, jobject, jlong handle, jlong codec, jlong implementation,
+                                     jlong fourcc) {
+  return callSession(handle, "TranscoderSessionNative::videoDecoderCreate: ", -1, -1, [&](TranscoderSession& s) {
+    return s.videoDecoderCreate(low32(codec), low32(implementation), low32(fourcc));
+  });
+}
+
+CVX_EXPORT(videoDecoderCreate__JJJ)(JNIEnv*, jobject, jlong handle, jlong codec, jlong implementation) {
+  return callSession(handle, "TranscoderSessionNative::videoDecoderCreate: ", -1, -1, [&](TranscoderSession& s) {
+    return s.videoDecoderCreate(low32(codec), low32(implementation));
+  });
+}
+
+CVX_EXPORT(videoDecoderBuffersCreate)(JNIEnv*, jobject, jlong handle, jlong count) {
+  return callSession(handle, "TranscoderSessionNative::videoDecoderBuffersCreate: ", -1, -1,
+                     [&](TranscoderSession& s) { return s.videoDecoderBuffersCreate(low32(count)); });
+}
+
+CVX_EXPORT(videoDecoderBufferGetVideoFrame)(JNIEnv* env, jobject, jlong handle, jlong bufferIndex, jobject frame) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return 0;
+  return guardExport("TranscoderSessionNative::videoDecoderBufferGetVideoFrame: ", -1, [&] {
+    readPicture(env, frame, [&](uint8_t* buffer, uint64_t capacity, uint64_t& size, uint32_t& w, uint32_t& h,
+                                int64_t& timecode) {
+      return session->videoDecoderGetFrameBGRA(low32(bufferIndex), buffer, capacity, size, w, h, timecode);
+    });
+    return jlong{0};
+  });
+}
+
+CVX_EXPORT(videoDecoderBufferSetOverlayVideoFrame)(JNIEnv* env, jobject, jlong handle, jlong key, jobject overlay) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return 0;
+  guardExport("TranscoderSessionNative::videoDecoderBufferSetOverlayVideoFrame: ", 0, [&] {
+    if (overlay == nullptr) {
+      session->videoDecoderBufferSetOverlayVideoFrame(low32(key), nullptr);
+    } else if (auto frame = readOverlay(env, overlay)) {
+      session->videoDecoderBufferSetOverlayVideoFrame(low32(key), std::move(frame));
+    }
+    return jlong{0};
+  });
+  return 0;
+}
+
+CVX_EXPORT(videoDecoderSetGPUID)(JNIEnv*, jobject, jlong handle, jlong gpuId) {
+  const jlong status = callSession(handle, "TranscoderSessionNative::videoDecoderSetGPUID: ", -1, -1,
+                                   [&](TranscoderSession& s) {
+                                     s.videoDecoderSetGPUID(static_cast<int>(gpuId));
+                                     return 0u;
+                                   });
+  return status;
+}
+
+CVX_EXPORT(videoDecoderInitialize)(JNIEnv*, jobject, jlong handle) {
+  return callSession(handle, "TranscoderSessionNative::videoDecoderInitialize: ", -1, -1,
+                     [](TranscoderSession& s) { return s.videoDecoderInitialize(); });
+}
+
+CVX_EXPORT(videoDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
+                                          jlong length) {
+  uint32_t total = 0;
+  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
+  if (block == nullptr) return -1;
+  jlong status = callSession(handle, "TranscoderSessionNative::videoDecoderDecodeCodecConfig: ", -1, -1,
+                             [&](TranscoderSession& s) { return s.videoDecoderDecodeCodecConfig(block, 0, total); });
+  if (!freeHostBytes(block, "TranscoderSessionNative::videoDecoderDecodeCodecConfig[free]: ")) status = -1;
+  return status;
+}
+
+CVX_EXPORT(videoDecoderAddFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset, jlong length,
+                                 jlong timecode, jlong frameType) {
+  uint32_t total = 0;
+  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
+  if (block == nullptr) return -1;
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) {
+    freeHostBytes(block, "TranscoderSessionNative::videoDecoderAddFrame[free]: ");
+    return -1;
+  }
+  // The decoder reads the frame's bytes until they are decoded: the block
+  // stays with the session, and the one before it is no longer read.
+  if (!freeHostBytes(session->swapCurrVideoDecodeBuffer(block), "TranscoderSessionNative::videoDecoderAddFrame[free]: ")) {
+    return -1;
+  }
+  return callSession(handle, "TranscoderSessionNative::videoDecoderAddFrame: ", -1, -1, [&](TranscoderSession& s) {
+    return s.videoDecoderAddFrame(block, 0, total, static_cast<int64_t>(timecode), low32(frameType));
+  });
+}
+
+CVX_EXPORT(videoDecoderDecode)(JNIEnv* env, jobject, jlong handle, jlong bufferIndex, jobject flagsReference) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return 0;
+  uint32_t flags = 0;
+  jlong status = 0;
+  guardExport("TranscoderSessionNative::videoDecoderDecode: ", 0, [&] {
+    status = widenStatus(session->videoDecoderDecode(low32(bufferIndex), flags));
+    return status;
+  });
+  writeLongByReference(env, flagsReference, flags);
+  return status;
+}
+
+CVX_EXPORT(videoDecoderTransferFrame)(JNIEnv*, jobject, jlong handle, jlong bufferIndex, jlong setIndex) {
+  return callSession(handle, "TranscoderSessionNative::videoDecoderTransferFrame: ", -1, -1,
+                     [&](TranscoderSession& s) {
+                       return s.videoDecoderTransferFrame(low32(bufferIndex), low32(setIndex));
+                     });
+}
+
+CVX_EXPORT(videoEncoderBufferSetsCreate)(JNIEnv*, jobject, jlong handle, jlong count) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderBufferSetsCreate: ", -1, -1,
+                     [&](TranscoderSession& s) { return s.videoEncoderBufferSetsCreate(low32(count)); });
+}
+
+CVX_EXPORT(videoEncoderBufferAdd__JJJJJLcom_corvane_cvx_transcoder_model_TranscoderLongByReference_2)(
+    JNIEnv* env, jobject, jlong handle, jlong width, jlong height, jlong scaleMode, jlong fourcc, jobject index) {
+  uint32_t newIndex = 0;
+  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", -1, -1,
+                                   [&](TranscoderSession& s) {
+                                     return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode),
+                                                                    low32(fourcc), newIndex);
+                                   });
+  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
+  return status;
+}
+
+CVX_EXPORT(videoEncoderBufferAdd__JJJJLcom_corvane_cvx_transcoder_model_TranscoderLongByReference_2)(
+    JNIEnv* env, jobject, jlong handle, jlong width, jlong height, jlong scaleMode, jobject index) {
+  uint32_t newIndex = 0;
+  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", -1, -1,
+                                   [&](TranscoderSession& s) {
+                                     return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode),
+                                                                    newIndex);
+                                   });
+  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
+  return status;
+}
+
+CVX_EXPORT(videoEncoderBufferGetVideoFrame)(JNIEnv* env, jobject, jlong handle, jlong setIndex, jlong itemIndex,
+                                            jobject frame) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return 0;
+  // The label names the decoder's reader; hosts may match on it.
+  return guardExport("TranscoderSessionNative::videoDecoderBufferGetVideoFrame: ", -1, [&] {
+    readPicture(env, frame, [&](uint8_t* buffer, uint64_t capacity, uint64_t& size, uint32_t& w, uint32_t& h,
+                                int64_t& timecode) {
+      return session->videoEncoderGetFrameBGRA(low32(setIndex), low32(itemIndex), buffer, capacity, size, w, h,
+                                               timecode);
+    });
+    return jlong{0};
+  });
+}
+
+CVX_EXPORT(videoEncoderBufferSetOverlayVideoFrame)(JNIEnv* env, jobject, jlong handle, jlong itemIndex, jlong key,
+                                                   jobject overlay) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return 0;
+  guardExport("TranscoderSessionNative::videoEncoderBufferSetOverlayVideoFrame: ", 0, [&] {
+    if (overlay == nullptr) {
+      session->videoEncoderBufferSetOverlayVideoFrame(low32(key), low32(itemIndex), nullptr);
+    } else if (auto frame = readOverlay(env, overlay)) {
+      session->videoEncoderBufferSetOverlayVideoFrame(low32(key), low32(itemIndex), std::move(frame));
+    }
+    return jlong{0};
+  });
+  return 0;
+}
+
+CVX_EXPORT(videoEncoderBufferSetCrop)(JNIEnv* env, jobject, jlong handle, jlong itemIndex, jlongArray values) {
+  uint32_t rectangle[4] = {0, 0, 0, 0};
+  const std::size_t count = readRectangle(env, values, rectangle);
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return 0;
+  session->videoEncoderSetCrop(low32(itemIndex), count > 0 ? rectangle : nullptr, count);
+  return 0;
+}
+
+CVX_EXPORT(videoEncoderBufferSetSourceRect)(JNIEnv* env, jobject, jlong handle, jlong itemIndex,
+                                            jlongArray values) {
+  uint32_t rectangle[4] = {0, 0, 0, 0};
+  const std::size_t count = readRectangle(env, values, rectangle);
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return 0;
+  session->videoEncoderSetSrcRect(low32(itemIndex), count > 0 ? rectangle : nullptr, count);
+  return 0;
+}
+
+CVX_EXPORT(videoEncoderAdd)(JNIEnv* env, jobject, jlong handle, jlong codec, jlong implementation, jobject index) {
+  uint32_t newIndex = 0;
+  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderAdd: ", -1, -1,
+                                   [&](TranscoderSession& s) {
+                                     return s.videoEncoderAdd(low32(codec), low32(implementation), newIndex);
+                                   });
+  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
+  return status;
+}
+
+CVX_EXPORT(videoEncoderSetDefaults)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong first, jlong second) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderSetDefaults: ", -1, -1,
+                     [&](TranscoderSession& s) {
+                       return s.videoEncoderSetDefaults(low32(encoderIndex), low32(first), low32(second));
+                     });
+}
+
+CVX_EXPORT(videoEncoderSetBitrate)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong bitrate) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderSetBitrate: ", -1, -1, [&](TranscoderSession& s) {
+    return s.videoEncoderSetBitrate(low32(encoderIndex), low32(bitrate));
+  });
+}
+
+CVX_EXPORT(videoEncoderSetFrameSize)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong width, jlong height) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderSetFrameSize: ", -1, -1,
+                     [&](TranscoderSession& s) {
+                       return s.videoEncoderSetFrameSize(low32(encoderIndex), low32(width), low32(height));
+                     });
+}
+
+CVX_EXPORT(videoEncoderSetKeyFrameFollow)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jboolean follow) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderSetKeyFrameFollow: ", -1, -1,
+                     [&](TranscoderSession& s) {
+                       return s.videoEncoderSetKeyFrameFollow(low32(encoderIndex), follow == JNI_TRUE);
+                     });
+}
+
+CVX_EXPORT(videoEncoderSetFrameRate)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jdouble framesPerSecond) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderSetFrameRate: ", -1, -1,
+                     [&](TranscoderSession& s) {
+                       return s.videoEncoderSetFrameRate(low32(encoderIndex), framesPerSecond);
+                     });
+}
+
+CVX_EXPORT(videoEncoderInitialize)(JNIEnv*, jobject, jlong handle, jlong encoderIndex) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderInitialize: ", -1, -1,
+                     [&](TranscoderSession& s) { return s.videoEncoderInitialize(low32(encoderIndex)); });
+}
+
+CVX_EXPORT(videoEncoderSetGPUID)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong gpuId) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderSetGPUID: ", -1, -1, [&](TranscoderSession& s) {
+    s.videoEncoderSetGPUID(low32(encoderIndex), static_cast<int>(gpuId));
+    return 0u;
+  });
+}
+
+CVX_EXPORT(videoEncoderAddFrame)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong setIndex, jlong itemIndex,
+                                 jlong frameTypeHint) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderAddFrame: ", -1, -1, [&](TranscoderSession& s) {
+    return s.videoEncoderAddFrame(low32(encoderIndex), low32(setIndex), low32(itemIndex), low32(frameTypeHint));
+  });
+}
+
+CVX_EXPORT(videoEncoderGetEncodedFrames)(JNIEnv* env, jobject, jlong handle, jlong encoderIndex, jobject packets) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return -1;
+  std::vector<VideoFrameEncoded> frames;
+  jlong status = guardExport("TranscoderSessionNative::videoEncoderGetEncodedFrames: ", -1, [&]() -> jlong {
+    const uint32_t result = session->videoEncoderGetEncodedFrames(low32(encoderIndex), frames);
+    if (result == 0) deliverPackets(env, packets, frames);
+    return widenStatus(result);
+  });
+  // Every frame the encoder handed over is freed, delivered or not.
+  if (!freeFrameBlocks(frames, "TranscoderSessionNative::videoEncoderGetEncodedFrames[delete]: ")) status = -1;
+  return status;
+}
+
+}  // extern "C"
