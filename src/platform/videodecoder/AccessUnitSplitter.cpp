@@ -75,6 +75,9 @@ bool AccessUnitSplitter::repeatsParameterSet(const uint8_t* unit, size_t size) {
     return true;
   }
   last.assign(unit, unit + size);
+  // A changed sequence makes the library drop the picture parameter sets that
+  // referred to it, so the next one must reach it even if its bytes repeat.
+  if (type == 7) lastPps_.clear();
   return false;
 }
 
