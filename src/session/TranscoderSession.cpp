@@ -13,6 +13,8 @@
 #include "hardware/HardwareProbe.h"
 #include "logging/StdoutLine.h"
 #include "video/decoders/VideoDecoderH264.h"
+#include "video/decoders/VideoDecoderMP2.h"
+#include "video/decoders/VideoDecoderMP4.h"
 #include "video/encoders/VideoEncoderH264.h"
 #include "video/encoders/VideoEncoderVPX.h"
 #include "video/frames/VideoFrameBuffer.h"
@@ -43,8 +45,20 @@ struct Selection {
   const char* words = nullptr;
 };
 
+// The MPEG classes keep the number the host asked for.
+template <class Decoder>
+Selection<IVideoDecoder> numbered(uint32_t codec, const char* words) {
+  auto decoder = std::make_unique<Decoder>();
+  decoder->setCodec(codec);
+  return {std::move(decoder), words};
+}
+
 Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementation) {
   switch (codec) {
+    case 2: return numbered<VideoDecoderMP4>(codec, "SorensonSpark: default");
+    case 9: return numbered<VideoDecoderMP4>(codec, "H.263: default");
+    case 10: return numbered<VideoDecoderMP4>(codec, "MP4: default");
+    case 11: return numbered<VideoDecoderMP2>(codec, "MPEG2: default");
     case 7:
       // Implementations 1 and 2 name the hardware decoder, which this build
       // does not have: they answer as an unknown codec.
