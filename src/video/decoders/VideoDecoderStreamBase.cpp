@@ -1,5 +1,6 @@
 #include "video/decoders/VideoDecoderStreamBase.h"
 
+#include <cstring>
 #include <exception>
 #include <sstream>
 
@@ -118,9 +119,12 @@ int VideoDecoderStreamBase::decode(uint32_t& flags) {
         void* pointer = nullptr;
         aux(0, 0x10009, &pointer, sizeof(pointer));
         if (pointer != nullptr) {
-          const auto* returned = static_cast<const UserData*>(pointer);
-          frameType = returned->frameType;
-          timecode = returned->timecode;
+          // The library keeps the record in its own storage, which need not
+          // be aligned for it: copy it out.
+          UserData returned;
+          std::memcpy(&returned, pointer, sizeof(returned));
+          frameType = returned.frameType;
+          timecode = returned.timecode;
         }
       }
       flags |= kDecodeParserStopped;
@@ -150,7 +154,8 @@ void VideoDecoderStreamBase::updateDecodeInfo() {
   try {
     void* pointer = nullptr;
     if (aux(0, 0x10014, &pointer, 44) != 0 || pointer == nullptr) return;
-    const auto* seq = static_cast<const int32_t*>(pointer);
+    int32_t seq[11];
+    std::memcpy(seq, pointer, sizeof(seq));
     const double rate = seq[10] > 0 ? static_cast<double>(seq[9]) / static_cast<double>(seq[10]) : 0.0;
     uint32_t newDisplayWidth = 0;
     uint32_t newDisplayHeight = 0;
