@@ -6,7 +6,7 @@
 
 #include "audio/samples/AudioFrameEncoded.h"
 #include "logging/IConcurrentLock.h"
-#include "platform/bufstream/BufStream.h"
+#include "platform/bufstream/BufStreamSink.h"
 
 namespace cvx {
 
@@ -16,18 +16,13 @@ namespace cvx {
 // library emits frames in the order it took them, so first in, first out.
 // The library may call back on a thread of its own; the queues are locked,
 // the frame buffer is touched only by the writer.
-class AudioEncoderBufferStream {
+class AudioEncoderBufferStream : public BufStreamSink {
  public:
   static constexpr uint32_t kBufferSize = 8192;
   static constexpr uint32_t kEndOfFrame = 0xf0002;
 
   AudioEncoderBufferStream();
-  ~AudioEncoderBufferStream();
-  AudioEncoderBufferStream(const AudioEncoderBufferStream&) = delete;
-  AudioEncoderBufferStream& operator=(const AudioEncoderBufferStream&) = delete;
-
-  // The record handed to the library; valid as long as this object.
-  bufstream_tt* getStream() { return &stream; }
+  ~AudioEncoderBufferStream() override;
 
   void addTimecode(uint64_t position);
   void closeFrame();
@@ -37,23 +32,13 @@ class AudioEncoderBufferStream {
   void setChannels(uint32_t value) { channels = value; }
   void setSampleRate(uint32_t value) { sampleRate = value; }
 
-  uint32_t getBufferUsed() const { return bufferUsed; }
   std::size_t getPendingTimecodeCount();
 
- private:
-  static AudioEncoderBufferStream* from(bufstream_tt* bs);
-  static uint32_t usableBytes(bufstream_tt* bs);
-  static uint8_t* request(bufstream_tt* bs, uint32_t numBytes);
-  static uint32_t confirm(bufstream_tt* bs, uint32_t numBytes);
-  static uint32_t copybytes(bufstream_tt* bs, uint8_t* data, uint32_t numBytes);
-  static uint32_t freeRoom(bufstream_tt* bs);
-  static uint32_t auxinfo(bufstream_tt* bs, uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
-  static void* self(bufstream_tt* bs);
+ protected:
+  void onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) override;
 
+ private:
   IConcurrentLock* lock = nullptr;
-  bufstream_tt stream{};
-  uint8_t* buffer = nullptr;
-  uint32_t bufferUsed = 0;
   std::vector<AudioFrameEncoded> frames;
   std::list<uint64_t> timecodes;
   uint32_t channels = 0;

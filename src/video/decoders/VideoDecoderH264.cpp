@@ -52,20 +52,7 @@ int VideoDecoderH264::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t
     handle->copybytes(handle, sps.data(), static_cast<uint32_t>(sps.size()));
     aux(0, 0x10010, nullptr, 0);
     handle->copybytes(handle, pps.data(), static_cast<uint32_t>(pps.size()));
-    const uint32_t state = aux(0, 0x10010, nullptr, 0);
-    int result = -2;
-    if ((state & 0x100) && (state & 0x1)) {
-      updateDecodeInfo();
-      aux(0, 0x10202, nullptr, 0);
-      if (outputFrame != nullptr) {
-        aux(0, 0x10001, outputFrame, sizeof(FrameRecord));
-      } else {
-        aux(0, 0x10001, nullptr, 0);
-      }
-      result = 0;
-    }
-    firstConfig = false;
-    return result;
+    return finishFirstConfiguration(aux(0, 0x10010, nullptr, 0));
   } catch (const std::exception& e) {
     writeLabel("decodeCodecConfig", e);
     return -1;

@@ -33,19 +33,7 @@ int VideoDecoderMpegBase::decodeCodecConfig(uint8_t* data, uint32_t offset, uint
     configuration.insert(configuration.end(), endMarker, endMarker + endMarkerLength);
     setUpParser();
     handle->copybytes(handle, configuration.data(), static_cast<uint32_t>(configuration.size()));
-    const uint32_t state = aux(0, 0x10010, nullptr, 0);
-    result = -2;
-    if ((state & 0x100) && (state & 0x1)) {
-      updateDecodeInfo();
-      aux(0, 0x10202, nullptr, 0);
-      if (outputFrame != nullptr) {
-        aux(0, 0x10001, outputFrame, sizeof(FrameRecord));
-      } else {
-        aux(0, 0x10001, nullptr, 0);
-      }
-      result = 0;
-    }
-    firstConfig = false;
+    result = finishFirstConfiguration(aux(0, 0x10010, nullptr, 0));
   } catch (const std::exception& e) {
     writeLabel("decodeCodecConfig", e);
     result = -1;

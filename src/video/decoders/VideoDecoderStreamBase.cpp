@@ -77,6 +77,22 @@ void VideoDecoderStreamBase::setUpParser() {
   aux(options, 0x10002, nullptr, 0);
 }
 
+int VideoDecoderStreamBase::finishFirstConfiguration(uint32_t state) {
+  int result = -2;
+  if ((state & kStateSequence) && (state & kStateReport)) {
+    updateDecodeInfo();
+    aux(0, 0x10202, nullptr, 0);
+    if (outputFrame != nullptr) {
+      aux(0, 0x10001, outputFrame, sizeof(FrameRecord));
+    } else {
+      aux(0, 0x10001, nullptr, 0);
+    }
+    result = 0;
+  }
+  firstConfig = false;
+  return result;
+}
+
 int VideoDecoderStreamBase::decode(uint32_t& flags) {
   try {
     flags = 0;

@@ -49,6 +49,10 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
   uint32_t aux(uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
   // Resets the parser and passes the parser options, before the first configuration.
   void setUpParser();
+  // Ends the first configuration with the parser's state: a sequence header
+  // read gives 0 and announces the sequence and the output frame; anything
+  // else gives -2. Later configurations never reach the parser.
+  int finishFirstConfiguration(uint32_t state);
   // Reads the sequence parameters, stores sizes and rate, logs when they change.
   void updateDecodeInfo();
   // From the 11 sequence values: the display size, and the aspect words of

@@ -3,29 +3,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <new>
 
 #include "logging/StdoutLine.h"
 
 namespace cvx {
 
-VideoEncoderBufferStream::VideoEncoderBufferStream() : lock(createConcurrentLock()) {
-  stream.usableBytes = &usableBytes;
-  stream.request = &request;
-  stream.confirm = &confirm;
-  stream.copybytes = &copybytes;
-  stream.freeRoom = &freeRoom;
-  stream.auxinfo = &auxinfo;
-  stream.self = &self;
-  stream.dataWords[2] = 1;
-  stream.privateData = this;
-  try {
-    buffer = static_cast<uint8_t*>(std::malloc(kBufferSize));
-    if (buffer == nullptr) throw std::bad_alloc();
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoEncoderBufferStream::constructor: ", e);
-  }
-}
+VideoEncoderBufferStream::VideoEncoderBufferStream()
+    : BufStreamSink(kBufferSize, "VideoEncoderBufferStream::constructor: "), lock(createConcurrentLock()) {}
 
 VideoEncoderBufferStream::~VideoEncoderBufferStream() {
   try {
@@ -34,51 +18,18 @@ VideoEncoderBufferStream::~VideoEncoderBufferStream() {
     writeStdoutLine("VideoEncoderBufferStream::delete[lock]: ", e);
   }
   lock = nullptr;
-  std::free(buffer);
-  buffer = nullptr;
   // Frames nobody took still own their blocks.
   for (VideoFrameEncoded& frame : frames) std::free(frame.buffer);
   frames.clear();
 }
 
-VideoEncoderBufferStream* VideoEncoderBufferStream::from(bufstream_tt* bs) {
-  return static_cast<VideoEncoderBufferStream*>(bs->privateData);
-}
-
-uint32_t VideoEncoderBufferStream::usableBytes(bufstream_tt* bs) { return from(bs)->bufferUsed; }
-
-uint8_t* VideoEncoderBufferStream::request(bufstream_tt* bs, uint32_t) {
-  VideoEncoderBufferStream* s = from(bs);
-  if (s->buffer == nullptr || s->bufferUsed >= kBufferSize) return nullptr;
-  return s->buffer + s->bufferUsed;
-}
-
-uint32_t VideoEncoderBufferStream::confirm(bufstream_tt* bs, uint32_t numBytes) {
-  VideoEncoderBufferStream* s = from(bs);
-  const uint32_t room = kBufferSize - s->bufferUsed;
-  s->bufferUsed += numBytes < room ? numBytes : room;
-  return numBytes;
-}
-
-uint32_t VideoEncoderBufferStream::copybytes(bufstream_tt* bs, uint8_t* data, uint32_t numBytes) {
-  VideoEncoderBufferStream* s = from(bs);
-  if (s->buffer == nullptr || numBytes > kBufferSize - s->bufferUsed) return 0;
-  std::memcpy(s->buffer + s->bufferUsed, data, numBytes);
-  s->bufferUsed += numBytes;
-  return numBytes;
-}
-
-uint32_t VideoEncoderBufferStream::freeRoom(bufstream_tt* bs) { return kBufferSize - from(bs)->bufferUsed; }
-
-uint32_t VideoEncoderBufferStream::auxinfo(bufstream_tt* bs, uint32_t, uint32_t infoId, void* infoPtr,
-                                           uint32_t infoSize) {
-  VideoEncoderBufferStream* s = from(bs);
+void VideoEncoderBufferStream::onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) {
   switch (infoId) {
     case kStartOfFrame:
-      s->bufferUsed = 0;
+      bufferUsed = 0;
       break;
     case kEndOfFrame:
-      s->closeFrame();
+      closeFrame();
       break;
     case kTimeStamp:
       if (infoPtr != nullptr && infoSize >= sizeof(time_stamp_info)) {
@@ -87,16 +38,13 @@ uint32_t VideoEncoderBufferStream::auxinfo(bufstream_tt* bs, uint32_t, uint32_t 
         time_stamp_info info;
         std::memcpy(&info, infoPtr, sizeof(info));
         // Division, not a shift: -5 tenths is 0 ms, as 5 tenths is.
-        s->timecode = info.start / 10;
+        timecode = info.start / 10;
       }
       break;
     default:
       break;
   }
-  return 0;
 }
-
-void* VideoEncoderBufferStream::self(bufstream_tt* bs) { return bs->privateData; }
 
 uint32_t VideoEncoderBufferStream::convertAnnexBToLengthPrefixed(uint8_t* data, uint32_t length) {
   uint32_t frameType = 2;

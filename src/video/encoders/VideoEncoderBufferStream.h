@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "logging/IConcurrentLock.h"
-#include "platform/bufstream/BufStream.h"
+#include "platform/bufstream/BufStreamSink.h"
 #include "platform/bufstream/TimeStampInfo.h"
 #include "video/encoders/VideoFrameEncoded.h"
 
@@ -16,7 +16,7 @@ namespace cvx {
 // four-byte start codes into big-endian lengths and derives the frame type.
 // The library may call from threads of its own while the host takes frames:
 // only the finished-frame list is locked, and no scanning runs under the lock.
-class VideoEncoderBufferStream {
+class VideoEncoderBufferStream : public BufStreamSink {
  public:
   static constexpr uint32_t kBufferSize = 0x40000;
   static constexpr uint32_t kStartOfFrame = 256;
@@ -24,11 +24,7 @@ class VideoEncoderBufferStream {
   static constexpr uint32_t kTimeStamp = 0xf000000;
 
   VideoEncoderBufferStream();
-  ~VideoEncoderBufferStream();
-  VideoEncoderBufferStream(const VideoEncoderBufferStream&) = delete;
-  VideoEncoderBufferStream& operator=(const VideoEncoderBufferStream&) = delete;
-
-  bufstream_tt* getStream() { return &stream; }
+  ~VideoEncoderBufferStream() override;
 
   void closeFrame();
   uint32_t getEncodedFrameCount();
@@ -42,22 +38,12 @@ class VideoEncoderBufferStream {
   static uint32_t convertAnnexBToLengthPrefixed(uint8_t* data, uint32_t length);
 
   int64_t getTimecode() const { return timecode; }
-  uint32_t getBufferUsed() const { return bufferUsed; }
+
+ protected:
+  void onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) override;
 
  private:
-  static VideoEncoderBufferStream* from(bufstream_tt* bs);
-  static uint32_t usableBytes(bufstream_tt* bs);
-  static uint8_t* request(bufstream_tt* bs, uint32_t numBytes);
-  static uint32_t confirm(bufstream_tt* bs, uint32_t numBytes);
-  static uint32_t copybytes(bufstream_tt* bs, uint8_t* data, uint32_t numBytes);
-  static uint32_t freeRoom(bufstream_tt* bs);
-  static uint32_t auxinfo(bufstream_tt* bs, uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
-  static void* self(bufstream_tt* bs);
-
   IConcurrentLock* lock = nullptr;
-  bufstream_tt stream{};
-  uint8_t* buffer = nullptr;
-  uint32_t bufferUsed = 0;
   std::vector<VideoFrameEncoded> frames;
   int64_t timecode = -1;
 };
