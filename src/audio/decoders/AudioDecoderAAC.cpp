@@ -187,12 +187,7 @@ int AudioDecoderAAC::decodeFrame(uint8_t* data, uint32_t offset, uint32_t length
 
 int AudioDecoderAAC::close() {
   try {
-    if (handle != nullptr) {
-      bufstream_tt* closing = handle;
-      handle = nullptr;
-      closing->done(closing, 0);
-      closing->free(closing);
-    }
+    closeAudioDecoderStream(handle);
     return 0;
   } catch (const std::exception& e) {
     writeStdoutLine("AudioDecoderAAC::close: ", e);

@@ -43,12 +43,7 @@ int AudioDecoderMpegAudio::decodeFrame(uint8_t* data, uint32_t offset, uint32_t 
 
 int AudioDecoderMpegAudio::close() {
   try {
-    if (handle != nullptr) {
-      bufstream_tt* closing = handle;
-      handle = nullptr;
-      closing->done(closing, 0);
-      closing->free(closing);
-    }
+    closeAudioDecoderStream(handle);
     return 0;
   } catch (const std::exception& e) {
     writeStdoutLine((std::string(className) + "::close: ").c_str(), e);
