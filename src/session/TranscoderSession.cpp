@@ -6,8 +6,13 @@
 #include <memory>
 #include <sstream>
 
+#include "audio/decoders/AudioDecoderAAC.h"
 #include "audio/decoders/AudioDecoderALaw.h"
+#include "audio/decoders/AudioDecoderMP2.h"
+#include "audio/decoders/AudioDecoderMP3.h"
 #include "audio/decoders/AudioDecoderMULaw.h"
+#include "audio/decoders/AudioDecoderSpeex.h"
+#include "audio/encoders/AudioEncoderAAC.h"
 #include "audio/encoders/AudioEncoderVorbis.h"
 #include "audio/samples/AudioSampleBuffer.h"
 #include "hardware/HardwareProbe.h"
@@ -79,10 +84,15 @@ Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t, bool, bool
   }
 }
 
-Selection<IAudioDecoder> selectAudioDecoder(uint32_t codec, uint32_t) {
+Selection<IAudioDecoder> selectAudioDecoder(uint32_t codec, uint32_t implementation) {
   switch (codec) {
+    case 2:
+      if (implementation == 3) return {std::make_unique<AudioDecoderMP3>(), "MP3: default"};
+      return {std::make_unique<AudioDecoderMP2>(), "MPEG1 Part 1/2: default"};
     case 7: return {std::make_unique<AudioDecoderALaw>(), "G711 ALAW: default"};
     case 8: return {std::make_unique<AudioDecoderMULaw>(), "G711 MULAW: default"};
+    case 10: return {std::make_unique<AudioDecoderAAC>(), "AAC: default"};
+    case 11: return {std::make_unique<AudioDecoderSpeex>(), "SPEEX: default"};
     default: return {};
   }
 }
@@ -90,6 +100,7 @@ Selection<IAudioDecoder> selectAudioDecoder(uint32_t codec, uint32_t) {
 Selection<IAudioEncoder> selectAudioEncoder(uint32_t codec) {
   switch (codec) {
     case 9: return {std::make_unique<AudioEncoderVorbis>(), "VORBIS: default"};
+    case 10: return {std::make_unique<AudioEncoderAAC>(), "AAC: default"};
     default: return {};
   }
 }

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+#include "audio/decoders/AudioDecoderBase.h"
+#include "platform/audiocodecs/AudioDecoderOpen.h"
+
+namespace cvx {
+
+// What the MPEG audio decoders share: the library stream, the output
+// descriptor, and the per-packet feeding, which is the same for every layer.
+// Rate and channel count are those the first frame told; the call's time
+// serves every block the packet yields.
+class AudioDecoderMpegAudio : public AudioDecoderBase {
+ public:
+  ~AudioDecoderMpegAudio() noexcept(false) override;
+  AudioDecoderMpegAudio(const AudioDecoderMpegAudio&) = delete;
+  AudioDecoderMpegAudio& operator=(const AudioDecoderMpegAudio&) = delete;
+
+  int decodeFrame(uint8_t* data, uint32_t offset, uint32_t length, uint64_t timecode,
+                  AudioSampleBuffer& buffer) override;
+  int close() override;
+  uint32_t getChannels() override { return channels; }
+  uint32_t getSampleRate() override { return sampleRate; }
+  uint32_t getMaxFrameSamples() override { return 2048; }
+
+ protected:
+  // `className` labels the stdout lines.
+  explicit AudioDecoderMpegAudio(const char* className);
+  // The library's open entry; a test may put another stream in its place.
+  virtual bufstream_tt* openLibrary() = 0;
+
+  const char* className;
+  AudioOutputDescriptor output{nullptr, 0};
+  bufstream_tt* handle = nullptr;
+};
+
+}  // namespace cvx

@@ -1,0 +1,207 @@
+#include "audio/encoders/AudioEncoderAAC.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <new>
+#include <sstream>
+
+#include "logging/StdoutLine.h"
+
+namespace cvx {
+
+namespace {
+
+constexpr const char* kInitPrefix = "AudioEncoderAAC.initialize[{context}]: ";
+constexpr uint32_t kFrameSamples = kAacFrameSamples;
+constexpr size_t kMessageBytes = 256;
+
+void printMessage(const char* format, ...) {
+  char text[kMessageBytes];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  std::printf("%s\n", text);
+}
+
+void printProgress(int32_t value, const char* format, ...) {
+  char text[kMessageBytes];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  std::printf(" %d - %s\n", value, text);
+}
+
+}  // namespace
+
+AudioEncoderAAC::MessageFunction AudioEncoderAAC::resolveMessageCallback(const char* name) {
+  if (name == nullptr) return nullptr;
+  if (std::strcmp(name, "err_printf") == 0 || std::strcmp(name, "wrn_printf") == 0 ||
+      std::strcmp(name, "inf_printf") == 0) {
+    return reinterpret_cast<MessageFunction>(&printMessage);
+  }
+  if (std::strcmp(name, "prg_printf") == 0) return reinterpret_cast<MessageFunction>(&printProgress);
+  return nullptr;
+}
+
+AudioEncoderAAC::AudioEncoderAAC() { codec = 10; }
+
+AudioEncoderAAC::~AudioEncoderAAC() noexcept(false) { close(); }
+
+uint32_t AudioEncoderAAC::bitrateIndex(uint32_t bitsPerSecond) {
+  const uint32_t kbps = bitsPerSecond / 1000u;
+  for (uint32_t index = kAacBitrateIndexCount; index-- > 0;) {
+    if (kAacBitrateTableKbps[index] <= kbps) return index;
+  }
+  return 0;
+}
+
+uint32_t AudioEncoderAAC::frameBytes() const { return aacSettings.bitsPerSample / 8u * aacSettings.channels; }
+
+int AudioEncoderAAC::initialize() {
+  try {
+    // A second start replaces the first encoder, whose frame size may differ.
+    if (handle != nullptr) {
+      aacOutAudioFree(handle);
+      handle = nullptr;
+    }
+    std::free(pcmBuffer);
+    pcmBuffer = nullptr;
+    aacOutAudioDefaults(&aacSettings, 0);
+    aacSettings.bitsPerSample = 16;
+    aacSettings.channels = channels;
+    const auto limit = static_cast<uint32_t>(6.0 * static_cast<double>(sampleRate) * static_cast<double>(channels));
+    if (bitrate > limit) {
+      std::ostringstream line;
+      line << kInitPrefix << "Bitrate is too high for sample rate. Bitrate adjust from " << bitrate << " to " << limit;
+      logError(line.str());
+      bitrate = limit;
+    }
+    aacSettings.bitrateIndex = bitrateIndex(bitrate);
+    {
+      std::ostringstream line;
+      line << kInitPrefix << "channels:" << channels << " sampleRate:" << sampleRate << " bitRate:" << bitrate;
+      logInfo(line.str());
+    }
+    if (aacOutAudioChkSettings(nullptr, &aacSettings, 0, sampleRate, 0, nullptr) != 0) {
+      logError(std::string(kInitPrefix) + "Error aacOutAudioChkSettings");
+      return -2;
+    }
+    handle = aacOutAudioNew(nullptr, &aacSettings, 0, 0, sampleRate);
+    if (handle == nullptr) {
+      logError(std::string(kInitPrefix) + "Error aacOutAudioNew");
+      return -3;
+    }
+    if (aacOutAudioInit(handle, outputStream.getStream()) != 0) {
+      logError(std::string(kInitPrefix) + "Error aacOutAudioInit");
+      return -4;
+    }
+    outputStream.setChannels(channels);
+    outputStream.setSampleRate(sampleRate);
+    pcmBuffer = static_cast<uint8_t*>(std::malloc(static_cast<size_t>(kFrameSamples) * frameBytes()));
+    return 0;
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderAAC::initialize: ", e);
+    return -1;
+  }
+}
+
+int AudioEncoderAAC::getHeaders(std::vector<AudioFrameEncoded>&) {
+  try {
+    return 0;
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderAAC::getHeaders: ", e);
+    return -1;
+  }
+}
+
+int AudioEncoderAAC::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) {
+  try {
+    const uint32_t bytesPerFrame = frameBytes();
+    // A buffer without a block has no samples to give.
+    if (handle == nullptr || pcmBuffer == nullptr || bytesPerFrame == 0 || buffer.getBuffer() == nullptr) return -1;
+    if (firstBuffer) {
+      outputStream.setChannels(buffer.getChannels());
+      outputStream.setSampleRate(buffer.getSampleRate());
+      firstBuffer = false;
+    }
+    // Samples a block claims beyond its capacity are not there to be read.
+    const uint32_t capacity = buffer.getBufferSize() / bytesPerFrame;
+    const uint32_t count = buffer.getSampleCount() < capacity ? buffer.getSampleCount() : capacity;
+    if (queuedSamples == 0 && buffer.getSampleCount() == kFrameSamples) {
+      outputStream.addTimecode(buffer.getTimecode());
+      aacOutAudioPutBytes(handle, buffer.getBuffer(), count * bytesPerFrame);
+      outputStream.getEncodedFrames(out);
+      return 0;
+    }
+    sampleQueue.push_back(buffer);
+    AudioSampleBuffer& copy = sampleQueue.back();
+    copy.setSampleCount(count);
+    queuedSamples += count > copy.getSamplesRead() ? count - copy.getSamplesRead() : 0;
+    encodeQueuedFrames();
+    outputStream.getEncodedFrames(out);
+    return 0;
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderAAC::addSampleBuffer: ", e);
+    return -1;
+  }
+}
+
+void AudioEncoderAAC::encodeQueuedFrames() {
+  const uint32_t bytesPerFrame = frameBytes();
+  while (queuedSamples >= kFrameSamples) {
+    uint32_t got = 0;
+    uint64_t position = 0;
+    while (got < kFrameSamples && !sampleQueue.empty()) {
+      AudioSampleBuffer& b = sampleQueue.front();
+      const uint32_t left = b.getSampleCount() > b.getSamplesRead() ? b.getSampleCount() - b.getSamplesRead() : 0;
+      const uint32_t take = left < kFrameSamples - got ? left : kFrameSamples - got;
+      std::memcpy(pcmBuffer + static_cast<size_t>(got) * bytesPerFrame,
+                  b.getBuffer() + static_cast<size_t>(b.getSamplesRead()) * bytesPerFrame,
+                  static_cast<size_t>(take) * bytesPerFrame);
+      if (got == 0) position = b.getTimecode() + b.getSamplesRead();
+      b.addSamplesRead(take);
+      queuedSamples -= take;
+      got += take;
+      if (b.getSamplesRead() >= b.getSampleCount()) sampleQueue.pop_front();
+    }
+    if (got < kFrameSamples) {
+      // The count and the queue disagree; what is left cannot make a frame.
+      queuedSamples = 0;
+      break;
+    }
+    outputStream.addTimecode(position);
+    aacOutAudioPutBytes(handle, pcmBuffer, kFrameSamples * bytesPerFrame);
+  }
+}
+
+int AudioEncoderAAC::close() {
+  int result = 0;
+  try {
+    std::free(pcmBuffer);
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderAAC::close[free]: ", e);
+    result = -1;
+  }
+  pcmBuffer = nullptr;
+  sampleQueue.clear();
+  queuedSamples = 0;
+  try {
+    if (handle != nullptr) {
+      AacOutAudio* closing = handle;
+      handle = nullptr;
+      aacOutAudioDone(closing, 0);
+      aacOutAudioFree(closing);
+    }
+  } catch (const std::exception& e) {
+    writeStdoutLine("AudioEncoderAAC::close[close]: ", e);
+    result = -1;
+  }
+  return result;
+}
+
+}  // namespace cvx

@@ -1,0 +1,260 @@
+#include "platform/audiocodecs/AudioDecoderStream.h"
+
+#include <array>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "platform/audiocodecs/SampleConversion.h"
+
+namespace cvx {
+namespace {
+
+// Our frame syntaxes and the library's decoders, in one place. Layer 0 is ADTS.
+struct CodecMapping {
+  uint32_t layer;
+  AVCodecID codec;
+};
+constexpr std::array<CodecMapping, 4> kCodecTable = {{
+    {0, AV_CODEC_ID_AAC},
+    {1, AV_CODEC_ID_MP1},
+    {2, AV_CODEC_ID_MP2},
+    {3, AV_CODEC_ID_MP3},
+}};
+
+AVCodecID codecForLayer(uint32_t layer) {
+  for (const CodecMapping& mapping : kCodecTable) {
+    if (mapping.layer == layer) return mapping.codec;
+  }
+  return AV_CODEC_ID_NONE;
+}
+
+uint32_t defaultLayer(AudioStreamKind kind) {
+  switch (kind) {
+    case AudioStreamKind::Aac: return 0;
+    case AudioStreamKind::MpegAudio: return 2;
+    case AudioStreamKind::Mp3: return 3;
+  }
+  return 0;
+}
+
+uint32_t streamCopyBytes(bufstream_tt* bs, uint8_t* data, uint32_t size) {
+  return AudioDecoderStream::from(bs)->copyBytes(data, size);
+}
+uint32_t streamAuxInfo(bufstream_tt* bs, uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize) {
+  return AudioDecoderStream::from(bs)->auxInfo(offset, infoId, infoPtr, infoSize);
+}
+void streamDone(bufstream_tt* bs, int abort) { AudioDecoderStream::from(bs)->done(abort); }
+void streamFree(bufstream_tt* bs) { delete AudioDecoderStream::from(bs); }
+// A decoder stream is fed, never read or written through these.
+uint32_t streamNoBytes(bufstream_tt*) { return 0; }
+uint8_t* streamNoRequest(bufstream_tt*, uint32_t) { return nullptr; }
+uint32_t streamNoConfirm(bufstream_tt*, uint32_t) { return 0; }
+void* streamSelf(bufstream_tt* bs) { return bs->privateData; }
+
+bufstream_tt* openStream(AudioStreamKind kind) {
+  std::unique_ptr<AudioDecoderStream> stream(new (std::nothrow) AudioDecoderStream(kind));
+  if (!stream || !stream->usable()) return nullptr;
+  // Owned by the record from here on: its free entry deletes the object.
+  return stream.release()->stream();
+}
+
+}  // namespace
+
+bufstream_tt* openAacDecoderStream() { return openStream(AudioStreamKind::Aac); }
+bufstream_tt* openMpegAudioDecoderStream(void*, void*, void*) { return openStream(AudioStreamKind::MpegAudio); }
+bufstream_tt* openMp3DecoderStream(void*, void*, void*) { return openStream(AudioStreamKind::Mp3); }
+
+AudioDecoderStream::AudioDecoderStream(AudioStreamKind kind)
+    : kind_(kind), splitter_(kind == AudioStreamKind::Aac ? AudioFraming::Adts : AudioFraming::MpegAudio) {
+  stream_.usableBytes = streamNoBytes;
+  stream_.request = streamNoRequest;
+  stream_.confirm = streamNoConfirm;
+  stream_.copybytes = streamCopyBytes;
+  stream_.freeRoom = streamNoBytes;
+  stream_.auxinfo = streamAuxInfo;
+  stream_.self = streamSelf;
+  stream_.done = streamDone;
+  stream_.free = streamFree;
+  stream_.dataWords[2] = 1;
+  stream_.privateData = this;
+
+  packet_.reset(av_packet_alloc());
+  frame_.reset(av_frame_alloc());
+  packetBuffer_.reset(av_buffer_alloc(AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes));
+  usable_ = packet_ && frame_ && packetBuffer_ && openCodec(codecForLayer(defaultLayer(kind)));
+}
+
+AudioDecoderStream* AudioDecoderStream::from(bufstream_tt* stream) {
+  return static_cast<AudioDecoderStream*>(stream->privateData);
+}
+
+AVCodecID AudioDecoderStream::codecFor(const AudioFrameHeader& header) const {
+  return codecForLayer(kind_ == AudioStreamKind::Aac ? 0 : header.layer);
+}
+
+bool AudioDecoderStream::openCodec(AVCodecID codec) {
+  context_.reset();
+  codecId_ = AV_CODEC_ID_NONE;
+  const AVCodec* decoder = avcodec_find_decoder(codec);
+  if (decoder == nullptr) {
+    status_.fail("avcodec_find_decoder", "the library has no decoder for this stream");
+    return false;
+  }
+  AvCodecContextPtr context(avcodec_alloc_context3(decoder));
+  if (!context) {
+    status_.fail("avcodec_alloc_context3", "out of memory");
+    return false;
+  }
+  if (status_.check(avcodec_open2(context.get(), decoder, nullptr), "avcodec_open2") != AvOutcome::Ok) return false;
+  context_ = std::move(context);
+  codecId_ = codec;
+  return true;
+}
+
+uint32_t AudioDecoderStream::copyBytes(const uint8_t* data, uint32_t size) {
+  state_ = 0;
+  uint8_t* target = output_ != nullptr ? output_->outputBuffer : nullptr;
+  const uint32_t capacity = target != nullptr ? output_->outputSize : 0;
+  if (output_ != nullptr) output_->outputSize = 0;
+  const bool probe = target == nullptr;
+
+  uint32_t taken = 0;
+  uint32_t written = 0;
+  bool decoded = false;
+  bool refused = false;
+  while (data != nullptr && taken < size) {
+    const AudioFrameSplitter::Result step = splitter_.take(data + taken, size - taken);
+    taken += step.taken;
+    refused = refused || step.skipped;
+    if (!step.frameReady) break;
+    const bool ok = decodeFrame(target, capacity, written);
+    splitter_.nextFrame();
+    decoded = decoded || ok;
+    refused = refused || !ok;
+    // With somewhere to put samples, one frame per call keeps blocks and
+    // frames in step; a probe reads everything.
+    if (!probe) break;
+  }
+  if (output_ != nullptr && !probe) output_->outputSize = written;
+  if (!decoded && refused) state_ |= audio_decoder_state::kNoFrame;
+  if (taken == size && synced_) state_ |= audio_decoder_state::kInputUsed;
+  return taken;
+}
+
+bool AudioDecoderStream::decodeFrame(uint8_t* target, uint32_t capacity, uint32_t& written) {
+  const AVCodecID codec = codecFor(splitter_.header());
+  if (codec != codecId_ && !openCodec(codec)) return false;
+  if (av_buffer_is_writable(packetBuffer_.get()) == 0) {
+    // The codec still holds the last packet; give it up to the codec.
+    packetBuffer_.reset(av_buffer_alloc(AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes));
+    if (!packetBuffer_) {
+      status_.fail("av_buffer_alloc", "out of memory");
+      return false;
+    }
+  }
+  const uint32_t size = splitter_.frameSize();
+  std::memcpy(packetBuffer_->data, splitter_.frame(), size + AudioFrameSplitter::kPaddingBytes);
+  packet_->buf = av_buffer_ref(packetBuffer_.get());
+  if (packet_->buf == nullptr) {
+    status_.fail("av_buffer_ref", "out of memory");
+    return false;
+  }
+  packet_->data = packetBuffer_->data;
+  packet_->size = static_cast<int>(size);
+  const AvOutcome sent = status_.check(avcodec_send_packet(context_.get(), packet_.get()), "avcodec_send_packet");
+  av_packet_unref(packet_.get());
+  if (sent != AvOutcome::Ok && sent != AvOutcome::Again) return false;
+
+  bool any = false;
+  for (;;) {
+    const AvOutcome received = status_.check(avcodec_receive_frame(context_.get(), frame_.get()), "avcodec_receive_frame");
+    if (received == AvOutcome::Again || received == AvOutcome::End) break;
+    if (received != AvOutcome::Ok) return any;
+    any = true;
+    learn(*frame_);
+    const uint32_t bytesPerSample = static_cast<uint32_t>(frame_->ch_layout.nb_channels) * 2u;
+    if (target != nullptr && bytesPerSample > 0) {
+      const uint32_t room = (capacity - written) / bytesPerSample;
+      const int64_t count = writeInterleavedS16(*frame_, target + written, room);
+      if (count < 0) {
+        status_.fail("sample conversion", "the decoder gave a sample format the stream does not take");
+      } else {
+        if (count < frame_->nb_samples) status_.fail("output", "the output block holds fewer samples than the frame");
+        written += static_cast<uint32_t>(count) * bytesPerSample;
+      }
+    }
+    av_frame_unref(frame_.get());
+  }
+  synced_ = synced_ || any;
+  return true;
+}
+
+void AudioDecoderStream::learn(const AVFrame& frame) {
+  const AudioFrameHeader& header = splitter_.header();
+  frameInfo_ = AacFrameInfo{};
+  frameInfo_.objectType = header.objectType;
+  frameInfo_.sampleRate = static_cast<uint32_t>(frame.sample_rate);
+  frameInfo_.channels = static_cast<uint32_t>(frame.ch_layout.nb_channels);
+  frameInfo_.samplesPerFrame = static_cast<uint32_t>(frame.nb_samples);
+  frameInfo_.bitRate = context_ ? static_cast<uint32_t>(context_->bit_rate) : 0;
+  streamRecord_.channels = frameInfo_.channels;
+  streamRecord_.sampleRate = frameInfo_.sampleRate;
+  streamRecord_.layer = header.layer;
+  streamRecord_.bitRate = frameInfo_.bitRate;
+  streamRecord_.samplesPerFrame = frameInfo_.samplesPerFrame;
+}
+
+void AudioDecoderStream::reset() {
+  splitter_.reset();
+  if (context_) avcodec_flush_buffers(context_.get());
+  output_ = nullptr;
+  state_ = 0;
+  synced_ = false;
+  frameInfo_ = AacFrameInfo{};
+  streamRecord_ = MpegAudioStreamRecord{};
+}
+
+void AudioDecoderStream::done(int) { reset(); }
+
+uint32_t AudioDecoderStream::auxInfo(uint32_t, uint32_t infoId, void* infoPtr, uint32_t infoSize) {
+  using namespace audio_decoder_info;
+  switch (infoId) {
+    case kReset:
+      reset();
+      return kAudioInfoOk;
+    case kInitialize:
+      if (infoPtr != nullptr && infoSize < kAacDecoderSettingsBytes) return kAudioInfoFailed;
+      // The output is 16-bit whatever the settings say; a fresh codec is what
+      // initialising means here.
+      splitter_.reset();
+      synced_ = false;
+      return openCodec(codecId_ != AV_CODEC_ID_NONE ? codecId_ : codecForLayer(defaultLayer(kind_))) ? kAudioInfoOk
+                                                                                                     : kAudioInfoFailed;
+    case kSettings:
+      return infoPtr != nullptr && infoSize >= kMp3SettingsBytes ? kAudioInfoOk : kAudioInfoFailed;
+    case kSetOutput:
+      if (infoPtr != nullptr && infoSize < kOutputDescriptorBytes) return kAudioInfoFailed;
+      output_ = static_cast<AudioOutputDescriptor*>(infoPtr);
+      return kAudioInfoOk;
+    case kState:
+      return state_;
+    case kFrameInfo:
+      if (infoPtr == nullptr) return kAudioInfoFailed;
+      if (kind_ == AudioStreamKind::Aac) {
+        if (infoSize < sizeof(AacFrameInfo)) return kAudioInfoFailed;
+        std::memcpy(infoPtr, &frameInfo_, sizeof(AacFrameInfo));
+      } else {
+        *static_cast<const MpegAudioStreamRecord**>(infoPtr) = &streamRecord_;
+      }
+      return synced_ ? kAudioInfoOk : kAudioInfoFailed;
+    case kFetchLastError:
+      if (infoPtr == nullptr) return kAudioInfoFailed;
+      *static_cast<const char**>(infoPtr) = status_.lastErrorText();
+      return kAudioInfoOk;
+    default:
+      return kAudioInfoFailed;
+  }
+}
+
+}  // namespace cvx

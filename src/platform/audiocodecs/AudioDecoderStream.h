@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/audiocodecs/AudioDecoderOpen.h"
+#include "platform/audiocodecs/AudioFrameSplitter.h"
+#include "platform/bufstream/BufStream.h"
+#include "platform/videodecoder/AvHandles.h"
+#include "platform/videodecoder/AvStatus.h"
+
+namespace cvx {
+
+enum class AudioStreamKind { Aac, MpegAudio, Mp3 };
+
+// An audio decoder behind the stream record. Input is cut into whole frames
+// by their headers, so a call can say exactly which bytes it used; each frame
+// goes to the codec as one packet and its samples come out in the same call.
+// The MPEG audio streams pick the codec by the layer of each frame.
+class AudioDecoderStream {
+ public:
+  explicit AudioDecoderStream(AudioStreamKind kind);
+  ~AudioDecoderStream() = default;
+  AudioDecoderStream(const AudioDecoderStream&) = delete;
+  AudioDecoderStream& operator=(const AudioDecoderStream&) = delete;
+
+  bool usable() const { return usable_; }
+  bufstream_tt* stream() { return &stream_; }
+  static AudioDecoderStream* from(bufstream_tt* stream);
+
+  uint32_t copyBytes(const uint8_t* data, uint32_t size);
+  uint32_t auxInfo(uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
+  void done(int abort);
+
+ private:
+  AVCodecID codecFor(const AudioFrameHeader& header) const;
+  bool openCodec(AVCodecID codec);
+  // Decodes the splitter's frame; writes its samples behind `written` bytes
+  // of the output when `target` is set. False when the codec refused it.
+  bool decodeFrame(uint8_t* target, uint32_t capacity, uint32_t& written);
+  void learn(const AVFrame& frame);
+  void reset();
+
+  bufstream_tt stream_{};
+  AudioStreamKind kind_;
+  bool usable_ = false;
+  AudioFrameSplitter splitter_;
+  AvStatus status_;
+  AvCodecContextPtr context_;
+  AVCodecID codecId_ = AV_CODEC_ID_NONE;
+  AvPacketPtr packet_;
+  AvFramePtr frame_;
+  AvBufferPtr packetBuffer_;
+
+  AudioOutputDescriptor* output_ = nullptr;
+  uint32_t state_ = 0;
+  bool synced_ = false;
+  AacFrameInfo frameInfo_{};
+  MpegAudioStreamRecord streamRecord_{};
+};
+
+}  // namespace cvx

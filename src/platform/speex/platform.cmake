@@ -1,0 +1,1 @@
+cvx_platform_library(speex MODULES speex)
