@@ -1,5 +1,6 @@
 #include "video/decoders/VideoDecoderStreamBase.h"
 
+#include <cstring>
 #include <exception>
 #include <sstream>
 
@@ -118,9 +119,11 @@ int VideoDecoderStreamBase::decode(uint32_t& flags) {
         void* pointer = nullptr;
         aux(0, 0x10009, &pointer, sizeof(pointer));
         if (pointer != nullptr) {
-          const auto* returned = static_cast<const UserData*>(pointer);
-          frameType = returned->frameType;
-          timecode = returned->timecode;
+          // The stream's record need not be aligned for our struct: copy it out.
+          UserData returned{};
+          std::memcpy(&returned, pointer, sizeof(returned));
+          frameType = returned.frameType;
+          timecode = returned.timecode;
         }
       }
       flags |= kDecodeParserStopped;
