@@ -38,19 +38,6 @@ uint32_t defaultLayer(AudioStreamKind kind) {
   return 0;
 }
 
-uint32_t streamCopyBytes(bufstream_tt* bs, uint8_t* data, uint32_t size) {
-  return AudioDecoderStream::from(bs)->copyBytes(data, size);
-}
-uint32_t streamAuxInfo(bufstream_tt* bs, uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize) {
-  return AudioDecoderStream::from(bs)->auxInfo(offset, infoId, infoPtr, infoSize);
-}
-void streamDone(bufstream_tt* bs, int abort) { AudioDecoderStream::from(bs)->done(abort); }
-void streamFree(bufstream_tt* bs) { delete AudioDecoderStream::from(bs); }
-// A decoder stream is fed, never read or written through these.
-uint32_t streamNoBytes(bufstream_tt*) { return 0; }
-uint8_t* streamNoRequest(bufstream_tt*, uint32_t) { return nullptr; }
-uint32_t streamNoConfirm(bufstream_tt*, uint32_t) { return 0; }
-void* streamSelf(bufstream_tt* bs) { return bs->privateData; }
 
 bufstream_tt* openStream(AudioStreamKind kind) {
   std::unique_ptr<AudioDecoderStream> stream(new (std::nothrow) AudioDecoderStream(kind));
@@ -67,18 +54,6 @@ bufstream_tt* openMp3DecoderStream(void*, void*, void*) { return openStream(Audi
 
 AudioDecoderStream::AudioDecoderStream(AudioStreamKind kind)
     : kind_(kind), splitter_(kind == AudioStreamKind::Aac ? AudioFraming::Adts : AudioFraming::MpegAudio) {
-  stream_.usableBytes = streamNoBytes;
-  stream_.request = streamNoRequest;
-  stream_.confirm = streamNoConfirm;
-  stream_.copybytes = streamCopyBytes;
-  stream_.freeRoom = streamNoBytes;
-  stream_.auxinfo = streamAuxInfo;
-  stream_.self = streamSelf;
-  stream_.done = streamDone;
-  stream_.free = streamFree;
-  stream_.dataWords[2] = 1;
-  stream_.privateData = this;
-
   packet_.reset(av_packet_alloc());
   frame_.reset(av_frame_alloc());
   packetBuffer_.reset(av_buffer_alloc(AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes));
@@ -86,7 +61,7 @@ AudioDecoderStream::AudioDecoderStream(AudioStreamKind kind)
 }
 
 AudioDecoderStream* AudioDecoderStream::from(bufstream_tt* stream) {
-  return static_cast<AudioDecoderStream*>(stream->privateData);
+  return static_cast<AudioDecoderStream*>(owner(stream));
 }
 
 AVCodecID AudioDecoderStream::codecFor(const AudioFrameHeader& header) const {

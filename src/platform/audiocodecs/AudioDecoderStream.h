@@ -4,7 +4,7 @@
 
 #include "platform/audiocodecs/AudioDecoderOpen.h"
 #include "platform/audiocodecs/AudioFrameSplitter.h"
-#include "platform/bufstream/BufStream.h"
+#include "platform/bufstream/BufStreamSource.h"
 #include "platform/videodecoder/AvHandles.h"
 #include "platform/videodecoder/AvStatus.h"
 
@@ -16,20 +16,19 @@ enum class AudioStreamKind { Aac, MpegAudio, Mp3 };
 // by their headers, so a call can say exactly which bytes it used; each frame
 // goes to the codec as one packet and its samples come out in the same call.
 // The MPEG audio streams pick the codec by the layer of each frame.
-class AudioDecoderStream {
+class AudioDecoderStream : public BufStreamSource {
  public:
   explicit AudioDecoderStream(AudioStreamKind kind);
-  ~AudioDecoderStream() = default;
+  ~AudioDecoderStream() override = default;
   AudioDecoderStream(const AudioDecoderStream&) = delete;
   AudioDecoderStream& operator=(const AudioDecoderStream&) = delete;
 
   bool usable() const { return usable_; }
-  bufstream_tt* stream() { return &stream_; }
   static AudioDecoderStream* from(bufstream_tt* stream);
 
-  uint32_t copyBytes(const uint8_t* data, uint32_t size);
-  uint32_t auxInfo(uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
-  void done(int abort);
+  uint32_t copyBytes(const uint8_t* data, uint32_t size) override;
+  uint32_t auxInfo(uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize) override;
+  void done(int abort) override;
 
  private:
   AVCodecID codecFor(const AudioFrameHeader& header) const;
@@ -40,7 +39,6 @@ class AudioDecoderStream {
   void learn(const AVFrame& frame);
   void reset();
 
-  bufstream_tt stream_{};
   AudioStreamKind kind_;
   bool usable_ = false;
   AudioFrameSplitter splitter_;

@@ -49,35 +49,10 @@ constexpr int kLogContextVideoDecoder = 1;
 
 static_assert(sizeof(FrameRecord) == 88, "the record size told through auxinfo");
 
-uint32_t streamCopyBytes(bufstream_tt* bs, uint8_t* data, uint32_t size) {
-  return VideoDecoderStream::from(bs)->copyBytes(data, size);
-}
-uint32_t streamAuxInfo(bufstream_tt* bs, uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize) {
-  return VideoDecoderStream::from(bs)->auxInfo(offset, infoId, infoPtr, infoSize);
-}
-void streamDone(bufstream_tt* bs, int abort) { VideoDecoderStream::from(bs)->done(abort); }
-void streamFree(bufstream_tt* bs) { delete VideoDecoderStream::from(bs); }
-// A decoder stream is fed, never read or written through these.
-uint32_t streamNoBytes(bufstream_tt*) { return 0; }
-uint8_t* streamNoRequest(bufstream_tt*, uint32_t) { return nullptr; }
-uint32_t streamNoConfirm(bufstream_tt*, uint32_t) { return 0; }
-void* streamSelf(bufstream_tt* bs) { return bs->privateData; }
 
 }  // namespace
 
 VideoDecoderStream::VideoDecoderStream(BitstreamKind kind) : splitter_(kind) {
-  stream_.usableBytes = streamNoBytes;
-  stream_.request = streamNoRequest;
-  stream_.confirm = streamNoConfirm;
-  stream_.copybytes = streamCopyBytes;
-  stream_.freeRoom = streamNoBytes;
-  stream_.auxinfo = streamAuxInfo;
-  stream_.self = streamSelf;
-  stream_.done = streamDone;
-  stream_.free = streamFree;
-  stream_.dataWords[2] = 1;
-  stream_.privateData = this;
-
   if (kind == BitstreamKind::Mpeg4Family) {
     usable_ = findDecoder(BitstreamKind::Mpeg4) != nullptr && findDecoder(BitstreamKind::H263) != nullptr &&
               findDecoder(BitstreamKind::Spark) != nullptr;
@@ -98,7 +73,7 @@ VideoDecoderStream::VideoDecoderStream(BitstreamKind kind) : splitter_(kind) {
 VideoDecoderStream::~VideoDecoderStream() = default;
 
 VideoDecoderStream* VideoDecoderStream::from(bufstream_tt* stream) {
-  return static_cast<VideoDecoderStream*>(stream->privateData);
+  return static_cast<VideoDecoderStream*>(owner(stream));
 }
 
 uint32_t VideoDecoderStream::copyBytes(const uint8_t* data, uint32_t size) {

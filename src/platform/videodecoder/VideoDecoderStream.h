@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/bufstream/BufStream.h"
+#include "platform/bufstream/BufStreamSource.h"
 #include "platform/videodecoder/AccessUnitSplitter.h"
 #include "platform/videodecoder/AvHandles.h"
 #include "platform/videodecoder/AvStatus.h"
@@ -23,24 +23,23 @@ struct FrameRecord;
 // While a report is waiting, copybytes takes nothing, so the feeder hands the
 // rest back and runs the parser, which then reports: reports never pile up
 // behind the input.
-class VideoDecoderStream {
+class VideoDecoderStream : public BufStreamSource {
  public:
   using UserDataBytes = std::array<uint8_t, 16>;
   using SequenceValues = std::array<int32_t, 11>;
 
   explicit VideoDecoderStream(BitstreamKind kind);
-  ~VideoDecoderStream();
+  ~VideoDecoderStream() override;
   VideoDecoderStream(const VideoDecoderStream&) = delete;
   VideoDecoderStream& operator=(const VideoDecoderStream&) = delete;
 
   // True when the library has a decoder for every syntax this stream may meet.
   bool usable() const { return usable_; }
-  bufstream_tt* stream() { return &stream_; }
   static VideoDecoderStream* from(bufstream_tt* stream);
 
-  uint32_t copyBytes(const uint8_t* data, uint32_t size);
-  uint32_t auxInfo(uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
-  void done(int abort);
+  uint32_t copyBytes(const uint8_t* data, uint32_t size) override;
+  uint32_t auxInfo(uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize) override;
+  void done(int abort) override;
 
  private:
   enum class EventKind { Sequence, Picture };
@@ -84,7 +83,6 @@ class VideoDecoderStream {
   static constexpr size_t kMarkCapacity = 64;
   static constexpr size_t kSlotCapacity = 128;
 
-  bufstream_tt stream_{};
   bool usable_ = false;
   AccessUnitSplitter splitter_;
   AvStatus status_;

@@ -1,1 +1,1 @@
-cvx_platform_library(videodecoder MODULES libavcodec libavutil)
+cvx_platform_library(videodecoder MODULES libavcodec libavutil DEPENDS cvx-platform-bufstream)
