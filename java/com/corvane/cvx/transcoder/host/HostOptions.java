@@ -18,6 +18,8 @@ public final class HostOptions {
     /** H.264 speed preset, 0 ultrafast .. 9 placebo. */
     public int preset = 2;
     public long audioBitrate = 128_000;
+    /** Decoding threads: a host running one stream may use the machine's cores. */
+    public int decoderThreads = Math.min(4, Runtime.getRuntime().availableProcessors());
     public Path watermark;
     public boolean noAudio;
     public boolean quiet;
@@ -35,6 +37,7 @@ public final class HostOptions {
                 case "-r", "--rendition" -> renditions.add(value(args, ++i, a));
                 case "--preset" -> o.preset = preset(value(args, ++i, a));
                 case "--profile" -> o.profile = profile(value(args, ++i, a));
+                case "--decoder-threads" -> o.decoderThreads = threads(value(args, ++i, a));
                 case "--audio-bitrate" -> o.audioBitrate = RenditionSpec.parseBitrate(value(args, ++i, a), a);
                 case "--watermark" -> o.watermark = Path.of(value(args, ++i, a));
                 case "--no-audio" -> o.noAudio = true;
@@ -75,6 +78,18 @@ public final class HostOptions {
                 + ")");
     }
 
+    private static int threads(String v) throws HostException {
+        try {
+            int n = Integer.parseInt(v);
+            if (n >= 1 && n <= 16) {
+                return n;
+            }
+        } catch (NumberFormatException e) {
+            // reported below
+        }
+        throw new HostException(HostException.USAGE, "decoder threads '" + v + "' is not 1..16");
+    }
+
     private static int profile(String v) throws HostException {
         return switch (v.toLowerCase(Locale.ROOT)) {
             case "baseline", "0" -> TranscodeSession.PROFILE_BASELINE;
@@ -99,6 +114,7 @@ public final class HostOptions {
                 "      --preset P          H.264 speed preset 0..9 or ultrafast..placebo (default: veryfast)",
                 "      --profile P         H.264 profile baseline, main or high (default: main)",
                 "      --audio-bitrate B   AAC and Vorbis bit rate (default: 128k)",
+                "      --decoder-threads N video decoding threads 1..16 (default: cores, at most 4)",
                 "      --watermark PNG     lay a picture (with its alpha) over every rendition, bottom right",
                 "      --no-audio          leave audio out",
                 "  -q, --quiet             no progress line",

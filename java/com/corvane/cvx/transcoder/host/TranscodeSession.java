@@ -2,6 +2,7 @@ package com.corvane.cvx.transcoder.host;
 
 import com.corvane.cvx.transcoder.model.TranscoderLogStatement;
 import com.corvane.cvx.transcoder.model.TranscoderLongByReference;
+import com.corvane.cvx.transcoder.model.TranscoderNativeParameterValue;
 import com.corvane.cvx.transcoder.model.TranscoderPacket;
 import com.corvane.cvx.transcoder.model.TranscoderSessionNative;
 
@@ -28,6 +29,7 @@ public final class TranscodeSession implements AutoCloseable {
     public static final int PROFILE_MAIN = 1;
     public static final int PROFILE_HIGH = 2;
     private static final int LOG_FAULT = 3;
+    private static final int DECODER_SETTING_THREADS = 1;
     private static final int KEPT_FAULTS = 5;
 
     /** Told about progress after every picture. */
@@ -105,6 +107,9 @@ public final class TranscodeSession implements AutoCloseable {
                     + ") has no decoder in this library");
         }
         check(lib.videoDecoderBuffersCreate(session, 1), "videoDecoderBuffersCreate");
+        // Setting 1 of the stream decoders: their thread count, read when they initialise.
+        lib.videoDecoderSetParameterValues(session, new TranscoderNativeParameterValue[] {
+            TranscoderNativeParameterValue.ofLong(DECODER_SETTING_THREADS, options.decoderThreads)});
         check(lib.videoDecoderInitialize(session), "videoDecoderInitialize");
         check(lib.videoEncoderBufferSetsCreate(session, 1), "videoEncoderBufferSetsCreate");
     }
