@@ -70,7 +70,7 @@ def main():
     print("| rendition | frames (ours / ffmpeg) | kbit/s (ours / ffmpeg) | PSNR dB (ours / ffmpeg) |")
     print("|---|---:|---:|---:|")
     for r in rungs:
-        print(f"| {r[0]} | {r[1]} / {r[4]} | {r[2]} / {r[5]} | {r[3]} / {r[6]} |")
+        print(f"| {r[0]} | {r[1]} / {r[4]} | {r[2]} / {r[5]} | {number(r[3]):.2f} / {number(r[6]):.2f} |")
 
 
 if __name__ == "__main__":
