@@ -122,7 +122,7 @@ class ReferenceHostTest extends NativeTestBase {
         MediaTools.run("ffmpeg", "-y", "-v", "error", "-f", "lavfi", "-i", "color=c=white:s=32x32", "-frames:v", "1",
                 png.toString());
         Run run = host("-q", "-o", dir.toString(), "--watermark", png.toString(), "-r", "h264:320x240:400k",
-                "-r", "h264:160x120:150k:crop", "-r", "vp8:160x120:150k:stretch", in.toString());
+                "-r", "vp8:160x120:150k:crop", in.toString());
         assertEquals(0, run.exitCode(), run.err());
         assertTrue(run.out().contains("rendition"), "a summary table: " + run.out());
 
@@ -134,7 +134,6 @@ class ReferenceHostTest extends NativeTestBase {
         }
         String[][] outputs = {
             {"host-in-" + name + "_320x240_h264.flv", "h264", "320", "240", "aac"},
-            {"host-in-" + name + "_160x120_h264.flv", "h264", "160", "120", "aac"},
             {"host-in-" + name + "_160x120_vp8.webm", "vp8", "160", "120", "vorbis"},
         };
         for (String[] o : outputs) {
