@@ -37,10 +37,7 @@ public final class FlvWriter implements MediaWriter {
     private long written;
     private long durationOffset = -1;
     private boolean sequenceHeaderWritten;
-    private long videoFrames;
-    private long firstPresentation = Long.MAX_VALUE;
-    private long lastPresentation = Long.MIN_VALUE;
-    private final double frameRate;
+    private final VideoSpan span;
 
     /**
      * @param audio  AAC format, or null for a file without audio
@@ -51,7 +48,7 @@ public final class FlvWriter implements MediaWriter {
         this.file = file;
         this.audio = audio;
         this.origin = origin;
-        this.frameRate = frameRate;
+        this.span = new VideoSpan(frameRate);
         this.out = new BufferedOutputStream(Files.newOutputStream(file), 1 << 16);
         this.timeline = new DecodeTimeline(this::timed);
         this.interleaver = new Interleaver<>(audio != null, this::writeBody);
@@ -155,9 +152,7 @@ public final class FlvWriter implements MediaWriter {
         // Ordered against audio by presentation base: the decode time less the shift.
         Body tag = new Body(decode - origin, body);
         interleaver.addVideo(decode - timeline.shift() - origin, tag);
-        videoFrames++;
-        firstPresentation = Math.min(firstPresentation, presentation);
-        lastPresentation = Math.max(lastPresentation, presentation);
+        span.add(presentation);
     }
 
     private byte[] tag(int type, long time, byte[] body) {
@@ -252,16 +247,8 @@ public final class FlvWriter implements MediaWriter {
     }
 
     @Override
-    public long videoFrames() {
-        return videoFrames;
-    }
-
-    @Override
-    public long videoDurationMillis() {
-        if (videoFrames == 0) {
-            return 0;
-        }
-        return lastPresentation - firstPresentation + Math.round(1000.0 / frameRate);
+    public VideoSpan videoSpan() {
+        return span;
     }
 
     @Override
@@ -275,7 +262,7 @@ public final class FlvWriter implements MediaWriter {
         if (durationOffset >= 0) {
             try (RandomAccessFile patch = new RandomAccessFile(file.toFile(), "rw")) {
                 patch.seek(durationOffset);
-                patch.writeDouble(videoDurationMillis() / 1000.0);
+                patch.writeDouble(span.durationMillis() / 1000.0);
             }
         }
     }

@@ -18,9 +18,6 @@ public interface MediaWriter extends AutoCloseable {
     @Override
     void close() throws IOException;
 
-    /** Video frames written so far. */
-    long videoFrames();
-
-    /** Presentation span of the written video in milliseconds. */
-    long videoDurationMillis();
+    /** The video written so far. */
+    VideoSpan videoSpan();
 }

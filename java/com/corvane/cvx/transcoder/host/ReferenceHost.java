@@ -94,8 +94,8 @@ public final class ReferenceHost {
         out.printf(Locale.ROOT, format, "rendition", "audio", "frames", "duration", "bitrate", "size", "encode fps");
         for (RenditionOutput r : session.outputs()) {
             long bytes = fileSize(r);
-            long frames = r.writer.videoFrames();
-            double duration = r.writer.videoDurationMillis() / 1000.0;
+            long frames = r.writer.videoSpan().frames();
+            double duration = r.writer.videoSpan().durationMillis() / 1000.0;
             double kbps = duration > 0 ? bytes * 8 / duration / 1000 : 0;
             double encodeFps = r.encodeNanos > 0 ? r.packets / (r.encodeNanos / 1e9) : 0;
             out.printf(Locale.ROOT, format, r.name(), r.hasAudio ? (r.spec.isH264() ? "aac" : "vorbis") : "none",

@@ -26,7 +26,6 @@ public final class WebmWriter implements MediaWriter {
     private final Path file;
     private final OutputStream out;
     private final long origin;
-    private final double frameRate;
     private final Interleaver<Block> interleaver;
     private long written;
     private long segmentSizeOffset;
@@ -34,9 +33,7 @@ public final class WebmWriter implements MediaWriter {
     private long durationOffset;
     private final ByteArrayOutputStream cluster = new ByteArrayOutputStream();
     private long clusterTime = -1;
-    private long videoFrames;
-    private long firstPresentation = Long.MAX_VALUE;
-    private long lastPresentation = Long.MIN_VALUE;
+    private final VideoSpan span;
 
     private record Block(int track, long time, boolean key, byte[] data) {
     }
@@ -49,7 +46,7 @@ public final class WebmWriter implements MediaWriter {
             throws IOException {
         this.file = file;
         this.origin = origin;
-        this.frameRate = frameRate;
+        this.span = new VideoSpan(frameRate);
         this.out = new BufferedOutputStream(Files.newOutputStream(file), 1 << 16);
         this.interleaver = new Interleaver<>(audio != null, (block, video) -> addBlock(block));
         writeHeader(width, height, audio);
@@ -88,13 +85,11 @@ public final class WebmWriter implements MediaWriter {
 
     @Override
     public void writeVideo(TranscoderPacket packet) throws IOException {
-        if (videoFrames == 0 && packet.frameType != 1) {
+        if (span.frames() == 0 && packet.frameType != 1) {
             return; // a player starts at a key frame
         }
         long time = packet.timecode - origin;
-        videoFrames++;
-        firstPresentation = Math.min(firstPresentation, time);
-        lastPresentation = Math.max(lastPresentation, time);
+        span.add(time);
         interleaver.addVideo(time, new Block(VIDEO_TRACK, time, packet.frameType == 1, packet.buffer));
     }
 
@@ -143,16 +138,8 @@ public final class WebmWriter implements MediaWriter {
     }
 
     @Override
-    public long videoFrames() {
-        return videoFrames;
-    }
-
-    @Override
-    public long videoDurationMillis() {
-        if (videoFrames == 0) {
-            return 0;
-        }
-        return lastPresentation - firstPresentation + Math.round(1000.0 / frameRate);
+    public VideoSpan videoSpan() {
+        return span;
     }
 
     @Override
@@ -167,7 +154,7 @@ public final class WebmWriter implements MediaWriter {
             patch.seek(segmentSizeOffset);
             patch.writeLong((written - segmentStart) | (1L << 56));
             patch.seek(durationOffset);
-            patch.writeDouble(lastPresentation > Long.MIN_VALUE ? lastPresentation + 1000.0 / frameRate : 0);
+            patch.writeDouble(span.endMillis());
         }
     }
 }
