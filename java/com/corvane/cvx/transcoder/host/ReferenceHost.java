@@ -69,7 +69,7 @@ public final class ReferenceHost {
             TranscoderSessionNative lib = new TranscoderSessionNative();
             lib.nativeInitialize();
             return lib;
-        } catch (UnsatisfiedLinkError | SecurityException e) {
+        } catch (UnsatisfiedLinkError | NoClassDefFoundError | SecurityException e) {
             throw new HostException(HostException.LIBRARY, "cannot load the transcoder library ("
                     + e.getMessage() + "); set -Dcvx.transcoder.library=/path/to/libcvx-transcoder.so");
         }
