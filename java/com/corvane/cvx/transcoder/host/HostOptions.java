@@ -1,0 +1,126 @@
+package com.corvane.cvx.transcoder.host;
+
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Locale;
+
+/** The reference host's command line. */
+public final class HostOptions {
+    static final String[] PRESETS = {"ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow",
+        "slower", "veryslow", "placebo"};
+
+    public Path input;
+    public Path outputDir = Path.of("out");
+    public LadderSpec ladder;
+    /** H.264 profile family: 0 baseline (live, no B-frames), 1 main, 2 high. */
+    public int profile = TranscodeSession.PROFILE_MAIN;
+    /** H.264 speed preset, 0 ultrafast .. 9 placebo. */
+    public int preset = 2;
+    public long audioBitrate = 128_000;
+    /** Decoding threads: a host running one stream may use the machine's cores. */
+    public int decoderThreads = Math.min(4, Runtime.getRuntime().availableProcessors());
+    public Path watermark;
+    public boolean noAudio;
+    public boolean quiet;
+    public boolean verbose;
+    public boolean help;
+
+    public static HostOptions parse(String[] args) throws HostException {
+        HostOptions o = new HostOptions();
+        List<String> renditions = new ArrayList<>();
+        for (int i = 0; i < args.length; i++) {
+            String a = args[i];
+            switch (a) {
+                case "-h", "--help" -> o.help = true;
+                case "-o", "--output" -> o.outputDir = Path.of(value(args, ++i, a));
+                case "-r", "--rendition" -> renditions.add(value(args, ++i, a));
+                case "--preset" -> o.preset = preset(value(args, ++i, a));
+                case "--profile" -> o.profile = profile(value(args, ++i, a));
+                case "--decoder-threads" -> o.decoderThreads = threads(value(args, ++i, a));
+                case "--audio-bitrate" -> o.audioBitrate = RenditionSpec.parseBitrate(value(args, ++i, a), a);
+                case "--watermark" -> o.watermark = Path.of(value(args, ++i, a));
+                case "--no-audio" -> o.noAudio = true;
+                case "-q", "--quiet" -> o.quiet = true;
+                case "-v", "--verbose" -> o.verbose = true;
+                default -> {
+                    if (a.startsWith("-")) {
+                        throw new HostException(HostException.USAGE, "unknown option " + a + " (see --help)");
+                    }
+                    if (o.input != null) {
+                        throw new HostException(HostException.USAGE, "one input only; got " + o.input + " and " + a);
+                    }
+                    o.input = Path.of(a);
+                }
+            }
+        }
+        if (!o.help && o.input == null) {
+            throw new HostException(HostException.USAGE, "no input given (see --help)");
+        }
+        o.ladder = LadderSpec.parse(renditions);
+        return o;
+    }
+
+    private static String value(String[] args, int i, String option) throws HostException {
+        if (i >= args.length) {
+            throw new HostException(HostException.USAGE, option + " needs a value");
+        }
+        return args[i];
+    }
+
+    private static int preset(String v) throws HostException {
+        for (int i = 0; i < PRESETS.length; i++) {
+            if (PRESETS[i].equals(v.toLowerCase(Locale.ROOT)) || Integer.toString(i).equals(v)) {
+                return i;
+            }
+        }
+        throw new HostException(HostException.USAGE, "unknown preset '" + v + "' (0..9 or " + String.join(", ", PRESETS)
+                + ")");
+    }
+
+    private static int threads(String v) throws HostException {
+        try {
+            int n = Integer.parseInt(v);
+            if (n >= 1 && n <= 16) {
+                return n;
+            }
+        } catch (NumberFormatException e) {
+            // reported below
+        }
+        throw new HostException(HostException.USAGE, "decoder threads '" + v + "' is not 1..16");
+    }
+
+    private static int profile(String v) throws HostException {
+        return switch (v.toLowerCase(Locale.ROOT)) {
+            case "baseline", "0" -> TranscodeSession.PROFILE_BASELINE;
+            case "main", "1" -> TranscodeSession.PROFILE_MAIN;
+            case "high", "2" -> TranscodeSession.PROFILE_HIGH;
+            default -> throw new HostException(HostException.USAGE, "unknown profile '" + v
+                    + "' (baseline, main or high)");
+        };
+    }
+
+    public static String usage() {
+        return String.join("\n",
+                "usage: ReferenceHost [options] INPUT.flv",
+                "",
+                "Transcodes an FLV input (H.264 or Sorenson Spark video; AAC, MP3, Speex or G.711 audio)",
+                "into a ladder of renditions: H.264 renditions to FLV with AAC, VP8 renditions to WebM with Vorbis.",
+                "",
+                "  -o, --output DIR        folder for the outputs (default: out)",
+                "  -r, --rendition SPEC    codec:WIDTHxHEIGHT:bitrate[:scalemode]; repeat for each rung.",
+                "                          codec h264 or vp8; bitrate like 2500k; scalemode letterbox (default),",
+                "                          crop or stretch. Default ladder: " + String.join(" ", LadderSpec.DEFAULT),
+                "      --preset P          H.264 speed preset 0..9 or ultrafast..placebo (default: veryfast)",
+                "      --profile P         H.264 profile baseline, main or high (default: main)",
+                "      --audio-bitrate B   AAC and Vorbis bit rate (default: 128k)",
+                "      --decoder-threads N video decoding threads 1..16 (default: cores, at most 4)",
+                "      --watermark PNG     lay a picture (with its alpha) over every rendition, bottom right",
+                "      --no-audio          leave audio out",
+                "  -q, --quiet             no progress line",
+                "  -v, --verbose           print the library's progress log too",
+                "  -h, --help              this text",
+                "",
+                "Exit codes: 0 done, 2 bad command line, 3 unusable input, 4 library failure, 5 output not written.");
+    }
+}

@@ -1,0 +1,23 @@
+package com.corvane.cvx.transcoder.host;
+
+import com.corvane.cvx.transcoder.model.TranscoderPacket;
+
+import java.io.IOException;
+
+/**
+ * A container writer for one rendition. Packets arrive as the library gives
+ * them: video in decode order with presentation timecodes in milliseconds,
+ * audio with sample positions. The writer orders the two streams itself.
+ */
+public interface MediaWriter extends AutoCloseable {
+    void writeVideo(TranscoderPacket packet) throws IOException;
+
+    void writeAudio(TranscoderPacket packet) throws IOException;
+
+    /** Flushes what the writer still holds and completes the file. */
+    @Override
+    void close() throws IOException;
+
+    /** The video written so far. */
+    VideoSpan videoSpan();
+}
