@@ -42,8 +42,20 @@ ladder=(
 preset=veryfast
 audio_bitrate=128000
 
-# The picture each rung is made from: the source fitted by letterbox.
-fit() { echo "scale=$1:$2:force_original_aspect_ratio=decrease,pad=$1:$2:(ow-iw)/2:(oh-ih)/2"; }
+# The picture each rung is made from: the source fitted by letterbox. ffmpeg's
+# pipeline uses its own fit; our output is compared against the library's
+# geometry (truncating arithmetic, the odd pixel of the bars on the right or
+# bottom), built in 4:4:4 because a 4:2:0 picture of odd width is cut short.
+# The fit is pinned to 4:2:0, the format the encoders take, since it decides
+# whether an odd width survives.
+fit_ffmpeg() { echo "scale=$1:$2:force_original_aspect_ratio=decrease,pad=$1:$2:(ow-iw)/2:(oh-ih)/2,format=yuv420p"; }
+read -r src_w src_h < <(ffprobe -v error -select_streams v:0 -show_entries stream=width,height -of csv=p=0 "$input" | tr ',' ' ')
+fit_ours() {
+  local w=$1 h=$2 fit_w fit_h x=0 y=0
+  fit_w=$(( h * src_w / src_h )); fit_h=$(( w * src_h / src_w ))
+  if [ "$fit_w" -gt "$w" ]; then fit_w=$w; y=$(( (h - fit_h) / 2 )); else fit_h=$h; x=$(( (w - fit_w) / 2 )); fi
+  echo "format=yuv444p,scale=$fit_w:$fit_h,pad=$w:$h:$x:$y"
+}
 
 host_args=(-q --preset "$preset" --profile main --audio-bitrate "$audio_bitrate" -o "$work/ours")
 for rung in "${ladder[@]}"; do
@@ -82,7 +94,7 @@ filters="$split"
 ff_out=()
 for i in "${!ladder[@]}"; do
   read -r codec w h rate <<<"${ladder[$i]}"
-  filters+=";[s$i]$(fit "$w" "$h")[v$i]"
+  filters+=";[s$i]$(fit_ffmpeg "$w" "$h")[v$i]"
   name="$work/ffmpeg/${stem}_${w}x${h}_${codec}"
   if [ "$codec" = h264 ]; then
     max=$((rate * 110 / 100))
@@ -100,10 +112,12 @@ echo "ladder: ffmpeg command line on $input (audio: flv $flv_audio, webm $webm_a
 theirs=$(measure "$work/ffmpeg" ffmpeg -v error -y -i "$input" -filter_complex "$filters" "${ff_out[@]}")
 
 # PSNR of each output against the source fitted the same way, frames paired by time.
+# Luma PSNR of an output against the source fitted by `$4` (fit_ours or
+# fit_ffmpeg), frames paired by time.
 psnr() {
-  local file=$1 w=$2 h=$3
+  local file=$1 w=$2 h=$3 fit=$4
   ffmpeg -v info -i "$file" -i "$input" -lavfi \
-    "[0:v]setpts=PTS-STARTPTS[a];[1:v]$(fit "$w" "$h"),setpts=PTS-STARTPTS[b];[a][b]psnr=shortest=1" \
+    "[0:v]format=gray,setpts=PTS-STARTPTS[a];[1:v]$($fit "$w" "$h"),format=gray,setpts=PTS-STARTPTS[b];[a][b]psnr=shortest=1" \
     -f null - 2>&1 | sed -n 's/.*PSNR.* average:\([0-9.inf]*\).*/\1/p' | tail -1
 }
 frames() { ffprobe -v error -select_streams v -count_packets -show_entries stream=nb_read_packets -of csv=p=0 "$1"; }
@@ -124,7 +138,7 @@ read -r tw tu ts <<<"$theirs"
     kbps() { ffprobe -v error -select_streams v -show_entries packet=size -of csv=p=0 "$1" |
       awk -v n="$2" '{s+=$1} END {printf "%.0f", s*8/(n/25)/1000}'; }
     fa=$(frames "$a"); fb=$(frames "$b")
-    echo "$codec ${w}x$h,$fa,$(kbps "$a" "$fa"),$(psnr "$a" "$w" "$h"),$fb,$(kbps "$b" "$fb"),$(psnr "$b" "$w" "$h")"
+    echo "$codec ${w}x$h,$fa,$(kbps "$a" "$fa"),$(psnr "$a" "$w" "$h" fit_ours),$fb,$(kbps "$b" "$fb"),$(psnr "$b" "$w" "$h" fit_ffmpeg)"
   done
 } >"$csv"
 

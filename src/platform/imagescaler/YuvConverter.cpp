@@ -24,19 +24,22 @@ int yuvStatus(int result, const char* call) {
 
 }  // namespace
 
+// The box filter averages every source pixel a destination pixel covers, so
+// reductions of two times and more do not alias; for smaller changes of size
+// libyuv uses its bilinear filter anyway.
 int yuvScalePlanar420(const Picture& src, const Picture& dst) {
   return yuvStatus(libyuv::I420Scale(src.plane[0], src.stride[0], src.plane[1], src.stride[1],
                                      src.plane[2], src.stride[2], src.width, src.height,
                                      dst.plane[0], dst.stride[0], dst.plane[1], dst.stride[1],
                                      dst.plane[2], dst.stride[2], dst.width, dst.height,
-                                     libyuv::kFilterBilinear),
+                                     libyuv::kFilterBox),
                    "I420Scale");
 }
 
 int yuvScalePacked4(const Picture& src, const Picture& dst) {
   return yuvStatus(libyuv::ARGBScale(src.plane[0], src.stride[0], src.width, src.height,
                                      dst.plane[0], dst.stride[0], dst.width, dst.height,
-                                     libyuv::kFilterBilinear),
+                                     libyuv::kFilterBox),
                    "ARGBScale");
 }
 

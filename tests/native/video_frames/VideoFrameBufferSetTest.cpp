@@ -71,7 +71,12 @@ TEST(VideoFrameBufferSetFit, LetterboxAndCropToFillOnRealPixels) {
     for (uint32_t y = 0; y < c.dstH; y += 1) {
       for (uint32_t x : {0u, c.left > 0 ? c.left - 1 : 0u, c.left, c.right, c.right + 1 < c.dstW ? c.right + 1 : c.right}) {
         const bool inside = y >= c.top && y <= c.bottom && x >= c.left && x <= c.right;
-        ASSERT_EQ(lumaAt(target, x, y), inside ? 200 : 16) << "x " << x << " y " << y;
+        // The scaler's averaging may round a flat field down by one; bars are exact.
+        if (inside) {
+          ASSERT_NEAR(lumaAt(target, x, y), 200, 1) << "x " << x << " y " << y;
+        } else {
+          ASSERT_EQ(lumaAt(target, x, y), 16) << "x " << x << " y " << y;
+        }
       }
     }
     EXPECT_EQ(target.getLastFillWidth(), c.srcW);
@@ -96,9 +101,10 @@ TEST(VideoFrameBufferSetFit, CropToFillTakesTheMiddleColumns) {
   EXPECT_EQ(call.rectangles.srcRight, 1679 * 256);
   EXPECT_EQ(call.rectangles.srcTop, 0);
   EXPECT_EQ(call.rectangles.srcBottom, 1079 * 256);
+  // Dark columns would pull the edges far below the bright level.
   for (uint32_t y = 0; y < 480; y += 7) {
-    ASSERT_EQ(lumaAt(target, 0, y), 220);
-    ASSERT_EQ(lumaAt(target, 639, y), 220);
+    ASSERT_NEAR(lumaAt(target, 0, y), 220, 1);
+    ASSERT_NEAR(lumaAt(target, 639, y), 220, 1);
   }
 }
 
