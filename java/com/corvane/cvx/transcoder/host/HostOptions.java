@@ -12,7 +12,7 @@ public final class HostOptions {
 
     public Path input;
     public Path outputDir = Path.of("out");
-    public LadderSpec ladder;
+    public LadderPlan ladder;
     /** H.264 profile family: 0 baseline (live, no B-frames), 1 main, 2 high. */
     public int profile = TranscodeSession.PROFILE_MAIN;
     /** H.264 speed preset, 0 ultrafast .. 9 placebo. */
@@ -38,7 +38,7 @@ public final class HostOptions {
                 case "--preset" -> o.preset = preset(value(args, ++i, a));
                 case "--profile" -> o.profile = profile(value(args, ++i, a));
                 case "--decoder-threads" -> o.decoderThreads = threads(value(args, ++i, a));
-                case "--audio-bitrate" -> o.audioBitrate = RenditionSpec.parseBitrate(value(args, ++i, a), a);
+                case "--audio-bitrate" -> o.audioBitrate = RenditionPlan.parseBitrate(value(args, ++i, a), a);
                 case "--watermark" -> o.watermark = Path.of(value(args, ++i, a));
                 case "--no-audio" -> o.noAudio = true;
                 case "-q", "--quiet" -> o.quiet = true;
@@ -57,7 +57,7 @@ public final class HostOptions {
         if (!o.help && o.input == null) {
             throw new HostException(HostException.USAGE, "no input given (see --help)");
         }
-        o.ladder = LadderSpec.parse(renditions);
+        o.ladder = LadderPlan.parse(renditions);
         return o;
     }
 
@@ -108,9 +108,9 @@ public final class HostOptions {
                 "into a ladder of renditions: H.264 renditions to FLV with AAC, VP8 renditions to WebM with Vorbis.",
                 "",
                 "  -o, --output DIR        folder for the outputs (default: out)",
-                "  -r, --rendition SPEC    codec:WIDTHxHEIGHT:bitrate[:scalemode]; repeat for each rung.",
+                "  -r, --rendition RUNG    codec:WIDTHxHEIGHT:bitrate[:scalemode]; repeat for each rung.",
                 "                          codec h264 or vp8; bitrate like 2500k; scalemode letterbox (default),",
-                "                          crop or stretch. Default ladder: " + String.join(" ", LadderSpec.DEFAULT),
+                "                          crop or stretch. Default ladder: " + String.join(" ", LadderPlan.DEFAULT),
                 "      --preset P          H.264 speed preset 0..9 or ultrafast..placebo (default: veryfast)",
                 "      --profile P         H.264 profile baseline, main or high (default: main)",
                 "      --audio-bitrate B   AAC and Vorbis bit rate (default: 128k)",

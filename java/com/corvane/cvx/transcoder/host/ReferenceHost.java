@@ -98,7 +98,7 @@ public final class ReferenceHost {
             double duration = r.writer.videoSpan().durationMillis() / 1000.0;
             double kbps = duration > 0 ? bytes * 8 / duration / 1000 : 0;
             double encodeFps = r.encodeNanos > 0 ? r.packets / (r.encodeNanos / 1e9) : 0;
-            out.printf(Locale.ROOT, format, r.name(), r.hasAudio ? (r.spec.isH264() ? "aac" : "vorbis") : "none",
+            out.printf(Locale.ROOT, format, r.name(), r.hasAudio ? (r.plan.isH264() ? "aac" : "vorbis") : "none",
                     frames, String.format(Locale.ROOT, "%.2f s", duration),
                     String.format(Locale.ROOT, "%.0f kb/s", kbps), size(bytes),
                     String.format(Locale.ROOT, "%.1f", encodeFps));

@@ -4,7 +4,7 @@ import java.nio.file.Path;
 
 /** One rung while it runs: its library indices, its writer and its figures. */
 final class RenditionOutput {
-    final RenditionSpec spec;
+    final RenditionPlan plan;
     final Path file;
     /** The rendition's item in the encoder buffer set. */
     int item = -1;
@@ -15,8 +15,8 @@ final class RenditionOutput {
     long packets;
     long encodeNanos;
 
-    RenditionOutput(RenditionSpec spec, Path file) {
-        this.spec = spec;
+    RenditionOutput(RenditionPlan plan, Path file) {
+        this.plan = plan;
         this.file = file;
     }
 

@@ -117,36 +117,36 @@ public final class TranscodeSession implements AutoCloseable {
     private void openRenditions(Path input, Watermark watermark) throws HostException {
         String stem = input.getFileName().toString().replaceFirst("\\.[^.]*$", "");
         List<String> names = new ArrayList<>();
-        for (RenditionSpec spec : options.ladder.renditions()) {
-            String base = stem + "_" + spec.width() + "x" + spec.height() + "_" + spec.codecName();
-            String name = base + "." + spec.extension();
+        for (RenditionPlan plan : options.ladder.renditions()) {
+            String base = stem + "_" + plan.width() + "x" + plan.height() + "_" + plan.codecName();
+            String name = base + "." + plan.extension();
             for (int n = 2; names.contains(name); n++) {
-                name = base + "_" + n + "." + spec.extension();
+                name = base + "_" + n + "." + plan.extension();
             }
             names.add(name);
-            RenditionOutput out = new RenditionOutput(spec, options.outputDir.resolve(name));
+            RenditionOutput out = new RenditionOutput(plan, options.outputDir.resolve(name));
             TranscoderLongByReference index = new TranscoderLongByReference(-1);
-            check(lib.videoEncoderBufferAdd(session, spec.width(), spec.height(), spec.scaleMode(), index),
-                    "videoEncoderBufferAdd for " + spec);
+            check(lib.videoEncoderBufferAdd(session, plan.width(), plan.height(), plan.scaleMode(), index),
+                    "videoEncoderBufferAdd for " + plan);
             out.item = (int) index.value;
-            check(lib.videoEncoderAdd(session, spec.codec(), 0, index), "videoEncoderAdd for " + spec);
+            check(lib.videoEncoderAdd(session, plan.codec(), 0, index), "videoEncoderAdd for " + plan);
             out.encoder = (int) index.value;
             int e = out.encoder;
-            if (spec.isH264()) {
+            if (plan.isH264()) {
                 check(lib.videoEncoderSetDefaults(session, e, options.profile, options.preset), "videoEncoderSetDefaults");
             } else {
                 check(lib.videoEncoderSetDefaults(session, e, 0, 0), "videoEncoderSetDefaults");
             }
-            check(lib.videoEncoderSetFrameSize(session, e, spec.width(), spec.height()), "videoEncoderSetFrameSize");
+            check(lib.videoEncoderSetFrameSize(session, e, plan.width(), plan.height()), "videoEncoderSetFrameSize");
             check(lib.videoEncoderSetFrameRate(session, e, probe.frameRate), "videoEncoderSetFrameRate");
-            check(lib.videoEncoderSetBitrate(session, e, spec.bitrate()), "videoEncoderSetBitrate");
-            if (spec.isH264()) {
+            check(lib.videoEncoderSetBitrate(session, e, plan.bitrate()), "videoEncoderSetBitrate");
+            if (plan.isH264()) {
                 // Key frames where the source has them: the H.264 rungs switch cleanly.
                 check(lib.videoEncoderSetKeyFrameFollow(session, e, true), "videoEncoderSetKeyFrameFollow");
             }
-            check(lib.videoEncoderInitialize(session, e), "videoEncoderInitialize for " + spec);
+            check(lib.videoEncoderInitialize(session, e), "videoEncoderInitialize for " + plan);
             if (watermark != null) {
-                watermark.install(lib, session, out.item, spec.width(), spec.height());
+                watermark.install(lib, session, out.item, plan.width(), plan.height());
             }
             outputs.add(out);
         }
@@ -154,17 +154,17 @@ public final class TranscodeSession implements AutoCloseable {
 
     private void openWriters() throws HostException {
         for (RenditionOutput out : outputs) {
-            RenditionSpec spec = out.spec;
+            RenditionPlan plan = out.plan;
             try {
-                if (spec.isH264()) {
+                if (plan.isH264()) {
                     AudioFormat format = audio != null ? audio.aacFormat() : null;
                     out.hasAudio = format != null;
-                    out.writer = new FlvWriter(out.file, spec.width(), spec.height(), probe.frameRate, spec.bitrate(),
+                    out.writer = new FlvWriter(out.file, plan.width(), plan.height(), probe.frameRate, plan.bitrate(),
                             format, probe.origin);
                 } else {
                     AudioFormat format = audio != null ? audio.vorbisFormat() : null;
                     out.hasAudio = format != null;
-                    out.writer = new WebmWriter(out.file, spec.width(), spec.height(), probe.frameRate, format,
+                    out.writer = new WebmWriter(out.file, plan.width(), plan.height(), probe.frameRate, format,
                             probe.origin);
                 }
             } catch (IOException e) {
@@ -226,7 +226,7 @@ public final class TranscodeSession implements AutoCloseable {
 
     private void toFlv(TranscoderPacket p) throws IOException {
         for (RenditionOutput out : outputs) {
-            if (out.spec.isH264() && out.hasAudio) {
+            if (out.plan.isH264() && out.hasAudio) {
                 out.writer.writeAudio(p);
             }
         }
@@ -234,7 +234,7 @@ public final class TranscodeSession implements AutoCloseable {
 
     private void toWebm(TranscoderPacket p) throws IOException {
         for (RenditionOutput out : outputs) {
-            if (!out.spec.isH264() && out.hasAudio) {
+            if (!out.plan.isH264() && out.hasAudio) {
                 out.writer.writeAudio(p);
             }
         }
@@ -266,7 +266,7 @@ public final class TranscodeSession implements AutoCloseable {
             case 2:
                 for (RenditionOutput out : outputs) {
                     if (out.encoder == s.contextIndex) {
-                        return out.spec.toString();
+                        return out.plan.toString();
                     }
                 }
                 return "video encoder " + s.contextIndex;

@@ -20,19 +20,19 @@ import org.junit.jupiter.params.provider.ValueSource;
 class HostPartsTest {
     @Test
     void renditionsParseWithTheirDefaultsAndUnits() throws Exception {
-        RenditionSpec r = RenditionSpec.parse("h264:1280x720:2.5M");
-        assertEquals(RenditionSpec.CODEC_H264, r.codec());
+        RenditionPlan r = RenditionPlan.parse("h264:1280x720:2.5M");
+        assertEquals(RenditionPlan.CODEC_H264, r.codec());
         assertEquals(2_500_000, r.bitrate());
-        assertEquals(RenditionSpec.SCALE_LETTERBOX, r.scaleMode());
-        RenditionSpec v = RenditionSpec.parse("VP8:640x360:700k:crop");
-        assertEquals(RenditionSpec.CODEC_VP8, v.codec());
-        assertEquals(RenditionSpec.SCALE_CROP, v.scaleMode());
+        assertEquals(RenditionPlan.SCALE_LETTERBOX, r.scaleMode());
+        RenditionPlan v = RenditionPlan.parse("VP8:640x360:700k:crop");
+        assertEquals(RenditionPlan.CODEC_VP8, v.codec());
+        assertEquals(RenditionPlan.SCALE_CROP, v.scaleMode());
         assertEquals("webm", v.extension());
-        assertEquals(3, RenditionSpec.parse("h264:64x64:50000:3").scaleMode());
+        assertEquals(3, RenditionPlan.parse("h264:64x64:50000:3").scaleMode());
 
-        LadderSpec ladder = LadderSpec.defaults();
+        LadderPlan ladder = LadderPlan.defaults();
         assertEquals(4, ladder.renditions().size());
-        assertEquals(3, ladder.renditions().stream().filter(RenditionSpec::isH264).count());
+        assertEquals(3, ladder.renditions().stream().filter(RenditionPlan::isH264).count());
         assertEquals(640, ladder.renditions().get(3).width());
     }
 
@@ -40,7 +40,7 @@ class HostPartsTest {
     @ValueSource(strings = {"h264:1280x720", "mpeg2:1280x720:1M", "h264:1281x720:1M", "h264:0x720:1M",
         "h264:1280*720:1M", "h264:1280x720:fast", "h264:1280x720:5", "vp8:640x360:1M:zoom"})
     void badRenditionsAreUsageErrors(String text) {
-        HostException e = assertThrows(HostException.class, () -> RenditionSpec.parse(text));
+        HostException e = assertThrows(HostException.class, () -> RenditionPlan.parse(text));
         assertEquals(HostException.USAGE, e.exitCode());
         assertTrue(e.getMessage().startsWith("bad rendition '" + text + "'"), e.getMessage());
     }

@@ -9,7 +9,7 @@ import java.util.Locale;
  * vp8 (to WebM with Vorbis). Bit rates take a k or M suffix. Scale modes:
  * letterbox (1), crop (4), stretch (3), or the library's number.
  */
-public final class RenditionSpec {
+public final class RenditionPlan {
     public static final int CODEC_H264 = 7;
     public static final int CODEC_VP8 = 8;
 
@@ -23,7 +23,7 @@ public final class RenditionSpec {
     private final long bitrate;
     private final int scaleMode;
 
-    public RenditionSpec(int codec, int width, int height, long bitrate, int scaleMode) {
+    public RenditionPlan(int codec, int width, int height, long bitrate, int scaleMode) {
         this.codec = codec;
         this.width = width;
         this.height = height;
@@ -31,7 +31,7 @@ public final class RenditionSpec {
         this.scaleMode = scaleMode;
     }
 
-    public static RenditionSpec parse(String text) throws HostException {
+    public static RenditionPlan parse(String text) throws HostException {
         String[] parts = text.trim().split(":");
         if (parts.length < 3 || parts.length > 4) {
             throw usage(text, "expected codec:WIDTHxHEIGHT:bitrate[:scalemode]");
@@ -52,7 +52,7 @@ public final class RenditionSpec {
         }
         long bitrate = parseBitrate(parts[2], text);
         int scaleMode = parts.length == 4 ? parseScaleMode(parts[3], text) : SCALE_LETTERBOX;
-        return new RenditionSpec(codec, width, height, bitrate, scaleMode);
+        return new RenditionPlan(codec, width, height, bitrate, scaleMode);
     }
 
     /** "2500k", "2.5M" or plain bits per second. */

@@ -5,7 +5,7 @@ import java.util.Collections;
 import java.util.List;
 
 /** The renditions of one run, in the order the library numbers them. */
-public final class LadderSpec {
+public final class LadderPlan {
     /** Three H.264 rungs with aligned key frames and one VP8 rung, all fitted by letterbox. */
     public static final List<String> DEFAULT = List.of(
             "h264:1280x720:2500k:letterbox",
@@ -13,21 +13,21 @@ public final class LadderSpec {
             "h264:640x360:700k:letterbox",
             "vp8:640x360:700k:letterbox");
 
-    private final List<RenditionSpec> renditions;
+    private final List<RenditionPlan> renditions;
 
-    private LadderSpec(List<RenditionSpec> renditions) {
+    private LadderPlan(List<RenditionPlan> renditions) {
         this.renditions = Collections.unmodifiableList(renditions);
     }
 
-    public static LadderSpec parse(List<String> texts) throws HostException {
-        List<RenditionSpec> out = new ArrayList<>();
+    public static LadderPlan parse(List<String> texts) throws HostException {
+        List<RenditionPlan> out = new ArrayList<>();
         for (String text : texts.isEmpty() ? DEFAULT : texts) {
-            out.add(RenditionSpec.parse(text));
+            out.add(RenditionPlan.parse(text));
         }
-        return new LadderSpec(out);
+        return new LadderPlan(out);
     }
 
-    public static LadderSpec defaults() {
+    public static LadderPlan defaults() {
         try {
             return parse(List.of());
         } catch (HostException e) {
@@ -35,12 +35,12 @@ public final class LadderSpec {
         }
     }
 
-    public List<RenditionSpec> renditions() {
+    public List<RenditionPlan> renditions() {
         return renditions;
     }
 
     public boolean hasH264() {
-        return renditions.stream().anyMatch(RenditionSpec::isH264);
+        return renditions.stream().anyMatch(RenditionPlan::isH264);
     }
 
     public boolean hasVp8() {
