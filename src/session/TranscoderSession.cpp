@@ -563,31 +563,20 @@ uint32_t TranscoderSession::audioEncoderAddSampleBuffer(uint32_t encoderIndex, u
 }
 
 uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {
-  try {
+  return guarded("TranscoderSession::audioDecoderBuffersCreate: ", [&]() -> uint32_t {
     audioBuffers.reserve(audioBuffers.size() + count);
-    for (uint32_t i = 0; i < count; ++i) {
-      auto buffer = std::make_unique<AudioSampleBuffer>();
-      audioBuffers.push_back(AudioSampleBufferSetItem{buffer.get()});
-      buffer.release();
-    }
+    for (uint32_t i = 0; i < count; ++i) audioBuffers.push_back(AudioSampleBufferSetItem{new AudioSampleBuffer()});
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("TranscoderSession::audioDecoderBuffersCreate: ", e);
-    return static_cast<uint32_t>(-1);
-  }
+  });
 }
 
 uint32_t TranscoderSession::audioDecoderBuffersAllocate(uint32_t sampleCount, uint32_t channels,
                                                         uint32_t sampleRate) {
-  try {
-    for (AudioSampleBufferSetItem& item : audioBuffers) {
-      item.buffer->allocBuffer(sampleCount, channels, sampleRate);
-    }
+  return guarded("TranscoderSession::audioDecoderBuffersAllocate: ", [&]() -> uint32_t {
+    // Each buffer's own failure is its to report; the set answers 0.
+    for (AudioSampleBufferSetItem& item : audioBuffers) item.buffer->allocBuffer(sampleCount, channels, sampleRate);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("TranscoderSession::audioDecoderBuffersAllocate: ", e);
-    return static_cast<uint32_t>(-1);
-  }
+  });
 }
 
 }  // namespace cvx
