@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -81,6 +82,33 @@ TEST(VideoFrameBufferSetFit, LetterboxAndCropToFillOnRealPixels) {
     }
     EXPECT_EQ(target.getLastFillWidth(), c.srcW);
   }
+}
+
+TEST(VideoFrameBufferSetFit, LargeReductionsAverageInsteadOfAliasing) {
+  // One-pixel stripes reduced three times: every destination pixel covers
+  // both levels, so a filter that averages gives an even grey, while one that
+  // samples a few source pixels turns the stripes into a coarse pattern.
+  VideoFrameBuffer source, target;
+  ASSERT_EQ(source.allocBuffer(1920, 1080, kFourCCI420), 0);
+  ASSERT_EQ(target.allocBuffer(640, 360, kFourCCI420), 0);
+  paintI420(source, 128);
+  for (uint32_t y = 0; y < 1080; ++y) {
+    uint8_t* row = source.getPlane(0) + y * 1920;
+    for (uint32_t x = 0; x < 1920; ++x) row[x] = ((x + y) & 1) ? 235 : 16;
+  }
+  ASSERT_EQ(target.scaleFrom(source, false), 0);
+  double sum = 0, squares = 0;
+  for (uint32_t y = 0; y < 360; ++y) {
+    for (uint32_t x = 0; x < 640; ++x) {
+      const double v = lumaAt(target, x, y);
+      sum += v;
+      squares += v * v;
+    }
+  }
+  const double mean = sum / (640 * 360);
+  const double deviation = std::sqrt(squares / (640 * 360) - mean * mean);
+  EXPECT_NEAR(mean, (16 + 235) / 2.0, 15.0);
+  EXPECT_LT(deviation, 20.0) << "the stripes alias into a pattern";
 }
 
 TEST(VideoFrameBufferSetFit, CropToFillTakesTheMiddleColumns) {
