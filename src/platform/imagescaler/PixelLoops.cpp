@@ -217,6 +217,14 @@ void vuyaToPlanar420(const Picture& src, const Picture& dst) {
   }
 }
 
+void doubleBytes(const uint8_t* in, int count, uint8_t* out) {
+  // Whole 16-bit stores, which the compiler turns into byte interleaves.
+  for (int i = 0; i < count; ++i) {
+    const uint16_t pair = static_cast<uint16_t>(in[i] * 0x0101u);
+    std::memcpy(out + 2 * i, &pair, sizeof pair);
+  }
+}
+
 void copyPacked4(const Picture& src, const Picture& dst) {
   for (int y = 0; y < dst.height; ++y) {
     std::memcpy(row(dst, 0, y), row(src, 0, y), static_cast<size_t>(dst.width) * 4);

@@ -36,6 +36,10 @@ void packVuya(const Planes444& planes, const Picture& vuya);
 void planar420ToVuya(const Picture& src, const Picture& dst);
 void vuyaToPlanar420(const Picture& src, const Picture& dst);
 
+// Each byte of a row twice over: count bytes in, 2 x count out. Doubles a
+// chroma row to the width of its luma.
+void doubleBytes(const uint8_t* in, int count, uint8_t* out);
+
 // Same-size copy of one 4-byte picture into another.
 void copyPacked4(const Picture& src, const Picture& dst);
 

@@ -82,6 +82,30 @@ bool sameSize(const is::Picture& a, const is::Picture& b) {
   return a.width == b.width && a.height == b.height;
 }
 
+// Same-size conversion between 4:2:0 and VUYA. The whole 2x2 blocks go
+// through libyuv; a rectangle of odd width or height leaves a last column
+// or row whose chroma covers fewer pixels, and our own loop takes that.
+using SameSizeConversion = void (*)(const is::Picture&, const is::Picture&);
+using BlockConversion = void (*)(const is::Picture&, const is::Planes444&, const is::Picture&);
+
+void betweenPlanar420AndVuya(const is::Picture& src, const is::Picture& dst,
+                             BlockConversion blocks, SameSizeConversion edges) {
+  const int evenWidth = dst.width & ~1;
+  const int evenHeight = dst.height & ~1;
+  if (evenWidth > 0 && evenHeight > 0) {
+    blocks(is::subPicture(src, 0, 0, evenWidth, evenHeight), planesArea(evenWidth, evenHeight),
+           is::subPicture(dst, 0, 0, evenWidth, evenHeight));
+  }
+  if (evenWidth < dst.width) {
+    edges(is::subPicture(src, evenWidth, 0, 1, dst.height),
+          is::subPicture(dst, evenWidth, 0, 1, dst.height));
+  }
+  if (evenHeight < dst.height && evenWidth > 0) {
+    edges(is::subPicture(src, 0, evenHeight, evenWidth, 1),
+          is::subPicture(dst, 0, evenHeight, evenWidth, 1));
+  }
+}
+
 // Source rectangle into destination rectangle, no compositing.
 int convert(const is::Picture& src, const is::Picture& dst) {
   is::Colour colour;
@@ -93,11 +117,11 @@ int convert(const is::Picture& src, const is::Picture& dst) {
     return kScaleOk;
   }
   if (isPlanar420(src) && isVuya(dst) && sameSize(src, dst)) {
-    is::planar420ToVuya(src, dst);
+    betweenPlanar420AndVuya(src, dst, is::yuvPlanar420ToPacked4, is::planar420ToVuya);
     return kScaleOk;
   }
   if (isVuya(src) && isPlanar420(dst) && sameSize(src, dst)) {
-    is::vuyaToPlanar420(src, dst);
+    betweenPlanar420AndVuya(src, dst, is::yuvPacked4ToPlanar420, is::vuyaToPlanar420);
     return kScaleOk;
   }
   if (isVuya(src)) {

@@ -105,51 +105,75 @@ SwsContext* contextFor(const ContextKey& key, int& status) {
   return oldest->context.get();
 }
 
-// libswscale reads and writes rows in whole vector blocks, past a row's last
-// pixel, and some of its converters ignore a negative stride. So it only
-// ever sees staging copies with aligned rows and a spare row, and our own
-// loops move the exact bytes of each row in and out.
+// libswscale reads and writes rows in whole vector blocks, past a row's
+// last pixel, and some of its converters ignore a negative stride. Inside a
+// picture a read past a row's end only reaches the next row, so libswscale
+// reads the caller's rows directly and only the last rows of each plane go
+// through a staging copy; it writes directly only where every row is a whole
+// number of blocks. Everything else goes through staging copies with aligned
+// rows and a spare row, and our own loops move the exact bytes of each row.
 constexpr int kStageAlignment = 64;
 
-struct Stage {
-  std::vector<uint8_t> bytes;
-  SwsImage image{};
+// The block libswscale's widest vector stores fill: a destination whose
+// rows are whole blocks is never written past. Pinned by the bounds tests.
+constexpr int kWriteBlock = 64;
+
+struct PlaneRows {
+  int planes = 0;
   int rowBytes[4] = {0, 0, 0, 0};
   int rows[4] = {0, 0, 0, 0};
+  int chromaShift = 0;  // log2 of the vertical chroma subsampling
+  bool chroma[4] = {false, false, false, false};
 };
 
-thread_local Stage stageIn;
-thread_local Stage stageOut;
-
-int prepareStage(const SwsImage& picture, Stage& stage) {
+int planeRows(const SwsImage& picture, PlaneRows& out) {
   const AVPixFmtDescriptor* descriptor = av_pix_fmt_desc_get(picture.format);
   const int planes = av_pix_fmt_count_planes(picture.format);
   if (descriptor == nullptr || planes <= 0 || planes > 4) {
     setScaleError("av_pix_fmt_desc_get", "unknown format");
     return kScaleUnsupported;
   }
-  int linesizes[4] = {0, 0, 0, 0};
-  const int status = swsStatus(av_image_fill_linesizes(linesizes, picture.format, picture.width),
+  out = PlaneRows{};
+  const int status = swsStatus(av_image_fill_linesizes(out.rowBytes, picture.format, picture.width),
                                "av_image_fill_linesizes");
+  if (status != kScaleOk) return status;
+  out.planes = planes;
+  out.chromaShift = descriptor->log2_chroma_h;
+  for (int p = 0; p < planes; ++p) {
+    out.chroma[p] = (p == 1 || p == 2) && !(descriptor->flags & AV_PIX_FMT_FLAG_RGB);
+    out.rows[p] = out.chroma[p] ? -((-picture.height) >> out.chromaShift) : picture.height;
+  }
+  for (int p = planes; p < 4; ++p) out.rowBytes[p] = 0;
+  return kScaleOk;
+}
+
+struct Stage {
+  std::vector<uint8_t> bytes;
+  SwsImage image{};
+  PlaneRows layout;
+};
+
+thread_local Stage stageIn;
+thread_local Stage stageOut;
+
+int prepareStage(const SwsImage& picture, Stage& stage) {
+  const int status = planeRows(picture, stage.layout);
   if (status != kScaleOk) return status;
   size_t offsets[4] = {0, 0, 0, 0};
   size_t total = 0;
   stage.image = SwsImage{picture.format, {}, {}, picture.width, picture.height};
-  for (int p = 0; p < planes; ++p) {
-    const bool chroma = (p == 1 || p == 2) && !(descriptor->flags & AV_PIX_FMT_FLAG_RGB);
-    stage.rowBytes[p] = linesizes[p];
-    stage.rows[p] = chroma ? -((-picture.height) >> descriptor->log2_chroma_h) : picture.height;
+  for (int p = 0; p < stage.layout.planes; ++p) {
     stage.image.linesize[p] =
-        (linesizes[p] + kStageAlignment - 1) / kStageAlignment * kStageAlignment;
+        (stage.layout.rowBytes[p] + kStageAlignment - 1) / kStageAlignment * kStageAlignment;
     offsets[p] = total;
-    total += static_cast<size_t>(stage.image.linesize[p]) * (static_cast<size_t>(stage.rows[p]) + 1);
+    total += static_cast<size_t>(stage.image.linesize[p]) *
+             (static_cast<size_t>(stage.layout.rows[p]) + 1);
   }
-  for (int p = planes; p < 4; ++p) stage.rowBytes[p] = stage.rows[p] = 0;
   stage.bytes.resize(total + kStageAlignment * 2);
   // Aligned start, so that the vector loads take their fast path.
   const uintptr_t base = reinterpret_cast<uintptr_t>(stage.bytes.data());
   uint8_t* aligned = stage.bytes.data() + (kStageAlignment - base % kStageAlignment) % kStageAlignment;
-  for (int p = 0; p < planes; ++p) stage.image.data[p] = aligned + offsets[p];
+  for (int p = 0; p < stage.layout.planes; ++p) stage.image.data[p] = aligned + offsets[p];
   return kScaleOk;
 }
 
@@ -160,6 +184,58 @@ void copyRows(const uint8_t* from, int fromStride, uint8_t* to, int toStride, in
   }
 }
 
+void copyIntoStage(const SwsImage& from, Stage& stage) {
+  for (int p = 0; p < stage.layout.planes; ++p) {
+    copyRows(from.data[p], from.linesize[p], stage.image.data[p], stage.image.linesize[p],
+             stage.layout.rowBytes[p], stage.layout.rows[p]);
+  }
+}
+
+bool stridesPositive(const SwsImage& picture, const PlaneRows& layout) {
+  for (int p = 0; p < layout.planes; ++p) {
+    if (picture.linesize[p] <= 0) return false;
+  }
+  return true;
+}
+
+bool rowsAreWholeBlocks(const SwsImage& picture, const PlaneRows& layout) {
+  if (!stridesPositive(picture, layout)) return false;
+  for (int p = 0; p < layout.planes; ++p) {
+    if (layout.rowBytes[p] % kWriteBlock != 0) return false;
+  }
+  return true;
+}
+
+int scaleSlice(SwsContext* context, const SwsImage& slice, int sliceTop, const SwsImage& out) {
+  return swsStatus(sws_scale(context, slice.data, slice.linesize, sliceTop, slice.height, out.data,
+                             out.linesize),
+                   "sws_scale");
+}
+
+// The source in two slices: all but its last rows straight from the
+// caller's planes, the last rows (a whole chroma row pair) from a copy.
+int scaleFromRows(SwsContext* context, const SwsImage& src, const PlaneRows& layout,
+                  const SwsImage& out) {
+  const int tailTop =
+      src.height > 2 ? (src.height - 2) >> layout.chromaShift << layout.chromaShift : 0;
+  if (tailTop > 0) {
+    SwsImage head = src;
+    head.height = tailTop;
+    const int status = scaleSlice(context, head, 0, out);
+    if (status != kScaleOk) return status;
+  }
+  SwsImage tail = src;
+  tail.height = src.height - tailTop;
+  for (int p = 0; p < layout.planes; ++p) {
+    const int skipped = layout.chroma[p] ? tailTop >> layout.chromaShift : tailTop;
+    tail.data[p] = src.data[p] + static_cast<ptrdiff_t>(skipped) * src.linesize[p];
+  }
+  const int status = prepareStage(tail, stageIn);
+  if (status != kScaleOk) return status;
+  copyIntoStage(tail, stageIn);
+  return scaleSlice(context, stageIn.image, tailTop, out);
+}
+
 }  // namespace
 
 int swsConvert(const SwsImage& src, const SwsImage& dst) {
@@ -167,19 +243,23 @@ int swsConvert(const SwsImage& src, const SwsImage& dst) {
   int status = kScaleOk;
   SwsContext* context = contextFor(key, status);
   if (context == nullptr) return status;
-  if ((status = prepareStage(src, stageIn)) != kScaleOk) return status;
-  if ((status = prepareStage(dst, stageOut)) != kScaleOk) return status;
-  for (int p = 0; p < 4; ++p) {
-    copyRows(src.data[p], src.linesize[p], stageIn.image.data[p], stageIn.image.linesize[p],
-             stageIn.rowBytes[p], stageIn.rows[p]);
+  PlaneRows srcLayout, dstLayout;
+  if ((status = planeRows(src, srcLayout)) != kScaleOk) return status;
+  if ((status = planeRows(dst, dstLayout)) != kScaleOk) return status;
+  const bool direct = rowsAreWholeBlocks(dst, dstLayout);
+  if (!direct && (status = prepareStage(dst, stageOut)) != kScaleOk) return status;
+  const SwsImage& out = direct ? dst : stageOut.image;
+  if (stridesPositive(src, srcLayout)) {
+    status = scaleFromRows(context, src, srcLayout, out);
+  } else {
+    if ((status = prepareStage(src, stageIn)) != kScaleOk) return status;
+    copyIntoStage(src, stageIn);
+    status = scaleSlice(context, stageIn.image, 0, out);
   }
-  status = swsStatus(sws_scale(context, stageIn.image.data, stageIn.image.linesize, 0, src.height,
-                               stageOut.image.data, stageOut.image.linesize),
-                     "sws_scale");
-  if (status != kScaleOk) return status;
-  for (int p = 0; p < 4; ++p) {
+  if (status != kScaleOk || direct) return status;
+  for (int p = 0; p < dstLayout.planes; ++p) {
     copyRows(stageOut.image.data[p], stageOut.image.linesize[p], dst.data[p], dst.linesize[p],
-             stageOut.rowBytes[p], stageOut.rows[p]);
+             dstLayout.rowBytes[p], dstLayout.rows[p]);
   }
   return kScaleOk;
 }

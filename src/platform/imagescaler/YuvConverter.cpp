@@ -54,5 +54,34 @@ int yuvBlendPacked4(const Picture& src, const Picture& attenuated, const Picture
                    "ARGBBlend");
 }
 
+// VUYA is libyuv's ARGB byte order (B, G, R, A) with V as blue, U as green
+// and Y as red, so its plane merge and split move the bytes unchanged.
+void yuvPlanar420ToPacked4(const Picture& src, const Planes444& work, const Picture& dst) {
+  const int chromaWidth = dst.width / 2;
+  const int chromaRows = dst.height / 2;
+  for (int cy = 0; cy < chromaRows; ++cy) {
+    const ptrdiff_t y = 2 * cy;
+    // libyuv's 2x nearest scaling has only a C column loop; our doubling
+    // vectorises. One widened row serves both rows of the pair (chroma
+    // stride 0), and no alpha plane makes the alpha 255.
+    doubleBytes(src.plane[1] + cy * ptrdiff_t{src.stride[1]}, chromaWidth, work.plane[1]);
+    doubleBytes(src.plane[2] + cy * ptrdiff_t{src.stride[2]}, chromaWidth, work.plane[2]);
+    libyuv::MergeARGBPlane(src.plane[0] + y * src.stride[0], src.stride[0], work.plane[1], 0,
+                           work.plane[2], 0, nullptr, 0, dst.plane[0] + y * dst.stride[0],
+                           dst.stride[0], dst.width, 2);
+  }
+}
+
+void yuvPacked4ToPlanar420(const Picture& src, const Planes444& work, const Picture& dst) {
+  libyuv::SplitARGBPlane(src.plane[0], src.stride[0], dst.plane[0], dst.stride[0], work.plane[1],
+                         work.stride[1], work.plane[2], work.stride[2], nullptr, 0, src.width,
+                         src.height);
+  // An exact halving with the box filter is the rounded 2x2 mean.
+  libyuv::ScalePlane(work.plane[1], work.stride[1], src.width, src.height, dst.plane[1],
+                     dst.stride[1], dst.width / 2, dst.height / 2, libyuv::kFilterBox);
+  libyuv::ScalePlane(work.plane[2], work.stride[2], src.width, src.height, dst.plane[2],
+                     dst.stride[2], dst.width / 2, dst.height / 2, libyuv::kFilterBox);
+}
+
 }  // namespace imagescaler
 }  // namespace cvx

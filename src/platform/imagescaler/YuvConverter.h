@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/imagescaler/PixelLayout.h"
+#include "platform/imagescaler/PixelLoops.h"
 
 namespace cvx {
 namespace imagescaler {
@@ -21,6 +22,17 @@ int yuvScalePacked4(const Picture& src, const Picture& dst);
 // picture of the same size. Each byte is mixed on its own, so VUYA works as
 // ARGB does. The destination's alpha becomes 255.
 int yuvBlendPacked4(const Picture& src, const Picture& attenuated, const Picture& dst);
+
+// Same-size 4:2:0 into VUYA, both of even width and height: each chroma
+// sample repeated over its 2x2 block (no interpolation, so the way back
+// restores it exactly), alpha 255. Planes 1 and 2 of work hold one row of
+// widened chroma each.
+void yuvPlanar420ToPacked4(const Picture& src, const Planes444& work, const Picture& dst);
+
+// Same-size VUYA into 4:2:0, both of even width and height: luma straight
+// into the destination, each chroma sample the rounded mean of its 2x2
+// block. Planes 1 and 2 of work hold the full-size chroma on the way.
+void yuvPacked4ToPlanar420(const Picture& src, const Planes444& work, const Picture& dst);
 
 }  // namespace imagescaler
 }  // namespace cvx

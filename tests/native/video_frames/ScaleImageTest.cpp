@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -188,6 +189,85 @@ TEST(ScaleImageBounds, OddSizesAndOddRectanglesStayInsideTheirBlocks) {
       const ScaleRectangles r = rectangles(1, 1, 2, 2, 1, 1, 3, 3);
       EXPECT_EQ(scale(0x10101, kFourCCVUYA, vuya.data(), d[0] * 4, d[0], d[1], kFourCCI420, dst.data(), d[0], d[0], d[1], &r), kScaleOk);
       EXPECT_EQ(scale(0x10001, kFourCCI420, dst.data(), d[0], d[0], d[1], kFourCCYUY2, yuy2.data(), d[0] * 2, d[0], d[1], &r), kScaleOk);
+    }
+  }
+}
+
+// The overlay path fetches a frame's rectangle into VUYA, changes some of
+// it and writes it back: the untouched part must come back bit for bit, and
+// each written chroma sample is the rounded mean of the pixels it covers.
+TEST(ScaleImageVuya, FrameRectanglesRoundTripExactlyAndChromaIsTheMean) {
+  const uint32_t w = 40, h = 24;
+  std::vector<uint8_t> frame = i420Block(w, h);
+  for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(i * 7 + (i >> 5) * 13);
+  const uint8_t* lumaPlane = frame.data();
+  const uint8_t* uPlane = frame.data() + w * h;
+  struct Case {
+    int x, y, cw, ch;
+  } cases[] = {{0, 0, 40, 24}, {4, 2, 30, 20}, {3, 5, 7, 9}, {6, 4, 13, 2}, {0, 1, 22, 11}, {2, 2, 1, 1}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.cw << "x" << c.ch << " at " << c.x << "," << c.y);
+    const std::vector<uint8_t> original = frame;
+    std::vector<uint8_t> vuya(static_cast<size_t>(c.cw) * c.ch * 4);
+    const ScaleRectangles fetch = rectangles(c.x, c.y, c.x + c.cw - 1, c.y + c.ch - 1, 0, 0, c.cw - 1, c.ch - 1);
+    const ScaleRectangles back = rectangles(0, 0, c.cw - 1, c.ch - 1, c.x, c.y, c.x + c.cw - 1, c.y + c.ch - 1);
+    ASSERT_EQ(scale(0x10001, kFourCCI420, frame.data(), w, w, h, kFourCCVUYA, vuya.data(), c.cw * 4, c.cw, c.ch, &fetch), kScaleOk);
+    for (int i = 0; i < c.ch; ++i) {
+      for (int j = 0; j < c.cw; ++j) {
+        const uint8_t* p = &vuya[(i * c.cw + j) * 4];
+        ASSERT_EQ(p[2], lumaPlane[(c.y + i) * w + c.x + j]);
+        ASSERT_EQ(p[3], 255);
+        // On even offsets each pixel carries the chroma sample of its own 2x2 block.
+        if (c.x % 2 == 0 && c.y % 2 == 0) {
+          ASSERT_EQ(p[1], uPlane[(c.y + i) / 2 * (w / 2) + (c.x + j) / 2]);
+        }
+      }
+    }
+    ASSERT_EQ(scale(0x10001, kFourCCVUYA, vuya.data(), c.cw * 4, c.cw, c.ch, kFourCCI420, frame.data(), w, w, h, &back), kScaleOk);
+    ASSERT_EQ(frame, original);
+
+    // A new U pattern written back: each sample the mean of 4, 2 or 1 pixels.
+    for (int i = 0; i < c.ch; ++i) {
+      for (int j = 0; j < c.cw; ++j) vuya[(i * c.cw + j) * 4 + 1] = static_cast<uint8_t>(j * 37 + i * 11);
+    }
+    ASSERT_EQ(scale(0x10001, kFourCCVUYA, vuya.data(), c.cw * 4, c.cw, c.ch, kFourCCI420, frame.data(), w, w, h, &back), kScaleOk);
+    for (int cy = 0; cy < (c.ch + 1) / 2; ++cy) {
+      for (int cx = 0; cx < (c.cw + 1) / 2; ++cx) {
+        int sum = 0, count = 0;
+        for (int i = 2 * cy; i < std::min(2 * cy + 2, c.ch); ++i) {
+          for (int j = 2 * cx; j < std::min(2 * cx + 2, c.cw); ++j, ++count) sum += (j * 37 + i * 11) & 255;
+        }
+        ASSERT_EQ(uPlane[(c.y / 2 + cy) * (w / 2) + c.x / 2 + cx], (sum + count / 2) / count) << cx << "," << cy;
+      }
+    }
+    frame = original;
+  }
+}
+
+// libswscale writes straight into destinations whose rows are whole vector
+// blocks; its own stores are outside AddressSanitizer's view, so guard bytes
+// after the last row show any write past it, same size and scaled, every
+// height parity.
+TEST(ScaleImageBounds, LibraryWritesStopAtTheLastRowOfWholeBlockRows) {
+  const uint32_t codes[] = {kFourCCBGRA, kFourCCBGR3, kFourCCI420, kFourCCYUY2};
+  const uint32_t widths[] = {16, 32, 48, 64, 128, 136};
+  const uint32_t heights[] = {1, 2, 3, 18};
+  constexpr size_t kGuard = 512;
+  for (uint32_t code : codes) {
+    for (uint32_t w : widths) {
+      for (uint32_t h : heights) {
+        for (uint32_t sw : {w, w / 2 + 6}) {
+          SCOPED_TRACE(testing::Message() << std::hex << code << std::dec << " " << sw << " into " << w << "x" << h);
+          const uint32_t sh = h < 2 ? 2 : h + h % 2;
+          std::vector<uint8_t> src = i420Block(sw, sh);
+          for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<uint8_t>(i * 5);
+          const int32_t stride = static_cast<int32_t>(code == kFourCCBGRA ? w * 4 : code == kFourCCBGR3 ? w * 3 : code == kFourCCYUY2 ? w * 2 : w);
+          const size_t extent = scaleImageExtent(code, stride, w, h);
+          std::vector<uint8_t> dst(extent + kGuard, 0xA5);
+          ASSERT_EQ(scale(0, kFourCCI420, src.data(), sw, sw, sh, code, dst.data(), stride, w, h), kScaleOk);
+          for (size_t i = extent; i < dst.size(); ++i) ASSERT_EQ(dst[i], 0xA5) << "byte " << i - extent << " past the picture";
+        }
+      }
     }
   }
 }
