@@ -18,9 +18,6 @@ AudioEncoderBufferStream::~AudioEncoderBufferStream() {
     writeStdoutLine("AudioEncoderBufferStream::delete[lock]: ", e);
   }
   lock = nullptr;
-  // Frames nobody took still own their blocks.
-  for (AudioFrameEncoded& frame : frames) std::free(frame.buffer);
-  frames.clear();
 }
 
 void AudioEncoderBufferStream::onAuxInfo(uint32_t infoId, void*, uint32_t) {
@@ -47,47 +44,24 @@ void AudioEncoderBufferStream::closeFrame() {
       return;
     }
     std::memcpy(block, buffer, bufferUsed);
+    uint64_t timecode = 0;
     {
       ConcurrentLockGuard guard(lock);
-      uint64_t timecode = 0;
       if (!timecodes.empty()) {
         timecode = timecodes.front();
         timecodes.pop_front();
       }
-      try {
-        frames.push_back(AudioFrameEncoded{block, bufferUsed, timecode, channels, sampleRate});
-      } catch (...) {
-        std::free(block);
-        throw;
-      }
     }
+    frames.append(AudioFrameEncoded{block, bufferUsed, timecode, channels, sampleRate});
     bufferUsed = 0;
   } catch (const std::exception& e) {
     writeStdoutLine("AudioEncoderBufferStream::closeFrame: ", e);
   }
 }
 
-uint32_t AudioEncoderBufferStream::getEncodedFrameCount() {
-  try {
-    ConcurrentLockGuard guard(lock);
-    return static_cast<uint32_t>(frames.size());
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderBufferStream::getEncodedFrameCount: ", e);
-    return 0;
-  }
-}
+uint32_t AudioEncoderBufferStream::getEncodedFrameCount() { return frames.count(); }
 
-int AudioEncoderBufferStream::getEncodedFrames(std::vector<AudioFrameEncoded>& out) {
-  try {
-    ConcurrentLockGuard guard(lock);
-    out.insert(out.end(), frames.begin(), frames.end());
-    frames.clear();
-    return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderBufferStream::getEncodedFrames: ", e);
-    return -1;
-  }
-}
+int AudioEncoderBufferStream::getEncodedFrames(std::vector<AudioFrameEncoded>& out) { return frames.takeAll(out); }
 
 std::size_t AudioEncoderBufferStream::getPendingTimecodeCount() {
   ConcurrentLockGuard guard(lock);

@@ -6,6 +6,7 @@
 
 #include "audio/samples/AudioFrameEncoded.h"
 #include "logging/IConcurrentLock.h"
+#include "logging/LockedFrameList.h"
 #include "platform/bufstream/BufStreamSink.h"
 
 namespace cvx {
@@ -38,8 +39,10 @@ class AudioEncoderBufferStream : public BufStreamSink {
   void onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) override;
 
  private:
+  // Guards the queued positions; the finished frames lock themselves.
   IConcurrentLock* lock = nullptr;
-  std::vector<AudioFrameEncoded> frames;
+  LockedFrameList<AudioFrameEncoded> frames{"AudioEncoderBufferStream::getEncodedFrameCount: ",
+                                            "AudioEncoderBufferStream::getEncodedFrames: "};
   std::list<uint64_t> timecodes;
   uint32_t channels = 0;
   uint32_t sampleRate = 0;

@@ -8,20 +8,9 @@
 
 namespace cvx {
 
-VideoEncoderBufferStream::VideoEncoderBufferStream()
-    : BufStreamSink(kBufferSize, "VideoEncoderBufferStream::constructor: "), lock(createConcurrentLock()) {}
+VideoEncoderBufferStream::VideoEncoderBufferStream() : BufStreamSink(kBufferSize, "VideoEncoderBufferStream::constructor: ") {}
 
-VideoEncoderBufferStream::~VideoEncoderBufferStream() {
-  try {
-    delete lock;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoEncoderBufferStream::delete[lock]: ", e);
-  }
-  lock = nullptr;
-  // Frames nobody took still own their blocks.
-  for (VideoFrameEncoded& frame : frames) std::free(frame.buffer);
-  frames.clear();
-}
+VideoEncoderBufferStream::~VideoEncoderBufferStream() = default;
 
 void VideoEncoderBufferStream::onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) {
   switch (infoId) {
@@ -104,41 +93,15 @@ void VideoEncoderBufferStream::closeFrame() {
     }
     std::memcpy(block, buffer, bufferUsed);
     const uint32_t frameType = convertAnnexBToLengthPrefixed(block, bufferUsed);
-    {
-      ConcurrentLockGuard guard(lock);
-      try {
-        frames.push_back(VideoFrameEncoded{block, bufferUsed, timecode, frameType});
-      } catch (...) {
-        std::free(block);
-        throw;
-      }
-    }
+    frames.append(VideoFrameEncoded{block, bufferUsed, timecode, frameType});
     bufferUsed = 0;
   } catch (const std::exception& e) {
     writeStdoutLine("VideoEncoderBufferStream::closeFrame: ", e);
   }
 }
 
-uint32_t VideoEncoderBufferStream::getEncodedFrameCount() {
-  try {
-    ConcurrentLockGuard guard(lock);
-    return static_cast<uint32_t>(frames.size());
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoEncoderBufferStream::getEncodedFrameCount: ", e);
-    return 0;
-  }
-}
+uint32_t VideoEncoderBufferStream::getEncodedFrameCount() { return frames.count(); }
 
-int VideoEncoderBufferStream::getEncodedFrames(std::vector<VideoFrameEncoded>& out) {
-  try {
-    ConcurrentLockGuard guard(lock);
-    out.insert(out.end(), frames.begin(), frames.end());
-    frames.clear();
-    return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoEncoderBufferStream::getEncodedFrames: ", e);
-    return -1;
-  }
-}
+int VideoEncoderBufferStream::getEncodedFrames(std::vector<VideoFrameEncoded>& out) { return frames.takeAll(out); }
 
 }  // namespace cvx

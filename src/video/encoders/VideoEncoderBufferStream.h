@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "logging/IConcurrentLock.h"
+#include "logging/LockedFrameList.h"
 #include "platform/bufstream/BufStreamSink.h"
 #include "platform/bufstream/TimeStampInfo.h"
 #include "video/encoders/VideoFrameEncoded.h"
@@ -43,8 +43,8 @@ class VideoEncoderBufferStream : public BufStreamSink {
   void onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) override;
 
  private:
-  IConcurrentLock* lock = nullptr;
-  std::vector<VideoFrameEncoded> frames;
+  LockedFrameList<VideoFrameEncoded> frames{"VideoEncoderBufferStream::getEncodedFrameCount: ",
+                                            "VideoEncoderBufferStream::getEncodedFrames: "};
   int64_t timecode = -1;
 };
 
