@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "native/IParameterTarget.h"
+#include "parameters/IParameterTarget.h"
 #include "native/JniSupport.h"
 
 namespace cvx {

@@ -16,7 +16,9 @@
 #include "audio/encoders/AudioEncoderVorbis.h"
 #include "audio/samples/AudioSampleBuffer.h"
 #include "hardware/HardwareProbe.h"
+#include "logging/Guarded.h"
 #include "logging/StdoutLine.h"
+#include "media/CodecNumbers.h"
 #include "video/decoders/VideoDecoderH264.h"
 #include "video/decoders/VideoDecoderMP2.h"
 #include "video/decoders/VideoDecoderMP4.h"
@@ -30,18 +32,6 @@ namespace cvx {
 namespace {
 
 constexpr uint32_t kFailure = static_cast<uint32_t>(-1);
-
-// Runs a session method under its handler: "TranscoderSession::<method>: "
-// and the exception's text on stdout, then -1.
-template <class Body>
-uint32_t guarded(const char* label, Body&& body) {
-  try {
-    return body();
-  } catch (const std::exception& e) {
-    writeStdoutLine(label, e);
-    return kFailure;
-  }
-}
 
 // A newly made codec and the words the creation line ends with.
 template <class Codec>
@@ -60,14 +50,17 @@ Selection<IVideoDecoder> numbered(uint32_t codec, const char* words) {
 
 Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementation) {
   switch (codec) {
-    case 2: return numbered<VideoDecoderMP4>(codec, "SorensonSpark: default");
-    case 9: return numbered<VideoDecoderMP4>(codec, "H.263: default");
-    case 10: return numbered<VideoDecoderMP4>(codec, "MP4: default");
-    case 11: return numbered<VideoDecoderMP2>(codec, "MPEG2: default");
-    case 7:
+    case kVideoCodecSorensonSpark: return numbered<VideoDecoderMP4>(codec, "SorensonSpark: default");
+    case kVideoCodecH263: return numbered<VideoDecoderMP4>(codec, "H.263: default");
+    case kVideoCodecMPEG4Part2: return numbered<VideoDecoderMP4>(codec, "MP4: default");
+    case kVideoCodecMPEG2: return numbered<VideoDecoderMP2>(codec, "MPEG2: default");
+    case kVideoCodecH264:
       // Implementations 1 and 2 name the hardware decoder, which this build
       // does not have: they answer as an unknown codec.
-      if (implementation == 1 || implementation == 2) return {};
+      if (implementation == kVideoImplementationQuickSync ||
+          implementation == kVideoDecoderImplementationQuickSyncSoftware) {
+        return {};
+      }
       return {std::make_unique<VideoDecoderH264>(), "H.264: default"};
     default:
       return {};
@@ -78,29 +71,29 @@ Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementat
 // software one; the word "default" in the log is the only trace.
 Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t, bool, bool) {
   switch (codec) {
-    case 7: return {std::make_unique<VideoEncoderH264>(), "H.264: default"};
-    case 8: return {std::make_unique<VideoEncoderVPX>(), "VP8: default"};
+    case kVideoCodecH264: return {std::make_unique<VideoEncoderH264>(), "H.264: default"};
+    case kVideoCodecVP8: return {std::make_unique<VideoEncoderVPX>(), "VP8: default"};
     default: return {};
   }
 }
 
 Selection<IAudioDecoder> selectAudioDecoder(uint32_t codec, uint32_t implementation) {
   switch (codec) {
-    case 2:
-      if (implementation == 3) return {std::make_unique<AudioDecoderMP3>(), "MP3: default"};
+    case kAudioCodecMpegAudio:
+      if (implementation == kAudioImplementationMP3) return {std::make_unique<AudioDecoderMP3>(), "MP3: default"};
       return {std::make_unique<AudioDecoderMP2>(), "MPEG1 Part 1/2: default"};
-    case 7: return {std::make_unique<AudioDecoderALaw>(), "G711 ALAW: default"};
-    case 8: return {std::make_unique<AudioDecoderMULaw>(), "G711 MULAW: default"};
-    case 10: return {std::make_unique<AudioDecoderAAC>(), "AAC: default"};
-    case 11: return {std::make_unique<AudioDecoderSpeex>(), "SPEEX: default"};
+    case kAudioCodecG711ALaw: return {std::make_unique<AudioDecoderALaw>(), "G711 ALAW: default"};
+    case kAudioCodecG711MuLaw: return {std::make_unique<AudioDecoderMULaw>(), "G711 MULAW: default"};
+    case kAudioCodecAAC: return {std::make_unique<AudioDecoderAAC>(), "AAC: default"};
+    case kAudioCodecSpeex: return {std::make_unique<AudioDecoderSpeex>(), "SPEEX: default"};
     default: return {};
   }
 }
 
 Selection<IAudioEncoder> selectAudioEncoder(uint32_t codec) {
   switch (codec) {
-    case 9: return {std::make_unique<AudioEncoderVorbis>(), "VORBIS: default"};
-    case 10: return {std::make_unique<AudioEncoderAAC>(), "AAC: default"};
+    case kAudioCodecVorbis: return {std::make_unique<AudioEncoderVorbis>(), "VORBIS: default"};
+    case kAudioCodecAAC: return {std::make_unique<AudioEncoderAAC>(), "AAC: default"};
     default: return {};
   }
 }

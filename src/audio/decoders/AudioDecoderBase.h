@@ -4,6 +4,7 @@
 #include <string>
 
 #include "audio/decoders/IAudioDecoder.h"
+#include "parameters/ParameterTargetDefaults.h"
 
 namespace cvx {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "native/IParameterTarget.h"
+#include "parameters/IParameterTarget.h"
 
 namespace cvx {
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "audio/encoders/IAudioEncoder.h"
+#include "parameters/ParameterTargetDefaults.h"
 
 namespace cvx {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
-#include "native/IParameterTarget.h"
+#include "parameters/IParameterTarget.h"
 
 namespace cvx {
 

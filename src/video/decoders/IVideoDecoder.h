@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "native/IParameterTarget.h"
+#include "parameters/IParameterTarget.h"
 #include "platform/bufstream/FrameRecord.h"
 
 namespace cvx {

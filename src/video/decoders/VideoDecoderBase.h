@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "video/decoders/IVideoDecoder.h"
+#include "parameters/ParameterTargetDefaults.h"
 
 namespace cvx {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "native/IParameterTarget.h"
+#include "parameters/IParameterTarget.h"
 #include "video/encoders/VideoFrameEncoded.h"
 
 namespace cvx {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "video/encoders/IVideoEncoder.h"
+#include "parameters/ParameterTargetDefaults.h"
 
 namespace cvx {
 

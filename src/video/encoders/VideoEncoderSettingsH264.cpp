@@ -4,7 +4,7 @@
 #include <exception>
 
 #include "logging/StdoutLine.h"
-#include "native/IParameterTarget.h"
+#include "parameters/IParameterTarget.h"
 #include "platform/h264encoder/H264OutVideo.h"
 
 namespace cvx {

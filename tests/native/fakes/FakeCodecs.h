@@ -10,6 +10,7 @@
 #include "audio/encoders/AudioEncoderBase.h"
 #include "video/decoders/IVideoDecoder.h"
 #include "video/encoders/IVideoEncoder.h"
+#include "parameters/ParameterTargetDefaults.h"
 
 namespace cvx {
 namespace testing {

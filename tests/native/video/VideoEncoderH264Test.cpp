@@ -15,7 +15,7 @@
 
 #include "h264encoder/H264EncoderTestSupport.h"
 #include "logging/LogCollector.h"
-#include "native/IParameterTarget.h"
+#include "parameters/IParameterTarget.h"
 #include "platform/h264encoder/H264ParamSummary.h"
 #include "video/encoders/VideoEncoderH264.h"
 #include "video/frames/VideoFrameBuffer.h"
