@@ -4,7 +4,7 @@
 set -euo pipefail
 
 PACKAGES=(
-  build-essential cmake pkg-config git
+  build-essential cmake pkg-config git clang libclang-rt-14-dev
   openjdk-17-jdk-headless junit5
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   libavcodec-dev libavutil-dev libswscale-dev libyuv-dev
