@@ -10,6 +10,7 @@ PACKAGES=(
   libavcodec-dev libavutil-dev libswscale-dev libyuv-dev
   libx264-dev libvpx-dev libvorbis-dev libogg-dev libspeex-dev
   ffmpeg python3 python3-matplotlib
+  maven libmaven-compiler-plugin-java libmaven-resources-plugin-java
 )
 
 missing=()
