@@ -11,36 +11,39 @@ set -euo pipefail
 lib=$1
 readme=$2
 
-# Under merged /usr the linker may name /lib/... where dpkg recorded /usr/lib/..., or the other way round.
-owner() {
-  local path=$1 real
-  real=$(realpath "$path")
-  for p in "$path" "$real" "/usr$path" "/usr$real" "${path#/usr}" "${real#/usr}"; do
-    if out=$(dpkg -S "$p" 2>/dev/null); then
-      grep -v '^diversion' <<<"$out" | head -1 | cut -d: -f1
-      return 0
-    fi
-  done
-  return 1
-}
-
 fail=0
 ldd_out=$(ldd "$lib")
 if grep -q 'not found' <<<"$ldd_out"; then
   echo "FAIL: the linker cannot find: $(grep 'not found' <<<"$ldd_out" | awk '{print $1}' | xargs)"
   fail=1
 fi
+loaded=$(awk '$2 == "=>" && $3 ~ /^\// {print $3} $1 ~ /^\// {print $1}' <<<"$ldd_out" | sort -u)
 
-# Every file the linker would load, with the package that owns it.
+# Under merged /usr the linker may name /lib/... where dpkg recorded
+# /usr/lib/..., or the other way round: ask dpkg once about every spelling.
+candidates() {
+  local path=$1 real
+  real=$(realpath "$path")
+  printf '%s\n' "$path" "$real" "/usr$path" "/usr$real" "${path#/usr}" "${real#/usr}"
+}
+declare -A owner_of
+while IFS= read -r line; do
+  owner_of[${line#*: }]=${line%%:*}
+done < <(for p in $loaded; do candidates "$p"; done | sort -u | xargs dpkg -S 2>/dev/null | grep -v '^diversion' || true)
+
 declare -A package_of
-while read -r path; do
-  if pkg=$(owner "$path"); then
-    package_of[$path]=$pkg
-  else
+for path in $loaded; do
+  for c in $(candidates "$path"); do
+    if [ -n "${owner_of[$c]:-}" ]; then
+      package_of[$path]=${owner_of[$c]}
+      break
+    fi
+  done
+  if [ -z "${package_of[$path]:-}" ]; then
     echo "FAIL: $path belongs to no Debian package"
     fail=1
   fi
-done < <(awk '$2 == "=>" && $3 ~ /^\// {print $3} $1 ~ /^\// {print $1}' <<<"$ldd_out")
+done
 
 needed=()
 for soname in $(readelf -d "$lib" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p'); do
