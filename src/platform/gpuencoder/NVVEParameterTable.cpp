@@ -133,7 +133,7 @@ constexpr NVVEParameterRow kRows[] = {
      {0, 0, 0}},
     {NVVE_CONFIGURE_NALU_FRAMING_TYPE, "NVVE_CONFIGURE_NALU_FRAMING_TYPE", 1, false,
      [](const int32_t* v) { return v[0] == 0 || v[0] == 4; },
-     [](const int32_t* v, EncoderSetup& s) { s.naluFraming = v[0]; }, {0, 0, 0}},
+     [](const int32_t* v, EncoderSetup& s) { s.naluFraming = v[0]; }, {4, 0, 0}},
     {NVVE_DISABLE_SPS_PPS, "NVVE_DISABLE_SPS_PPS", 1, false, flag,
      [](const int32_t* v, EncoderSetup& s) {
        h264(s).disableSPSPPS = v[0] != 0 ? 1 : 0;
@@ -165,6 +165,11 @@ const NVVEParameterRow* findNVVEParameter(int id) {
     if (row.id == id) return &row;
   }
   return nullptr;
+}
+
+const char* nvveParameterName(int id) {
+  const NVVEParameterRow* row = findNVVEParameter(id);
+  return row != nullptr ? row->name : "NVVE_UNKNOWN";
 }
 
 const NVVEParameterRow* nvveParameterRows(std::size_t& count) {

@@ -24,7 +24,9 @@ constexpr int kNVVEParameterSlots = 44;  // parameter numbers run below this
 // its value has, the values it takes, and where it lands in the hardware
 // encoder's configuration. A row without `apply` has no counterpart there:
 // its value is kept and read back, and changes nothing. Query rows are
-// answered by the encoder and cannot be set.
+// answered by the encoder and cannot be set. Defaults are those the CUDA
+// encoder class pushes by default, so that a push it stops early still
+// leaves a usable encoder.
 struct NVVEParameterRow {
   int id;
   const char* name;

@@ -73,6 +73,10 @@ enum NVVEParameter : int {
   NVVE_FORCE_GPU_SELECTION = 43,
 };
 
+// The parameter's name for messages ("NVVE_FORCE_IDR   (DS)"), or
+// "NVVE_UNKNOWN".
+const char* nvveParameterName(int parameter);
+
 // Surface formats of submitted frames. Frames arrive in one block: planes
 // follow each other, chroma planes at half the pitch.
 enum NVVESurfaceFormat : int {
