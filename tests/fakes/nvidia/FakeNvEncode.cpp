@@ -217,6 +217,10 @@ NVENCSTATUS NVENCAPI initializeEncoder(void* encoder, NV_ENC_INITIALIZE_PARAMS* 
   if (c.rcParams.rateControlMode == NV_ENC_PARAMS_RC_CONSTQP) {
     p.rc.i_rc_method = X264_RC_CQP;
     p.rc.i_qp_constant = static_cast<int>(c.rcParams.constQP.qpInterP);
+  } else if (c.rcParams.averageBitRate == 0) {
+    // No rate given: the driver picks one; this fake a constant quality.
+    p.rc.i_rc_method = X264_RC_CRF;
+    p.rc.f_rf_constant = 23;
   } else {
     p.rc.i_rc_method = X264_RC_ABR;
     p.rc.i_bitrate = static_cast<int>(c.rcParams.averageBitRate / 1000);
@@ -408,6 +412,8 @@ FAKE_EXPORT NVENCSTATUS NvEncodeAPIGetMaxSupportedVersion(uint32_t* version) {
 }
 
 FAKE_EXPORT NVENCSTATUS NvEncodeAPICreateInstance(NV_ENCODE_API_FUNCTION_LIST* list) {
+  // This library keeps its own copy of the script, read as a session opens.
+  fakenv::reloadScript();
   fakenv::trace("NvEncodeAPICreateInstance");
   if (list == nullptr) return NV_ENC_ERR_INVALID_PTR;
   if (list->version != NV_ENCODE_API_FUNCTION_LIST_VER) return NV_ENC_ERR_INVALID_VERSION;
