@@ -142,6 +142,8 @@ void NVCUDAVideoEncoder::SelectGPU() {
 }
 
 bool NVCUDAVideoEncoder::SetEncodeParameters() {
+  // Without an encoder the first phase has said so already.
+  if (handle == nullptr) return false;
   const int32_t format = params.surfaceFormat;
   const uint32_t bits = format >= 0 && format <= kNVVESurfaceIYUV ? kSurfaceFormats[format].bitsPerPixel : 0;
   frameBytes = static_cast<uint32_t>(uint64_t{static_cast<uint32_t>(params.inputSize[0])} *
@@ -184,13 +186,16 @@ void NVCUDAVideoEncoder::SetGPUOffloadLevel() {
 
 bool NVCUDAVideoEncoder::RegisterCallbacks(const NVVE_CallbackParams& table, void* userData) {
   callbacks = table;
-  return NVRegisterCB(handle, callbacks, userData) == 0;
+  return handle != nullptr && NVRegisterCB(handle, callbacks, userData) == 0;
 }
 
 bool NVCUDAVideoEncoder::CreateHWEncoder() {
+  if (handle == nullptr) return false;
   if (NVCreateHWEncoder(handle) < 0) {
     logError("NVCUDAVideoEncoder.InitEncoder[{context}]: NVCreateHWEncoder failed");
-    logError((std::string("NVCUDAVideoEncoder.InitEncoder[{context}]: ") + lastErrorText()).c_str());
+    // The driver's own words, for whoever has to fix the machine.
+    const std::string detail = lastErrorText();
+    if (!detail.empty()) logError(("NVCUDAVideoEncoder.InitEncoder[{context}]: " + detail).c_str());
     return false;
   }
   // Only asks that the call works; the headers themselves travel in-band.

@@ -43,6 +43,8 @@ class NVCUDAVideoEncoder {
   // tightest pitch.
   uint32_t getFrameBytes() const { return frameBytes; }
   uint32_t getFrameCount() const { return frameCount; }
+  // The hardware encoder exists: frames can be submitted.
+  bool isStarted() const { return started; }
   const char* lastErrorText() const { return NVGetLastErrorText(handle); }
 
  private:

@@ -198,6 +198,9 @@ int VideoEncoderH264NVidiaCUDA2::addFrame(VideoFrameBuffer& frame, uint32_t fram
     uint32_t hint = frameTypeHint;
     if (hint == 0) hint = static_cast<uint32_t>(frame.getFrameType());
     if (!acceptsFrame(frame)) return -1;
+    // An encoder that never started said why when it was initialised; its
+    // frames give no output, as the library's refusals do.
+    if (!encoder->isStarted()) return 0;
     VideoFrameEncoded pending;
     pending.timecode = frame.getTimecode();
     pending.frameType = hint;
