@@ -39,6 +39,10 @@ const AVCodec* findDecoder(BitstreamKind kind) {
 // Input with no picture boundary in it for this long is not video we can use.
 constexpr size_t kMaxBufferedBytes = 64u << 20;
 constexpr int kMaxThreads = 16;
+// The largest picture decoded: 8192 x 4352, the largest frame the H.264
+// levels allow. A stream declaring more is refused by the codec before it
+// allocates anything.
+constexpr int64_t kMaxPicturePixels = 8192 * 4352;
 constexpr int kMaxErrorsInARow = 8;
 // One run decodes what is complete until something is to be reported; the
 // bound only guards against a codec that neither takes input nor gives output.
@@ -252,6 +256,7 @@ bool VideoDecoderStream::openCodec() {
     return false;
   }
   context->thread_count = threadCount_;
+  context->max_pixels = kMaxPicturePixels;
   context->thread_type = threadCount_ > 1 ? (FF_THREAD_FRAME | FF_THREAD_SLICE) : 0;
   // Damaged pictures are held back here until the next key frame.
   context->flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
@@ -259,6 +264,7 @@ bool VideoDecoderStream::openCodec() {
     return false;
   }
   context_ = std::move(context);
+  contextKind_ = splitter_.kind();
   return true;
 }
 
@@ -273,6 +279,11 @@ bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
     slot.userData = marks_[markHead_].userData;
     markHead_ = (markHead_ + 1) % kMarkCapacity;
     --markCount_;
+  }
+  if (context_ && contextKind_ != splitter_.kind()) {
+    // The MPEG-4 family's syntax was detected again: a codec for the new one.
+    context_.reset();
+    needKeyFrame_ = true;
   }
   if (!context_ && !openCodec()) {
     return false;
@@ -337,6 +348,7 @@ void VideoDecoderStream::acceptFrame(AVFrame& frame) {
     }
     needKeyFrame_ = false;
   }
+  splitter_.confirmKind();
   const Slot* slot = nullptr;
   if (frame.pts != AV_NOPTS_VALUE && frame.pts >= 0) {
     const Slot& candidate = slots_[static_cast<size_t>(frame.pts) % kSlotCapacity];

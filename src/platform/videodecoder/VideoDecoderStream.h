@@ -87,6 +87,7 @@ class VideoDecoderStream : public BufStreamSource {
   AccessUnitSplitter splitter_;
   AvStatus status_;
   AvCodecContextPtr context_;
+  BitstreamKind contextKind_ = BitstreamKind::H264;  // the syntax context_ decodes
   AvPacketPtr packet_;
   AvFramePtr received_;
   AvFramePtr current_;
