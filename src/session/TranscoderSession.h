@@ -21,7 +21,7 @@ class TranscoderSession : public TranscoderSessionBase {
  public:
   static constexpr uint32_t kDefaultFourCC = 0x32315659;  // 'YV12'
   // The longest compressed frame and codec configuration a video decoder takes.
-  static constexpr uint32_t kMaxVideoFrameLength = 64u << 20;
+  static constexpr uint32_t kMaxVideoFrameLength = 32u << 20;
   static constexpr uint32_t kMaxVideoConfigLength = 1u << 20;
 
   TranscoderSession();

@@ -78,7 +78,7 @@ void AccessUnitSplitter::dropBuffered() {
   auHasIdr_ = false;
   auLastCode_ = kNoCode;
   skipCount_ = 0;
-  changeCount_ = 0;
+  deferredCount_ = 0;
   headers_ = StreamHeaderInfo{};
 }
 
@@ -129,34 +129,50 @@ void AccessUnitSplitter::applyParameterSet(std::vector<uint8_t>& held, const uin
 }
 
 void AccessUnitSplitter::closeH264ParameterSet(size_t begin, size_t end, size_t payload) {
-  const uint8_t* unit = buffer_.data() + payload;
-  const size_t size = withoutStuffing(unit, end - payload);
-  std::vector<uint8_t>* held = heldParameterSet(unit, size);
-  if (held == nullptr) {
-    return;  // the codec judges what we cannot read
+  // Once one set waits for the end of its access unit, those after it wait
+  // too: a changed sequence set makes the picture sets after it new again.
+  const ParameterSetUnit set{begin, end, payload};
+  if (deferredCount_ == 0 && decideParameterSet(set, false)) {
+    return;
   }
-  if (held->size() == size && std::equal(held->begin(), held->end(), unit)) {
-    addSkip(begin, end);
-  } else if (held->empty()) {
-    applyParameterSet(*held, unit, size);
-  } else if (changeCount_ < changes_.size()) {
-    changes_[changeCount_++] = ParameterSetChange{begin, end, payload};
+  if (deferredCount_ < deferred_.size()) {
+    deferred_[deferredCount_++] = set;
   } else {
-    applyParameterSet(*held, unit, size);
+    decideParameterSet(set, true);
   }
 }
 
-void AccessUnitSplitter::settleParameterSetChanges() {
-  for (size_t i = 0; i < changeCount_; ++i) {
-    const ParameterSetChange& change = changes_[i];
-    const uint8_t* unit = buffer_.data() + change.payload;
-    const size_t size = withoutStuffing(unit, change.end - change.payload);
-    std::vector<uint8_t>* held = heldParameterSet(unit, size);
-    if (held != nullptr && (auHasIdr_ || !addSkip(change.begin, change.end))) {
-      applyParameterSet(*held, unit, size);
-    }
+bool AccessUnitSplitter::decideParameterSet(const ParameterSetUnit& set, bool unitKnown) {
+  const uint8_t* unit = buffer_.data() + set.payload;
+  const size_t size = withoutStuffing(unit, set.end - set.payload);
+  std::vector<uint8_t>* held = heldParameterSet(unit, size);
+  if (held == nullptr) {
+    return true;  // the codec judges what we cannot read
   }
-  changeCount_ = 0;
+  if (held->size() == size && std::equal(held->begin(), held->end(), unit)) {
+    addSkip(set.begin, set.end);
+    return true;
+  }
+  if (held->empty()) {
+    applyParameterSet(*held, unit, size);
+    return true;
+  }
+  if (!unitKnown) {
+    return false;
+  }
+  if (auHasIdr_) {
+    applyParameterSet(*held, unit, size);
+  } else if (!addSkip(set.begin, set.end)) {
+    applyParameterSet(*held, unit, size);
+  }
+  return true;
+}
+
+void AccessUnitSplitter::settleParameterSets() {
+  for (size_t i = 0; i < deferredCount_; ++i) {
+    decideParameterSet(deferred_[i], true);
+  }
+  deferredCount_ = 0;
 }
 
 bool AccessUnitSplitter::addSkip(size_t begin, size_t end) {
@@ -172,7 +188,7 @@ bool AccessUnitSplitter::addSkip(size_t begin, size_t end) {
 }
 
 void AccessUnitSplitter::emit(size_t end, bool hasPicture, size_t lastCode, Unit& unit) {
-  settleParameterSetChanges();
+  settleParameterSets();
   unit = Unit{};
   unit.data = buffer_.data();
   unit.size = end;

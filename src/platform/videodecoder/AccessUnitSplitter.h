@@ -90,8 +90,8 @@ class AccessUnitSplitter {
     size_t position = 0;  // first byte of the code
     size_t prefix = 0;    // bytes that make up the code itself
   };
-  // An H.264 parameter set that differs from the one held under its id.
-  struct ParameterSetChange {
+  // An H.264 parameter set unit within the buffer.
+  struct ParameterSetUnit {
     size_t begin = 0;  // the unit's start code
     size_t end = 0;
     size_t payload = 0;  // the NAL header byte
@@ -106,9 +106,12 @@ class AccessUnitSplitter {
   bool isPicture(size_t position, size_t prefix) const;
   void closeUnit(size_t begin, size_t end);
   void closeH264ParameterSet(size_t begin, size_t end, size_t payload);
+  // Leaves the set out, or applies it; false when that needs the whole access
+  // unit and `unitKnown` is not yet true.
+  bool decideParameterSet(const ParameterSetUnit& set, bool unitKnown);
   std::vector<uint8_t>* heldParameterSet(const uint8_t* unit, size_t size);
   void applyParameterSet(std::vector<uint8_t>& held, const uint8_t* unit, size_t size);
-  void settleParameterSetChanges();
+  void settleParameterSets();
   // Leaves a range out of the unit being gathered; false when no room is left.
   bool addSkip(size_t begin, size_t end);
   void emit(size_t end, bool hasPicture, size_t lastCode, Unit& unit);
@@ -131,8 +134,8 @@ class AccessUnitSplitter {
   size_t auLastCode_ = kNoCode;  // last start code of the unit being gathered
   std::array<std::pair<size_t, size_t>, kMaxSkips> skip_{};
   size_t skipCount_ = 0;
-  std::array<ParameterSetChange, kMaxSkips> changes_{};
-  size_t changeCount_ = 0;
+  std::array<ParameterSetUnit, kMaxSkips> deferred_{};  // decided with the access unit
+  size_t deferredCount_ = 0;
   // What the codec holds under each sequence and picture parameter set id.
   std::array<std::vector<uint8_t>, 32> heldSps_;
   std::array<std::vector<uint8_t>, 256> heldPps_;

@@ -36,8 +36,10 @@ const AVCodec* findDecoder(BitstreamKind kind) {
   return nullptr;
 }
 
-// Input with no picture boundary in it for this long is not video we can use.
-constexpr size_t kMaxBufferedBytes = 64u << 20;
+// Input with no picture boundary in it for this long is not video we can use:
+// the splitter holds at most the picture it gathers and the frame after it,
+// each at most 32 MiB (the session's bound), and their headers.
+constexpr size_t kMaxBufferedBytes = 72u << 20;
 constexpr int kMaxThreads = 16;
 // The largest picture decoded: 8192 x 4352, the largest frame the H.264
 // levels allow. A stream declaring more is refused by the codec before it
@@ -85,7 +87,7 @@ uint32_t VideoDecoderStream::copyBytes(const uint8_t* data, uint32_t size) {
     return 0;
   }
   if (splitter_.bufferedBytes() + size > kMaxBufferedBytes) {
-    status_.fail("copybytes", "no picture boundary in 64 MiB of input; the input was dropped");
+    status_.fail("copybytes", "no picture boundary in 72 MiB of input; the input was dropped");
     dropInput();
   }
   splitter_.append(data, size);
