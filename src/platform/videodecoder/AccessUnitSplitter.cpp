@@ -11,6 +11,14 @@ bool isMpeg4HeaderOrPlane(uint8_t id) {
   return id <= 0x2F || id == 0xB0 || id == 0xB3 || id == 0xB5 || id == 0xB6;
 }
 
+// A parameter set's bytes without the zeros that stuff the space after it.
+size_t withoutStuffing(const uint8_t* unit, size_t size) {
+  while (size > 1 && unit[size - 1] == 0) {
+    --size;
+  }
+  return size;
+}
+
 }  // namespace
 
 BitstreamKind detectMpeg4Family(const uint8_t* data, size_t size) {
@@ -95,18 +103,6 @@ void AccessUnitSplitter::forgetParameterSets() {
   for (std::vector<uint8_t>& held : heldPps_) held.clear();
 }
 
-namespace {
-
-// A parameter set's bytes without the zeros that stuff the space after it.
-size_t withoutStuffing(const uint8_t* unit, size_t size) {
-  while (size > 1 && unit[size - 1] == 0) {
-    --size;
-  }
-  return size;
-}
-
-}  // namespace
-
 std::vector<uint8_t>* AccessUnitSplitter::heldParameterSet(const uint8_t* unit, size_t size) {
   if (size > kMaxHeldParameterSet) {
     return nullptr;
@@ -160,9 +156,9 @@ bool AccessUnitSplitter::decideParameterSet(const ParameterSetUnit& set, bool un
   if (!unitKnown) {
     return false;
   }
-  if (auHasIdr_) {
-    applyParameterSet(*held, unit, size);
-  } else if (!addSkip(set.begin, set.end)) {
+  // A new sequence may begin only with an IDR picture; elsewhere the set is
+  // left out, as long as there is room to.
+  if (auHasIdr_ || !addSkip(set.begin, set.end)) {
     applyParameterSet(*held, unit, size);
   }
   return true;
