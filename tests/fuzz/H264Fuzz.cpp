@@ -4,7 +4,7 @@
 #include "video/decoders/VideoDecoderH264.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  cvx::VideoDecoderH264 decoder;
+  cvx::VideoDecoderH264 decoder(&cvx::fuzz::openForFuzzing<&cvx::openVideoDecoderStreamH264>);
   cvx::fuzz::runVideoDecoderFuzzInput(decoder, data, size);
   return 0;
 }

@@ -4,7 +4,7 @@
 #include "video/decoders/VideoDecoderMP2.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  cvx::VideoDecoderMP2 decoder;
+  cvx::VideoDecoderMP2 decoder(&cvx::fuzz::openForFuzzing<&cvx::openVideoDecoderStreamMpeg2>);
   cvx::fuzz::runVideoDecoderFuzzInput(decoder, data, size);
   return 0;
 }

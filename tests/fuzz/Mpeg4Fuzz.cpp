@@ -5,7 +5,8 @@
 #include "video/decoders/VideoDecoderMP4.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  cvx::VideoDecoderMP4 decoder;
+  cvx::VideoDecoderMP4 decoder(
+      &cvx::fuzz::openForFuzzing<&cvx::fuzz::openMpeg4FamilyAs<cvx::Mpeg4FamilyHint::Detect>>);
   cvx::fuzz::runVideoDecoderFuzzInput(decoder, data, size);
   return 0;
 }

@@ -41,10 +41,6 @@ const AVCodec* findDecoder(BitstreamKind kind) {
 // each at most 32 MiB (the session's bound), and their headers.
 constexpr size_t kMaxBufferedBytes = 72u << 20;
 constexpr int kMaxThreads = 16;
-// The largest picture decoded: 8192 x 4352, the largest frame the H.264
-// levels allow. A stream declaring more is refused by the codec before it
-// allocates anything.
-constexpr int64_t kMaxPicturePixels = 8192 * 4352;
 constexpr int kMaxErrorsInARow = 8;
 // One run decodes what is complete until something is to be reported; the
 // bound only guards against a codec that neither takes input nor gives output.
@@ -154,10 +150,15 @@ uint32_t VideoDecoderStream::auxInfo(uint32_t offset, uint32_t infoId, void* inf
       outputFrame_ = static_cast<const FrameRecord*>(infoPtr);
       return kDecoderInfoOk;
     case kSetThreadCount:
-      threadCount_ = std::clamp(static_cast<int>(std::min<uint32_t>(offset, kMaxThreads)), 1, kMaxThreads);
+    case kSetMaxPixels:
+      // Both are the codec's at opening: it reopens with the next picture,
+      // which then has to be a key frame.
+      if (infoId == kSetThreadCount) {
+        threadCount_ = std::clamp(static_cast<int>(std::min<uint32_t>(offset, kMaxThreads)), 1, kMaxThreads);
+      } else {
+        maxPixels_ = std::clamp(offset, 1u, kMaxPicturePixels);
+      }
       if (context_) {
-        // The codec takes its threads at opening; it reopens with the next
-        // picture, which then has to be a key frame.
         context_.reset();
         splitter_.forgetParameterSets();
         packetPending_ = false;
@@ -258,7 +259,7 @@ bool VideoDecoderStream::openCodec() {
     return false;
   }
   context->thread_count = threadCount_;
-  context->max_pixels = kMaxPicturePixels;
+  context->max_pixels = maxPixels_;
   context->thread_type = threadCount_ > 1 ? (FF_THREAD_FRAME | FF_THREAD_SLICE) : 0;
   // Damaged pictures are held back here until the next key frame.
   context->flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
@@ -375,8 +376,9 @@ void VideoDecoderStream::queueHeaderSequence() {
   // wanted at configuration. Later, pictures carry their own sequence, so a
   // change is reported in display order, just before its first picture.
   const StreamHeaderInfo& headers = splitter_.headers();
-  if (picturePacketSent_ || !headers.valid) {
-    return;
+  const int64_t pixels = int64_t{headers.width} * headers.height;
+  if (picturePacketSent_ || !headers.valid || pixels > maxPixels_) {
+    return;  // a picture size the codec refuses is no sequence of ours
   }
   const AVRational pixelAspect{headers.sarNum, headers.sarDen};
   const SequenceValues values = sequenceOf(headers.width, headers.height, pixelAspect, headers);

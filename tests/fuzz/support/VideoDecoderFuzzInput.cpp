@@ -10,9 +10,6 @@ namespace cvx::fuzz {
 namespace {
 
 constexpr uint32_t kFourccYV12 = 0x32315659;
-// Pictures beyond this are fetched into a frame of the wrong size (which the
-// decoder refuses to write), so that a run explores logic, not memset.
-constexpr uint64_t kMaxFetchedPixels = 1024 * 1024;
 // A decode call reports one thing; a frame gives few. Far more calls than
 // bytes in the input means the decoder no longer makes progress.
 constexpr size_t kDecodeCallsPerByte = 64;
@@ -50,10 +47,7 @@ void runVideoDecoderFuzzInput(IVideoDecoder& decoder, const uint8_t* data, size_
       }
       decoder.decode(flags);
       if (flags & kDecodeSequenceChanged) {
-        const uint64_t pixels = uint64_t{decoder.getWidth()} * decoder.getHeight();
-        if (pixels <= kMaxFetchedPixels) {
-          picture.allocBuffer(decoder.getWidth(), decoder.getHeight(), kFourccYV12);
-        }
+        picture.allocBuffer(decoder.getWidth(), decoder.getHeight(), kFourccYV12);
       }
       if ((flags & kDecodePictureReady) && !(flags & kDecodePictureSkipped)) {
         decoder.getDecodedFrame(picture);
