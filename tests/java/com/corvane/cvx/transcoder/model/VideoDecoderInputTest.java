@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.corvane.cvx.transcoder.host.FlvReader;
 
 import java.io.ByteArrayOutputStream;
+import java.nio.ByteBuffer;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -127,19 +128,15 @@ class VideoDecoderInputTest extends NativeTestBase {
         createDecoder(7);
         assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, clip.config, 0, clip.config.length));
 
-        // Frame 10 grows by 2 MB of filler data: its block is a large one of its own.
+        // Frame 10 grows by a 2 MB filler data unit: its block is a large one of its own.
         Frame large = frames.get(10);
-        byte[] filler = new byte[4 + 2_000_000];
-        filler[0] = (byte) ((filler.length - 4) >>> 24);
-        filler[1] = (byte) ((filler.length - 4) >>> 16);
-        filler[2] = (byte) ((filler.length - 4) >>> 8);
-        filler[3] = (byte) (filler.length - 4);
-        Arrays.fill(filler, 4, filler.length, (byte) 0xFF);
-        filler[4] = 12;
+        byte[] filler = new byte[2_000_000];
+        Arrays.fill(filler, (byte) 0xFF);
+        filler[0] = 12;
         filler[filler.length - 1] = (byte) 0x80;
-        byte[] grown = Arrays.copyOf(large.data(), large.data().length + filler.length);
-        System.arraycopy(filler, 0, grown, large.data().length, filler.length);
-        frames.set(10, new Frame(grown, large.timecode(), large.frameType()));
+        ByteBuffer grown = ByteBuffer.allocate(large.data().length + 4 + filler.length);
+        grown.put(large.data()).putInt(filler.length).put(filler);
+        frames.set(10, new Frame(grown.array(), large.timecode(), large.frameType()));
 
         int f = 0;
         for (; f < 10; f++) {
@@ -184,12 +181,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         byte[] tooLong = new byte[largest + 1];
         assertEquals(SESSION_FAILURE, lib.videoDecoderAddFrame(session, tooLong, 0, tooLong.length, 0, 1));
         assertEquals(SESSION_FAILURE, lib.videoDecoderDecodeCodecConfig(session, tooLong, 0, 1024 * 1024 + 1));
-        // The largest frame: one NAL unit of filler data.
-        tooLong[0] = 1;
-        tooLong[1] = -1;
-        tooLong[2] = -1;
-        tooLong[3] = -4;
-        tooLong[4] = 12;
+        ByteBuffer.wrap(tooLong).putInt(largest - 4).put((byte) 12);  // the largest frame: one filler data unit
         assertEquals(0L, lib.videoDecoderAddFrame(session, tooLong, 0, largest, 0, 1), "the largest frame");
         assertEquals(0L, lib.videoDecoderSetParameterValues(session, new TranscoderNativeParameterValue[] {
             TranscoderNativeParameterValue.ofLong(1, 4), TranscoderNativeParameterValue.ofLong(1, 17),
