@@ -111,20 +111,9 @@ TranscoderSession::TranscoderSession() {
   isQuickSyncAvailable = found.quickSync ? 1 : 0;
 }
 
-TranscoderSession::~TranscoderSession() {
-  try {
-    std::free(currVideoDecodeBuffer);
-  } catch (const std::exception& e) {
-    writeStdoutLine("TranscoderSession::destructor[currVideoDecodeBuffer]: ", e);
-  }
-  currVideoDecodeBuffer = nullptr;
-}
-
-uint8_t* TranscoderSession::swapCurrVideoDecodeBuffer(uint8_t* buffer) {
-  uint8_t* previous = currVideoDecodeBuffer;
-  currVideoDecodeBuffer = buffer;
-  return previous;
-}
+// The compressed frames go with the members, before the base deletes the
+// decoder, which reads none of them on its way out.
+TranscoderSession::~TranscoderSession() = default;
 
 uint32_t TranscoderSession::videoDecoderCreate(uint32_t codec, uint32_t implementation, uint32_t newFourCC) {
   return guarded("TranscoderSession::videoDecoderCreate: ", [&]() -> uint32_t {
@@ -229,7 +218,7 @@ uint32_t TranscoderSession::videoDecoderInitialize() {
 
 uint32_t TranscoderSession::videoDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
   return guarded("TranscoderSession::videoDecoderDecodeCodecConfig: ", [&]() -> uint32_t {
-    if (videoDecoder == nullptr) return kFailure;
+    if (videoDecoder == nullptr || videoDecoderCheckLength(length, true) != 0) return kFailure;
     const int result = videoDecoder->decodeCodecConfig(data, offset, length);
     // Both steps run whatever the configuration's outcome.
     for (uint32_t i = 0; i < decoderFrames.getCount(); ++i) {
@@ -244,10 +233,43 @@ uint32_t TranscoderSession::videoDecoderDecodeCodecConfig(uint8_t* data, uint32_
   });
 }
 
+uint32_t TranscoderSession::videoDecoderCheckLength(int64_t length, bool configuration) {
+  return guarded("TranscoderSession::videoDecoderCheckLength: ", [&]() -> uint32_t {
+    const int64_t largest = configuration ? kMaxVideoConfigLength : kMaxVideoFrameLength;
+    if (length <= largest) return 0;
+    std::ostringstream line;
+    line << (configuration ? "TranscoderSession.videoDecoderDecodeCodecConfig[{context}]: configuration"
+                           : "TranscoderSession.videoDecoderAddFrame[{context}]: frame")
+         << " of " << length << " bytes refused: the largest is " << largest;
+    logCollector.logLevel3(kLogContextVideoDecoder, 0, line.str());
+    return kFailure;
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderAddFrame(MallocBlock block, uint32_t length, int64_t timecode,
+                                                 uint32_t frameType) {
+  return guarded("TranscoderSession::videoDecoderAddFrame: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr || videoDecoderCheckLength(length, false) != 0) return kFailure;
+    uint8_t* data = block.get();
+    const size_t waiting = videoDecodeBlocks.count();
+    const uint64_t waitingBytes = videoDecodeBlocks.bytes();
+    if (!videoDecodeBlocks.keep(std::move(block), length, videoDecoder->isInputEmpty())) {
+      std::ostringstream line;
+      line << "TranscoderSession.videoDecoderAddFrame[{context}]: frame of " << length << " bytes refused: "
+           << waiting << " frames of " << waitingBytes << " bytes wait in the decoder (at most "
+           << VideoDecodeBlocks::kMaxFrames << " frames and " << VideoDecodeBlocks::kMaxBytes
+           << " bytes); decode until its input is empty";
+      logCollector.logLevel3(kLogContextVideoDecoder, 0, line.str());
+      return kFailure;
+    }
+    return static_cast<uint32_t>(videoDecoder->addFrame(data, 0, length, timecode, frameType));
+  });
+}
+
 uint32_t TranscoderSession::videoDecoderAddFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode,
                                                  uint32_t frameType) {
   return guarded("TranscoderSession::videoDecoderAddFrame: ", [&]() -> uint32_t {
-    if (videoDecoder == nullptr) return kFailure;
+    if (videoDecoder == nullptr || videoDecoderCheckLength(length, false) != 0) return kFailure;
     return static_cast<uint32_t>(videoDecoder->addFrame(data, offset, length, timecode, frameType));
   });
 }

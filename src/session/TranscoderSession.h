@@ -7,6 +7,7 @@
 
 #include "audio/samples/AudioFrameEncoded.h"
 #include "session/TranscoderSessionBase.h"
+#include "session/VideoDecodeBlocks.h"
 #include "video/encoders/VideoFrameEncoded.h"
 
 namespace cvx {
@@ -19,6 +20,9 @@ class VideoOverlayFrame;
 class TranscoderSession : public TranscoderSessionBase {
  public:
   static constexpr uint32_t kDefaultFourCC = 0x32315659;  // 'YV12'
+  // The longest compressed frame and codec configuration a video decoder takes.
+  static constexpr uint32_t kMaxVideoFrameLength = 32u << 20;
+  static constexpr uint32_t kMaxVideoConfigLength = 1u << 20;
 
   TranscoderSession();
   ~TranscoderSession() override;
@@ -28,10 +32,6 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t getAudioSampleFormat() const { return audioSampleFormat; }
   bool getCUDAAvailable() const { return isCUDAAvailable != 0; }
   bool getQuickSyncAvailable() const { return isQuickSyncAvailable != 0; }
-
-  // Stores the compressed frame the video decoder may still read and returns
-  // the one held before, which the caller frees.
-  uint8_t* swapCurrVideoDecodeBuffer(uint8_t* buffer);
 
   // Codec selection by number. Each returns 0 when an object was made, -1
   // otherwise; an unknown number logs nothing and leaves `index` alone.
@@ -46,10 +46,19 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t videoDecoderBuffersCreate(uint32_t count);
   uint32_t videoDecoderSetGPUID(int gpuId);
   uint32_t videoDecoderInitialize();
+  // 0 when the video decoder takes an input of `length` bytes: a frame up to
+  // kMaxVideoFrameLength, a configuration up to kMaxVideoConfigLength;
+  // otherwise a level-3 line and -1. The boundary asks before it copies.
+  uint32_t videoDecoderCheckLength(int64_t length, bool configuration);
   // Reallocates every decoder frame at the decoder's size and passes the
   // stream's frame rate to every encoder; returns the decoder's answer.
   uint32_t videoDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length);
-  // The bytes stay the caller's until the next call (see swapCurrVideoDecodeBuffer).
+  // Takes the frame's block (`length` bytes), keeps it while the decoder may
+  // read it (see VideoDecodeBlocks) and hands it to the decoder. A frame
+  // beyond what may wait in the decoder is refused: -1 and a level-3 line.
+  uint32_t videoDecoderAddFrame(MallocBlock block, uint32_t length, int64_t timecode, uint32_t frameType);
+  // The same over bytes that stay the caller's until the decoder's input has
+  // run empty (flag 1 of videoDecoderDecode).
   uint32_t videoDecoderAddFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode,
                                 uint32_t frameType);
   // Runs the decoder once; a ready picture lands in decoder frame `bufferIndex`.
@@ -121,7 +130,7 @@ class TranscoderSession : public TranscoderSessionBase {
 
   uint32_t fourcc = kDefaultFourCC;
   uint32_t audioSampleFormat = 2;
-  uint8_t* currVideoDecodeBuffer = nullptr;
+  VideoDecodeBlocks videoDecodeBlocks;
   uint32_t audioFrameHeaderSize = 0;
   uint32_t isCUDAAvailable = 0;
   uint32_t isQuickSyncAvailable = 0;

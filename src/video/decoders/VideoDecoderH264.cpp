@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "platform/videodecoder/VideoDecoderOpen.h"
 
@@ -43,6 +44,13 @@ int VideoDecoderH264::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t
     if (ppsLength == 0 || p + spsLength + 5 > length || ppsLength > length - (p + spsLength + 5)) return 0;
     if (ppsAt + 2 + ppsLength > length) return 0;
 
+    if (bufferList.empty()) {
+      retiredParameterSets.clear();
+    } else if (parameterSetsQueued) {
+      retiredParameterSets.push_back(std::move(sps));
+      retiredParameterSets.push_back(std::move(pps));
+    }
+    parameterSetsQueued = false;
     storeWithStartCode(sps, data + p + 2, spsLength);
     storeWithStartCode(pps, data + ppsAt + 2, ppsLength);
     // Later configurations only change what goes in front of frames.
@@ -63,7 +71,9 @@ int VideoDecoderH264::addFrame(uint8_t* data, uint32_t offset, uint32_t length, 
                                uint32_t frameKind) {
   try {
     localBufferList.clear();
+    if (bufferList.empty()) retiredParameterSets.clear();
     uint32_t position = 0;
+    uint32_t units = 0;
     bool sawAud = false, sawSps = false, sawPps = false;
     int result = 0;
     const uint8_t* frame = data != nullptr ? data + offset : nullptr;
@@ -74,6 +84,12 @@ int VideoDecoderH264::addFrame(uint8_t* data, uint32_t offset, uint32_t length, 
       }
       const uint32_t nalLength = readBigEndian32(frame + position);
       if (nalLength == 0 || nalLength > length - position - 4) {
+        result = -1;
+        break;
+      }
+      if (++units > kMaxNalUnitsPerFrame) {
+        logError("VideoDecoderH264.addFrame[{context}]: more than " + std::to_string(kMaxNalUnitsPerFrame) +
+                 " NAL units in one frame; the rest is dropped");
         result = -1;
         break;
       }
@@ -94,9 +110,11 @@ int VideoDecoderH264::addFrame(uint8_t* data, uint32_t offset, uint32_t length, 
     }
     if (!sawSps && !sps.empty()) {
       bufferList.push_back(byteBlock{sps.data(), static_cast<uint32_t>(sps.size()), frameTimecode, 0});
+      parameterSetsQueued = true;
     }
     if (!sawPps && !pps.empty()) {
       bufferList.push_back(byteBlock{pps.data(), static_cast<uint32_t>(pps.size()), frameTimecode, 0});
+      parameterSetsQueued = true;
     }
     bufferList.insert(bufferList.end(), localBufferList.begin(), localBufferList.end());
     // The label goes on the first queued block: the frame's first byte when

@@ -11,6 +11,10 @@ namespace cvx {
 // not bring its own. Codec number 7.
 class VideoDecoderH264 : public VideoDecoderStreamBase {
  public:
+  // NAL units taken from one frame; real pictures have a few hundred slices
+  // at most, and each unit costs two queued spans.
+  static constexpr uint32_t kMaxNalUnitsPerFrame = 16384;
+
   VideoDecoderH264();
   // A decoder over another stream, for tests of what is passed to it.
   explicit VideoDecoderH264(StreamOpener opener);
@@ -24,6 +28,10 @@ class VideoDecoderH264 : public VideoDecoderStreamBase {
 
  private:
   std::vector<byteBlock> localBufferList;
+  // Parameter sets that a later configuration replaced while spans of them
+  // were still queued: they live until the queue has run empty.
+  std::vector<std::vector<uint8_t>> retiredParameterSets;
+  bool parameterSetsQueued = false;
 };
 
 }  // namespace cvx
