@@ -2,16 +2,16 @@
 
 #include <sstream>
 
+#include "hardware/QuickSyncProbe.h"
 #include "logging/ILogger.h"
 
 namespace cvx {
 
 namespace {
 
-// This build binds neither the NVIDIA runtime nor a Media SDK dispatcher, so
-// both probes answer false and every session runs on the software codecs.
+// This build does not bind the NVIDIA runtime: sessions run on the software
+// codecs and on Quick Sync where the Media SDK probe finds it.
 bool isCUDAAvailable() { return false; }
-bool isQuickSyncAvailable() { return false; }
 
 }  // namespace
 

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
+#include "video/decoders/ByteBlock.h"
 #include "video/decoders/IVideoDecoder.h"
 #include "parameters/ParameterTargetDefaults.h"
 
@@ -46,6 +48,18 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
   void logInfo(const std::string& statement);
   void logError(const std::string& statement);
 
+  // Reads an H.264 decoder configuration record at data + offset and keeps
+  // its first SPS and first PPS, each behind a start code. False, keeping
+  // what was held, for a record that does not hold both.
+  bool readConfigurationRecord(const uint8_t* data, uint32_t offset, uint32_t length);
+  // Queues one frame of length-prefixed NAL units as start-code spans onto
+  // `queue`, with an access unit delimiter, the SPS and the PPS in front where
+  // the frame brings none of its own; the block at the queue's front takes
+  // the frame type. The payload stays the caller's. Returns 0, or -1 when a
+  // length runs past the frame (what came before it is queued).
+  int queueLengthPrefixedFrame(std::deque<byteBlock>& queue, const uint8_t* data, uint32_t offset, uint32_t length,
+                               int64_t timecode, uint32_t frameType);
+
   uint32_t codec = 0xFFFFFFFFu;
   uint32_t width = 0;
   uint32_t height = 0;
@@ -58,6 +72,8 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
   // The parameter sets of the last configuration, each behind a start code.
   std::vector<uint8_t> sps;
   std::vector<uint8_t> pps;
+  // The NAL units of the frame being queued, reused from frame to frame.
+  std::vector<byteBlock> localBufferList;
   ILogger* logger = nullptr;
   uint32_t parseOptions = 1;
 };
