@@ -198,6 +198,21 @@ bool Decoder::sizeChanged(const uint8_t* data, std::size_t size) const {
          seen.mfx.FrameInfo.CropH != initParams.mfx.FrameInfo.CropH;
 }
 
+void Decoder::send(const uint8_t* data, std::size_t size, int64_t pts) {
+  headers.insert(headers.end(), data, data + size);
+  bool slice = false;
+  for (std::size_t i = 0; i + 3 < size && !slice; ++i) {
+    const int type = data[i + 3] & 31;
+    slice = data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1 && (type == 1 || type == 5);
+  }
+  if (!slice || av_new_packet(packet, static_cast<int>(headers.size())) != 0) return;
+  std::memcpy(packet->data, headers.data(), headers.size());
+  packet->pts = pts;
+  avcodec_send_packet(context, packet);
+  av_packet_unref(packet);
+  headers.clear();
+}
+
 void Decoder::drain() {
   for (;;) {
     AVFrame* frame = av_frame_alloc();
@@ -217,12 +232,16 @@ mfxStatus Decoder::decode(mfxBitstream* bs, mfxFrameSurface1* work, mfxFrameSurf
     const uint8_t* data = bs->Data + bs->DataOffset;
     // As the SDK does: a new size needs new surfaces, which it cannot have.
     if (sizeChanged(data, bs->DataLength)) return MFX_ERR_INCOMPATIBLE_VIDEO_PARAM;
-    if (av_new_packet(packet, static_cast<int>(bs->DataLength)) == 0) {
-      std::memcpy(packet->data, data, bs->DataLength);
-      packet->pts = static_cast<int64_t>(bs->TimeStamp);
-      avcodec_send_packet(context, packet);
-      av_packet_unref(packet);
+    // One packet an access unit, as the SDK parses them: each begins at a delimiter.
+    std::size_t begin = 0;
+    for (std::size_t i = 1; i + 4 < bs->DataLength; ++i) {
+      if (data[i] == 0 && data[i + 1] == 0 && data[i + 2] == 1 && (data[i + 3] & 31) == 9) {
+        const std::size_t start = data[i - 1] == 0 ? i - 1 : i;
+        send(data + begin, start - begin, static_cast<int64_t>(bs->TimeStamp));
+        begin = start;
+      }
     }
+    send(data + begin, bs->DataLength - begin, static_cast<int64_t>(bs->TimeStamp));
     bs->DataOffset += bs->DataLength;
     bs->DataLength = 0;
   }

@@ -35,11 +35,14 @@ class Decoder {
 
  private:
   bool sizeChanged(const uint8_t* data, std::size_t size) const;
+  // Sends one access unit, with the units before it that held no slice.
+  void send(const uint8_t* data, std::size_t size, int64_t pts);
   void drain();
 
   mfxVideoParam initParams;
   AVCodecContext* context = nullptr;
   AVPacket* packet = nullptr;
+  std::vector<uint8_t> headers;  // parameter sets waiting for a slice
   std::deque<AVFrame*> ready;
 };
 

@@ -121,8 +121,8 @@ int VideoDecoderH264IntelQuickSync::addFrame(uint8_t* data, uint32_t offset, uin
   return guarded("VideoDecoderH264IntelQuickSync::addFrame: ", [&] {
     bufferList.clear();
     const int result = queueLengthPrefixedFrame(bufferList, data, offset, length, frameTimecode, frameKind);
-    // An inert decoder has no bitstream to fill.
-    if (bitstream.Data == nullptr) {
+    // An inert decoder has no bitstream to fill, a stopped one no use for it.
+    if (bitstream.Data == nullptr || stopped) {
       bufferList.clear();
       return result;
     }
@@ -242,23 +242,22 @@ int VideoDecoderH264IntelQuickSync::outputIndex() const {
   return -1;
 }
 
-int VideoDecoderH264IntelQuickSync::decode(uint32_t& flags) {
-  flags = 0;
+bool VideoDecoderH264IntelQuickSync::runRounds(uint32_t& flags) {
   for (int round = 0; round < kMaxRounds; ++round) {
-    if (lastStatus < 0 && lastStatus != MFX_ERR_MORE_DATA && lastStatus != MFX_ERR_MORE_SURFACE) break;
+    if (lastStatus < 0 && lastStatus != MFX_ERR_MORE_DATA && lastStatus != MFX_ERR_MORE_SURFACE) return true;
     if (lastStatus == MFX_WRN_DEVICE_BUSY) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     if (lastStatus == MFX_ERR_NONE || lastStatus == MFX_ERR_MORE_SURFACE) {
       currentSurface = static_cast<uint16_t>(findFreeSurface());
       if (currentSurface == kNoSurface) {
         logError("TranscoderSession.decode[{context}]: INVALID_SURF_IDX");
-        break;
+        return true;
       }
     }
     if (lastStatus == MFX_ERR_MORE_DATA) {
-      if (stagedLength == 0) break;
+      if (stagedLength == 0) return true;
       fillBitstream();
     }
-    if (decoder == nullptr || currentSurface >= surfaces.size()) break;
+    if (decoder == nullptr || currentSurface >= surfaces.size()) return true;
     mfxSyncPoint syncPoint = nullptr;
     outputSurface = nullptr;
     lastStatus = decoder->DecodeFrameAsync(&bitstream, &surfaces[currentSurface], &outputSurface, &syncPoint);
@@ -267,7 +266,30 @@ int VideoDecoderH264IntelQuickSync::decode(uint32_t& flags) {
     if (lastStatus != MFX_ERR_NONE) continue;
     if (outputIndex() >= 0) {
       flags |= kDecodePictureReady | kDecodeParserStopped;
-      break;
+      return true;
+    }
+  }
+  return false;
+}
+
+void VideoDecoderH264IntelQuickSync::stop(const std::string& why) {
+  stopped = true;
+  bitstream.DataOffset = 0;
+  bitstream.DataLength = 0;
+  stagedAt = 0;
+  stagedLength = 0;
+  outputSurface = nullptr;
+  logError("VideoDecoderH264IntelQuickSync.decode[{context}]: decoding stopped: " + why);
+}
+
+int VideoDecoderH264IntelQuickSync::decode(uint32_t& flags) {
+  flags = 0;
+  if (!stopped) {
+    const bool settled = runRounds(flags);
+    if (!settled) {
+      stop("no progress in " + std::to_string(kMaxRounds) + " rounds, last status " + std::to_string(lastStatus));
+    } else if (lastStatus < 0 && lastStatus != MFX_ERR_MORE_DATA && lastStatus != MFX_ERR_MORE_SURFACE) {
+      stop("status " + std::to_string(lastStatus));
     }
   }
   if (isInputEmpty()) flags |= kDecodeInputEmpty;

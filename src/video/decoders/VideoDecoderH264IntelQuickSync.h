@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "mfxutils/MFXVideoDECODE.h"
@@ -36,9 +37,9 @@ class VideoDecoderH264IntelQuickSync : public VideoDecoderBase {
   // The largest picture, in each direction.
   static constexpr mfx::mfxU16 kMaxDimension = 16384;
   static constexpr mfx::mfxU32 kSyncWaitMs = 60000;
-  // A decode call gives the SDK at most this many rounds (a device that stays
-  // busy for a second, say) and leaves the rest to the next call.
-  static constexpr int kMaxRounds = 1000;
+  // A decode call that gives the SDK this many rounds without settling (a
+  // device busy for ten seconds, warnings that never end) stops decoding.
+  static constexpr int kMaxRounds = 10000;
   // Frame types of pictures that never come out are forgotten past this many.
   static constexpr std::size_t kMaxFrameTypes = 256;
   static constexpr uint16_t kNoSurface = 0xFFFF;
@@ -62,6 +63,7 @@ class VideoDecoderH264IntelQuickSync : public VideoDecoderBase {
   bool isInputEmpty() override;
 
   bool hasSession() const { return sessionOpen; }
+  bool hasStopped() const { return stopped; }
   int32_t getLastStatus() const { return lastStatus; }
   std::size_t getSurfaceCount() const { return surfaces.size(); }
   const mfx::mfxBitstream& getBitstream() const { return bitstream; }
@@ -77,6 +79,11 @@ class VideoDecoderH264IntelQuickSync : public VideoDecoderBase {
   void fillBitstream();
   void setUpSurfaces(mfx::mfxU16 suggested);
   int findFreeSurface() const;
+  // The rounds of one decode call; false when they ran out.
+  bool runRounds(uint32_t& flags);
+  // Decoding has ended for good: what the SDK was given and what waits for it
+  // is let go, so that the host sees its input consumed and moves on.
+  void stop(const std::string& why);
   // The surface the SDK handed out, when it is one of ours.
   int outputIndex() const;
 
@@ -104,6 +111,7 @@ class VideoDecoderH264IntelQuickSync : public VideoDecoderBase {
   mfx::mfxFrameAllocResponse allocResponse{};
   uint16_t currentSurface = 0;
   int32_t lastStatus = 0;
+  bool stopped = false;
   mfx::mfxFrameSurface1* outputSurface = nullptr;
 };
 
