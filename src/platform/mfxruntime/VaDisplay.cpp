@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "platform/mfxruntime/RuntimeLibrary.h"
+
 namespace cvx {
 
 namespace {
@@ -25,6 +27,32 @@ Function bind(const RuntimeLibrary& library, const char* name) {
   return reinterpret_cast<Function>(library.symbol(name));
 }
 
+// libva's entry points, bound at the first display and kept for the process.
+struct Libva {
+  Libva() {
+    if (!libva.open("libva.so.2") || !libvaDrm.open("libva-drm.so.2")) return;
+    getDisplay = bind<decltype(&vaGetDisplayDRM)>(libvaDrm, "vaGetDisplayDRM");
+    initialize = bind<decltype(&vaInitialize)>(libva, "vaInitialize");
+    terminate = bind<decltype(&vaTerminate)>(libva, "vaTerminate");
+    setErrorCallback = bind<decltype(&vaSetErrorCallback)>(libva, "vaSetErrorCallback");
+    setInfoCallback = bind<decltype(&vaSetInfoCallback)>(libva, "vaSetInfoCallback");
+  }
+  bool usable() const { return getDisplay != nullptr && initialize != nullptr && terminate != nullptr; }
+
+  RuntimeLibrary libva;
+  RuntimeLibrary libvaDrm;
+  decltype(&vaGetDisplayDRM) getDisplay = nullptr;
+  decltype(&vaInitialize) initialize = nullptr;
+  decltype(&vaTerminate) terminate = nullptr;
+  decltype(&vaSetErrorCallback) setErrorCallback = nullptr;
+  decltype(&vaSetInfoCallback) setInfoCallback = nullptr;
+};
+
+const Libva& libva() {
+  static const Libva* bound = new Libva();
+  return *bound;
+}
+
 int openFirstRenderNode() {
   for (int n = kFirstRenderNode; n <= kLastRenderNode; ++n) {
     const std::string path = "/dev/dri/renderD" + std::to_string(n);
@@ -38,34 +66,20 @@ int openFirstRenderNode() {
 
 bool VaDisplay::open() {
   close();
-  if (!libva.open("libva.so.2") || !libvaDrm.open("libva-drm.so.2")) {
-    close();
-    return false;
-  }
-  const auto getDisplay = bind<decltype(&vaGetDisplayDRM)>(libvaDrm, "vaGetDisplayDRM");
-  const auto initialize = bind<decltype(&vaInitialize)>(libva, "vaInitialize");
-  const auto terminate = bind<decltype(&vaTerminate)>(libva, "vaTerminate");
-  const auto setErrorCallback = bind<decltype(&vaSetErrorCallback)>(libva, "vaSetErrorCallback");
-  const auto setInfoCallback = bind<decltype(&vaSetInfoCallback)>(libva, "vaSetInfoCallback");
-  if (getDisplay == nullptr || initialize == nullptr || terminate == nullptr) {
-    close();
-    return false;
-  }
+  const Libva& va = libva();
+  if (!va.usable()) return false;
   node = openFirstRenderNode();
-  if (node < 0) {
-    close();
-    return false;
-  }
-  display = getDisplay(node);
+  if (node < 0) return false;
+  display = va.getDisplay(node);
   if (display == nullptr) {
     close();
     return false;
   }
-  if (setErrorCallback != nullptr) setErrorCallback(display, &dropMessage, nullptr);
-  if (setInfoCallback != nullptr) setInfoCallback(display, &dropMessage, nullptr);
+  if (va.setErrorCallback != nullptr) va.setErrorCallback(display, &dropMessage, nullptr);
+  if (va.setInfoCallback != nullptr) va.setInfoCallback(display, &dropMessage, nullptr);
   int major = 0;
   int minor = 0;
-  if (!succeeded(initialize(display, &major, &minor))) {
+  if (!succeeded(va.initialize(display, &major, &minor))) {
     close();
     return false;
   }
@@ -75,16 +89,13 @@ bool VaDisplay::open() {
 void VaDisplay::close() {
   if (display != nullptr) {
     // A display that failed to initialise is terminated too: that frees it.
-    const auto terminate = bind<decltype(&vaTerminate)>(libva, "vaTerminate");
-    if (terminate != nullptr) terminate(display);
+    libva().terminate(display);
     display = nullptr;
   }
   if (node >= 0) {
     ::close(node);
     node = -1;
   }
-  libvaDrm.close();
-  libva.close();
 }
 
 }  // namespace cvx

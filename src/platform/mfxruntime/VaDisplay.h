@@ -1,13 +1,13 @@
 #pragma once
 
-#include "platform/mfxruntime/RuntimeLibrary.h"
-
 namespace cvx {
 
 // libva's DRM display on the first render node, which a Media SDK hardware
 // runtime on this platform needs before any of its components starts. libva
-// is bound late like the runtime; its messages are dropped instead of going
-// to the host's standard error. Closed with this object.
+// is bound late like the runtime, once for the process (every hardware
+// session wants it, and it is cheaper kept than loaded again); its messages
+// are dropped instead of going to the host's standard error. The display and
+// its node are closed with this object.
 class VaDisplay {
  public:
   VaDisplay() = default;
@@ -25,8 +25,6 @@ class VaDisplay {
   void close();
 
  private:
-  RuntimeLibrary libva;
-  RuntimeLibrary libvaDrm;
   int node = -1;
   void* display = nullptr;
 };

@@ -171,7 +171,8 @@ class VideoCodecsTest extends NativeTestBase {
         }
     }
 
-    Run transcode(Source source, int rungs) {
+    /** Runs every frame through the decoder and every rung of `session`; shared with the Quick Sync tests. */
+    static Run transcode(long session, Source source, int rungs) {
         Run run = new Run();
         for (int r = 0; r < rungs; r++) {
             run.packets.add(new ArrayList<>());
@@ -253,7 +254,7 @@ class VideoCodecsTest extends NativeTestBase {
     /** Source -> one H.264 rendition at its own size, zero latency: every picture comes straight out. */
     void decodeAndReencode(String name, int codec, Path file, Source source, Rung rung) throws Exception {
         build(codec, new Rung[] {rung}, 0, false);
-        Run run = transcode(source, 1);
+        Run run = transcode(session, source, 1);
         int held = source.frames().size() - run.pictureTimes.size();
         assertTrue(held >= 0 && held <= 2, name + ": pictures held back " + held);
         List<TranscoderPacket> out = run.packets.get(0);
@@ -340,7 +341,7 @@ class VideoCodecsTest extends NativeTestBase {
         assertTrue(sourceKeys.size() >= 5, "key frames in the source: " + sourceKeys);
         System.out.println("source starts at " + inputTimes.first() + " ms, key frames " + sourceKeys);
         build(7, LADDER, 2, true);
-        Run run = transcode(new Source(clip.config, frames), LADDER.length);
+        Run run = transcode(session, new Source(clip.config, frames), LADDER.length);
 
         // The decoder holds its reordering window at the end; the pictures it
         // gave are the earliest input timecodes.
