@@ -156,17 +156,12 @@ mfxStatus SysMemFrameAllocator::LockFrame(mfxMemId mid, mfxFrameData* data) {
       setPitch(*data, 2 * w);
       break;
     case MFX_FOURCC_RGB3:
-      data->Y = y;
-      data->U = y + 1;
-      data->V = y + 2;
-      setPitch(*data, 3 * w);
-      break;
     case MFX_FOURCC_RGB4:
       data->Y = y;
       data->U = y + 1;
       data->V = y + 2;
-      data->A = y + 3;
-      setPitch(*data, 4 * w);
+      if (info.FourCC == MFX_FOURCC_RGB4) data->A = y + 3;
+      setPitch(*data, bitsPerPixel(info.FourCC) / 8 * w);
       break;
     default:
       bufferAllocator->UnlockBuffer(mid);

@@ -20,6 +20,18 @@ namespace {
 using namespace mfx;
 using test::H264Clip;
 
+// One filler unit of `size` bytes behind its length.
+std::vector<uint8_t> fillerFrame(size_t size) {
+  std::vector<uint8_t> frame(size, 0x5A);
+  const auto payload = static_cast<uint32_t>(size - 4);
+  frame[0] = static_cast<uint8_t>(payload >> 24);
+  frame[1] = static_cast<uint8_t>(payload >> 16);
+  frame[2] = static_cast<uint8_t>(payload >> 8);
+  frame[3] = static_cast<uint8_t>(payload);
+  frame[4] = 0x0C;  // filler data
+  return frame;
+}
+
 struct Picture {
   int64_t timecode;
   int32_t frameType;
@@ -317,24 +329,12 @@ TEST_F(QuickSyncDecoderTest, LargeFramesGrowTheBitstreamUpToItsLimit) {
   const H264Clip& clip = clipWithoutBFrames();
   open();
   configure(clip);
-  std::vector<uint8_t> large(600000, 0x5A);
-  const uint32_t payload = static_cast<uint32_t>(large.size() - 4);
-  large[0] = static_cast<uint8_t>(payload >> 24);
-  large[1] = static_cast<uint8_t>(payload >> 16);
-  large[2] = static_cast<uint8_t>(payload >> 8);
-  large[3] = static_cast<uint8_t>(payload);
-  large[4] = 0x0C;  // filler data
+  std::vector<uint8_t> large = fillerFrame(600000);
   EXPECT_EQ(decoder->addFrame(large.data(), 0, static_cast<uint32_t>(large.size()), 0, 2), 0);
   EXPECT_GT(decoder->getBitstream().MaxLength, VideoDecoderH264IntelQuickSync::kBitstreamBytes);
   drain();
 
-  std::vector<uint8_t> tooLarge(VideoDecoderH264IntelQuickSync::kMaxBitstreamBytes + 8, 0x5A);
-  const uint32_t longPayload = static_cast<uint32_t>(tooLarge.size() - 4);
-  tooLarge[0] = static_cast<uint8_t>(longPayload >> 24);
-  tooLarge[1] = static_cast<uint8_t>(longPayload >> 16);
-  tooLarge[2] = static_cast<uint8_t>(longPayload >> 8);
-  tooLarge[3] = static_cast<uint8_t>(longPayload);
-  tooLarge[4] = 0x0C;
+  std::vector<uint8_t> tooLarge = fillerFrame(VideoDecoderH264IntelQuickSync::kMaxBitstreamBytes + 8);
   EXPECT_EQ(decoder->addFrame(tooLarge.data(), 0, static_cast<uint32_t>(tooLarge.size()), 40, 2), -1);
   const std::vector<std::string> faults = lines(3);
   ASSERT_EQ(faults.size(), 1u);
