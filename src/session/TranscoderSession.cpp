@@ -65,7 +65,9 @@ Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementat
     case kVideoCodecH264:
       // Quick Sync is made whatever the probe found: without it, its
       // initialize opens no session and the decoder stays inert.
-      if (implementation == kVideoImplementationQuickSync) return quickSyncDecoder(mfx::MFX_IMPL_AUTO, "H.264: QuickSync");
+      if (implementation == kVideoImplementationQuickSync) {
+        return quickSyncDecoder(mfx::MFX_IMPL_AUTO, "H.264: QuickSync");
+      }
       if (implementation == kVideoDecoderImplementationQuickSyncSoftware) {
         return quickSyncDecoder(mfx::MFX_IMPL_SOFTWARE, "H.264: QuickSync(software)");
       }

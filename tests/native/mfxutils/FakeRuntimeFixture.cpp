@@ -8,6 +8,12 @@
 
 namespace cvx::test {
 
+namespace {
+// The units do not depend on the machine's runtime: unless the run names one,
+// sessions find none, and a test that wants the platform's runtimes asks.
+const bool kNoRuntimeByDefault = setenv(kMfxRuntimeVariable, kNoRuntime, 0) == 0;
+}  // namespace
+
 RuntimeSelection::RuntimeSelection(const char* file) {
   const char* value = std::getenv(kMfxRuntimeVariable);
   hadValue = value != nullptr;
