@@ -281,8 +281,9 @@ TEST_F(SysMemFrameAllocatorTest, AnOwnBufferAllocatorGoesWithCloseAndTheRecordRe
   }
   // The shared frames are still held: close lets go of them and of the buffer
   // allocator (LeakSanitizer checks the rest), and a lock then has no allocator.
+  const mfxMemId sharedFrame = b.mids[0];
   EXPECT_EQ(own.Close(), MFX_ERR_NONE);
-  EXPECT_EQ(own.LockFrame(b.mids[0], &data), MFX_ERR_NOT_INITIALIZED);
+  EXPECT_EQ(own.LockFrame(sharedFrame, &data), MFX_ERR_NOT_INITIALIZED);
 }
 
 // The bookkeeping of the base class, under a type check that lets requests

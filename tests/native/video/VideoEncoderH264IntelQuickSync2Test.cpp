@@ -344,6 +344,13 @@ TEST_F(QuickSyncEncoderTest, KeyFramesWithAFourByteSeiAndFramesWithoutOne) {
 }
 
 TEST_F(QuickSyncEncoderTest, FramesTheStagingFrameCannotTakeNeverReachTheSdk) {
+  {
+    Encoder uninitialised;
+    ASSERT_TRUE(uninitialised.hasSession());
+    VideoFrameBuffer frame;
+    frame.allocBuffer(kWidth, kHeight, kFourCCYV12);
+    EXPECT_EQ(uninitialised.addFrame(frame, 1), -1) << "no encoder before initialize";
+  }
   make();
   VideoFrameBuffer empty;
   EXPECT_EQ(encoder->addFrame(empty, 1), -1);
