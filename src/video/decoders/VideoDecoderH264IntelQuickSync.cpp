@@ -32,20 +32,17 @@ VideoDecoderH264IntelQuickSync::~VideoDecoderH264IntelQuickSync() noexcept(false
 int VideoDecoderH264IntelQuickSync::initialize() {
   // The label is the encoder's; hosts may match on it.
   return guarded("VideoEncoderH264IntelQuickSync2::initialize: ", [&] {
-    if (sessionOpen) return 0;
-    session = nullptr;
-    const mfxStatus status = MFXInit(implementation, nullptr, &session);
+    if (session != nullptr) return 0;
+    mfxSession opened = nullptr;
+    const mfxStatus status = MFXInit(implementation, nullptr, &opened);
     // Without a runtime the decoder stays inert; the call does not say so.
-    if (status < MFX_ERR_NONE || session == nullptr) {
-      session = nullptr;
-      return 0;
-    }
-    sessionOpen = true;
+    if (status < MFX_ERR_NONE || opened == nullptr) return 0;
+    session.reset(opened);
     mfxIMPL impl = MFX_IMPL_AUTO;
-    MFXQueryIMPL(session, &impl);
+    MFXQueryIMPL(session.get(), &impl);
     logInfo(std::string("VideoDecoderH264IntelQuickSync.initialize[{context}]: Create video decoder: ") +
             (implBaseType(impl) == MFX_IMPL_SOFTWARE ? "Software" : "Hardware"));
-    decoder = std::make_unique<MFXVideoDECODE>(session);
+    decoder = std::make_unique<MFXVideoDECODE>(session.get());
     videoParam.mfx.CodecId = MFX_CODEC_AVC;
     bitstreamBlock = std::make_unique<uint8_t[]>(kBitstreamBytes);
     bitstream.Data = bitstreamBlock.get();
@@ -74,11 +71,7 @@ int VideoDecoderH264IntelQuickSync::close() {
     surfaces.clear();
     lockedPlanes.clear();
     outputSurface = nullptr;
-    if (sessionOpen) {
-      sessionOpen = false;
-      MFXClose(session);
-    }
-    session = nullptr;
+    session.reset();
     videoParam = mfxVideoParam{};
     return 0;
   });
@@ -262,7 +255,7 @@ bool VideoDecoderH264IntelQuickSync::runRounds(uint32_t& flags) {
     outputSurface = nullptr;
     lastStatus = decoder->DecodeFrameAsync(&bitstream, &surfaces[currentSurface], &outputSurface, &syncPoint);
     if (lastStatus > MFX_ERR_NONE && syncPoint != nullptr) lastStatus = MFX_ERR_NONE;
-    if (lastStatus == MFX_ERR_NONE) lastStatus = MFXVideoCORE_SyncOperation(session, syncPoint, kSyncWaitMs);
+    if (lastStatus == MFX_ERR_NONE) lastStatus = MFXVideoCORE_SyncOperation(session.get(), syncPoint, kSyncWaitMs);
     if (lastStatus != MFX_ERR_NONE) continue;
     if (outputIndex() >= 0) {
       flags |= kDecodePictureReady | kDecodeParserStopped;

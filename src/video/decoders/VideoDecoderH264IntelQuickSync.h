@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mfxutils/MFXVideoDECODE.h"
+#include "mfxutils/MfxHandles.h"
 #include "mfxutils/SysMemFrameAllocator.h"
 #include "platform/mfxruntime/MfxApi.h"
 #include "video/decoders/ByteBlock.h"
@@ -62,7 +63,7 @@ class VideoDecoderH264IntelQuickSync : public VideoDecoderBase {
   // handed over do not count.
   bool isInputEmpty() override;
 
-  bool hasSession() const { return sessionOpen; }
+  bool hasSession() const { return session != nullptr; }
   bool hasStopped() const { return stopped; }
   int32_t getLastStatus() const { return lastStatus; }
   std::size_t getSurfaceCount() const { return surfaces.size(); }
@@ -91,8 +92,7 @@ class VideoDecoderH264IntelQuickSync : public VideoDecoderBase {
   std::map<uint64_t, uint32_t> frameTypes;
   bool logDecodeInfo = true;
   bool firstConfig = true;
-  mfx::mfxSession session = nullptr;
-  bool sessionOpen = false;
+  MfxSessionPtr session;
   mfx::mfxIMPL implementation = mfx::MFX_IMPL_AUTO;
   std::unique_ptr<MFXVideoDECODE> decoder;
   mfx::mfxVideoParam videoParam{};

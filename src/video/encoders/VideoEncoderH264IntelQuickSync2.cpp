@@ -80,7 +80,9 @@ VideoEncoderH264IntelQuickSync2::VideoEncoderH264IntelQuickSync2() {
   codec = 7;
   guarded("VideoEncoderH264IntelQuickSync2::constructor: ", [&] {
     // Not tested: without a session every operation does nothing or fails softly.
-    MFXInit(MFX_IMPL_AUTO, nullptr, &session);
+    mfxSession opened = nullptr;
+    MFXInit(MFX_IMPL_AUTO, nullptr, &opened);
+    session.reset(opened);
   });
 }
 
@@ -91,8 +93,7 @@ VideoEncoderH264IntelQuickSync2::~VideoEncoderH264IntelQuickSync2() noexcept(fal
       encoder.reset();
     }
     bitstreamBlock.reset();
-    if (session != nullptr) MFXClose(session);
-    session = nullptr;
+    session.reset();
     // Frames the host never took are ours to free.
     for (VideoFrameEncoded& frame : encodedFrames) std::free(frame.buffer);
     encodedFrames.clear();
@@ -179,10 +180,10 @@ int VideoEncoderH264IntelQuickSync2::initialize() {
     surface.Info = encodeParams.mfx.FrameInfo;
     if (session == nullptr || encoder != nullptr) return 0;
     mfxIMPL impl = MFX_IMPL_AUTO;
-    MFXQueryIMPL(session, &impl);
+    MFXQueryIMPL(session.get(), &impl);
     logInfo(std::string("VideoEncoderH264IntelQuickSync2.initialize[{context}]: Create video encoder: ") +
             (implBaseType(impl) == MFX_IMPL_SOFTWARE ? "Software" : "Hardware"));
-    encoder.reset(new (std::nothrow) MFXVideoENCODE(session));
+    encoder.reset(new (std::nothrow) MFXVideoENCODE(session.get()));
     if (encoder == nullptr) {
       logError("VideoEncoderH264IntelQuickSync2.initialize[{context}]: Encoder creation failed");
       return 0;
@@ -250,7 +251,7 @@ int VideoEncoderH264IntelQuickSync2::addFrame(VideoFrameBuffer& frame, uint32_t 
     }
 
     bool synced = false;
-    if (syncPoint != nullptr && MFXVideoCORE_SyncOperation(session, syncPoint, kSyncWaitMs) == MFX_ERR_NONE) {
+    if (syncPoint != nullptr && MFXVideoCORE_SyncOperation(session.get(), syncPoint, kSyncWaitMs) == MFX_ERR_NONE) {
       syncPoint = nullptr;
       synced = true;
     }

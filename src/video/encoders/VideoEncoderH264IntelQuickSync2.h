@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "mfxutils/MFXVideoENCODE.h"
+#include "mfxutils/MfxHandles.h"
 #include "platform/mfxruntime/MfxApi.h"
 #include "video/encoders/VideoEncoderBase.h"
 #include "video/frames/VideoFrameBuffer.h"
@@ -66,7 +67,7 @@ class VideoEncoderH264IntelQuickSync2 : public VideoEncoderBase {
   bool keyFrameFollow = false;
   // Milliseconds a frame lasts at the set rate.
   uint64_t frameDuration = 0;
-  mfx::mfxSession session = nullptr;
+  MfxSessionPtr session;
   mfx::mfxVideoParam encodeParams{};
   std::unique_ptr<MFXVideoENCODE> encoder;
   mfx::mfxBitstream bitstream{};
