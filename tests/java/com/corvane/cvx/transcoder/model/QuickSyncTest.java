@@ -118,22 +118,7 @@ class QuickSyncTest extends NativeTestBase {
             new VideoCodecsTest.Rung(320, 240, 600_000), new VideoCodecsTest.Rung(160, 120, 250_000),
         };
 
-        assertEquals(0L, lib.videoDecoderCreate(session, H264, QUICK_SYNC));
-        assertEquals(0L, lib.videoDecoderBuffersCreate(session, 1));
-        assertEquals(0L, lib.videoDecoderInitialize(session));
-        assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
-        for (int r = 0; r < ladder.length; r++) {
-            TranscoderLongByReference item = new TranscoderLongByReference(-1);
-            assertEquals(0L, lib.videoEncoderBufferAdd(session, ladder[r].width(), ladder[r].height(), 3, item));
-            TranscoderLongByReference encoder = new TranscoderLongByReference(-1);
-            assertEquals(0L, lib.videoEncoderAdd(session, H264, QUICK_SYNC, encoder));
-            assertEquals(0L, lib.videoEncoderSetDefaults(session, r, 2, 0));
-            assertEquals(0L, lib.videoEncoderSetFrameSize(session, r, ladder[r].width(), ladder[r].height()));
-            assertEquals(0L, lib.videoEncoderSetFrameRate(session, r, 25.0));
-            assertEquals(0L, lib.videoEncoderSetBitrate(session, r, ladder[r].bitrate()));
-            assertEquals(0L, lib.videoEncoderSetKeyFrameFollow(session, r, true));
-            assertEquals(0L, lib.videoEncoderInitialize(session, r));
-        }
+        VideoCodecsTest.build(session, H264, QUICK_SYNC, ladder, 2, true);
         List<String> log = statements();
         for (String line : List.of(
                 "TranscoderSession.videoDecoderCreate[{context}]: Create video decoder: H.264: QuickSync",

@@ -150,7 +150,13 @@ class VideoCodecsTest extends NativeTestBase {
 
     /** Decoder, one buffer set with a rendition per rung, and one H.264 encoder per rung. */
     void build(int codec, Rung[] rungs, long family, boolean keyFrameFollow) {
-        assertEquals(0L, lib.videoDecoderCreate(session, codec, 0));
+        build(session, codec, 0, rungs, family, keyFrameFollow);
+    }
+
+    /** The same with the decoder's and the encoders' implementation number; shared with the Quick Sync tests. */
+    static void build(long session, int codec, int implementation, Rung[] rungs, long family,
+            boolean keyFrameFollow) {
+        assertEquals(0L, lib.videoDecoderCreate(session, codec, implementation));
         assertEquals(0L, lib.videoDecoderBuffersCreate(session, 1));
         assertEquals(0L, lib.videoDecoderInitialize(session));
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
@@ -158,7 +164,7 @@ class VideoCodecsTest extends NativeTestBase {
             TranscoderLongByReference item = new TranscoderLongByReference(-1);
             assertEquals(0L, lib.videoEncoderBufferAdd(session, rungs[r].width(), rungs[r].height(), 3, item));
             TranscoderLongByReference encoder = new TranscoderLongByReference(-1);
-            assertEquals(0L, lib.videoEncoderAdd(session, H264, 0, encoder));
+            assertEquals(0L, lib.videoEncoderAdd(session, H264, implementation, encoder));
             assertEquals(r, encoder.value);
             assertEquals(0L, lib.videoEncoderSetDefaults(session, r, family, 2));
             assertEquals(0L, lib.videoEncoderSetFrameSize(session, r, rungs[r].width(), rungs[r].height()));
