@@ -3,17 +3,10 @@
 #include <sstream>
 
 #include "hardware/NVidiaCUDAUtils.h"
+#include "hardware/QuickSyncProbe.h"
 #include "logging/ILogger.h"
 
 namespace cvx {
-
-namespace {
-
-// This build binds no Media SDK dispatcher: the probe answers false and
-// H.264 runs on the software encoder.
-bool isQuickSyncAvailable() { return false; }
-
-}  // namespace
 
 HardwareAvailability probeHardware(ILogger& logger) {
   HardwareAvailability found;

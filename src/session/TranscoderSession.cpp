@@ -20,9 +20,11 @@
 #include "logging/StdoutLine.h"
 #include "media/CodecNumbers.h"
 #include "video/decoders/VideoDecoderH264.h"
+#include "video/decoders/VideoDecoderH264IntelQuickSync.h"
 #include "video/decoders/VideoDecoderMP2.h"
 #include "video/decoders/VideoDecoderMP4.h"
 #include "video/encoders/VideoEncoderH264.h"
+#include "video/encoders/VideoEncoderH264IntelQuickSync2.h"
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
 #include "video/encoders/VideoEncoderVPX.h"
 #include "video/frames/VideoFrameBuffer.h"
@@ -49,6 +51,12 @@ Selection<IVideoDecoder> numbered(uint32_t codec, const char* words) {
   return {std::move(decoder), words};
 }
 
+Selection<IVideoDecoder> quickSyncDecoder(mfx::mfxIMPL implementation, const char* words) {
+  auto decoder = std::make_unique<VideoDecoderH264IntelQuickSync>();
+  decoder->setImplementation(static_cast<uint32_t>(implementation));
+  return {std::move(decoder), words};
+}
+
 Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementation) {
   switch (codec) {
     case kVideoCodecSorensonSpark: return numbered<VideoDecoderMP4>(codec, "SorensonSpark: default");
@@ -56,11 +64,13 @@ Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementat
     case kVideoCodecMPEG4Part2: return numbered<VideoDecoderMP4>(codec, "MP4: default");
     case kVideoCodecMPEG2: return numbered<VideoDecoderMP2>(codec, "MPEG2: default");
     case kVideoCodecH264:
-      // Implementations 1 and 2 name the hardware decoder, which this build
-      // does not have: they answer as an unknown codec.
-      if (implementation == kVideoImplementationQuickSync ||
-          implementation == kVideoDecoderImplementationQuickSyncSoftware) {
-        return {};
+      // Quick Sync is made whatever the probe found: without it, its
+      // initialize opens no session and the decoder stays inert.
+      if (implementation == kVideoImplementationQuickSync) {
+        return quickSyncDecoder(mfx::MFX_IMPL_AUTO, "H.264: QuickSync");
+      }
+      if (implementation == kVideoDecoderImplementationQuickSyncSoftware) {
+        return quickSyncDecoder(mfx::MFX_IMPL_SOFTWARE, "H.264: QuickSync(software)");
       }
       return {std::make_unique<VideoDecoderH264>(), "H.264: default"};
     default:
@@ -70,11 +80,14 @@ Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementat
 
 // A hardware encoder asked for on a machine without it silently becomes the
 // software one; the word "default" in the log is the only trace.
-Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t implementation, bool cuda, bool) {
+Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t implementation, bool cuda, bool quickSync) {
   switch (codec) {
     case kVideoCodecH264:
       if (implementation == kVideoEncoderImplementationCUDA && cuda) {
         return {std::make_unique<VideoEncoderH264NVidiaCUDA2>(), "H.264: CUDA"};
+      }
+      if (implementation == kVideoImplementationQuickSync && quickSync) {
+        return {std::make_unique<VideoEncoderH264IntelQuickSync2>(), "H.264: QuickSync"};
       }
       return {std::make_unique<VideoEncoderH264>(), "H.264: default"};
     case kVideoCodecVP8: return {std::make_unique<VideoEncoderVPX>(), "VP8: default"};

@@ -11,10 +11,6 @@ namespace cvx {
 // not bring its own. Codec number 7.
 class VideoDecoderH264 : public VideoDecoderStreamBase {
  public:
-  // NAL units taken from one frame; real pictures have a few hundred slices
-  // at most, and each unit costs two queued spans.
-  static constexpr uint32_t kMaxNalUnitsPerFrame = 16384;
-
   VideoDecoderH264();
   // A decoder over another stream, for tests of what is passed to it.
   explicit VideoDecoderH264(StreamOpener opener);
@@ -25,13 +21,6 @@ class VideoDecoderH264 : public VideoDecoderStreamBase {
 
  protected:
   std::string displaySize(const int32_t* seq, uint32_t& displayW, uint32_t& displayH) override;
-
- private:
-  std::vector<byteBlock> localBufferList;
-  // Parameter sets that a later configuration replaced while spans of them
-  // were still queued: they live until the queue has run empty.
-  std::vector<std::vector<uint8_t>> retiredParameterSets;
-  bool parameterSetsQueued = false;
 };
 
 }  // namespace cvx
