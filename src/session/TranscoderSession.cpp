@@ -533,7 +533,8 @@ uint32_t TranscoderSession::audioEncoderSetSampleRate(uint32_t encoderIndex, uin
     if (!isAudioSampleRate(sampleRate)) {
       std::ostringstream line;
       line << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex), "audioEncoderSetSampleRate", line.str());
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetSampleRate", line.str());
     }
     encoder->setSampleRate(sampleRate);
     return 0;
@@ -547,7 +548,8 @@ uint32_t TranscoderSession::audioEncoderSetChannels(uint32_t encoderIndex, uint3
     if (!isAudioChannelCount(channels)) {
       std::ostringstream line;
       line << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex), "audioEncoderSetChannels", line.str());
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetChannels", line.str());
     }
     encoder->setChannels(channels);
     return 0;
@@ -561,7 +563,8 @@ uint32_t TranscoderSession::audioEncoderSetQuality(uint32_t encoderIndex, double
     if (!isAudioQuality(quality)) {
       std::ostringstream line;
       line << "quality " << quality << " is not a finite number";
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex), "audioEncoderSetQuality", line.str());
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetQuality", line.str());
     }
     encoder->setQuality(quality);
     return 0;
@@ -575,7 +578,8 @@ uint32_t TranscoderSession::audioEncoderSetBitrate(uint32_t encoderIndex, uint32
     if (bitrate > kAudioMaxBitrate) {
       std::ostringstream line;
       line << "bit rate " << bitrate << " is above " << kAudioMaxBitrate;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex), "audioEncoderSetBitrate", line.str());
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetBitrate", line.str());
     }
     encoder->setBitrate(bitrate);
     return 0;

@@ -94,7 +94,8 @@ int AudioEncoderVorbis::getHeaders(std::vector<AudioFrameEncoded>& out) {
 
 void AudioEncoderVorbis::drainHolders(int64_t granulePosition) {
   if (lastGranulePosition >= 0) {
-    holders.drain(static_cast<uint32_t>(static_cast<uint64_t>(granulePosition) - static_cast<uint64_t>(lastGranulePosition)));
+    const uint64_t step = static_cast<uint64_t>(granulePosition) - static_cast<uint64_t>(lastGranulePosition);
+    holders.drain(static_cast<uint32_t>(step));
   }
   lastGranulePosition = granulePosition;
 }

@@ -54,7 +54,9 @@ void AudioSampleHolderList::drain(uint32_t samples) {
   }
 }
 
-AudioSampleHolder AudioSampleHolderList::front() const { return runs.empty() ? AudioSampleHolder{} : runs.front().first; }
+AudioSampleHolder AudioSampleHolderList::front() const {
+  return runs.empty() ? AudioSampleHolder{} : runs.front().first;
+}
 
 uint64_t AudioSampleHolderList::size() const {
   uint64_t holders = 0;

@@ -18,8 +18,9 @@
 // decodeFirstFrame until the decoder says it has its first frame, then the
 // host sets up buffers and encoders from the decoder's rate and channel count
 // and every record goes to decodeFrame (into the buffers in turn), the first
-// kEncodedPackets of them on to each encoder (encoding is what costs time). Packets are copied behind the session's header room, as the
-// boundary does. The seeds are made by tests/fuzz/seeds/audio_seeds.py.
+// kEncodedPackets of them on to each encoder (encoding is what costs time).
+// Packets are copied behind the session's header room, as the boundary does.
+// The seeds are made by tests/fuzz/seeds/audio_seeds.py.
 
 #include <cstddef>
 #include <cstdint>

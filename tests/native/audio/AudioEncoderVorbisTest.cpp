@@ -123,12 +123,16 @@ TEST(AudioEncoderVorbisSetup, ARefusedConfigurationFailsWithoutTouchingTheLibrar
   EXPECT_TRUE(headers.empty());
 }
 
-TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
-  AudioEncoderVorbis encoder;
+int startStereo(AudioEncoderVorbis& encoder) {
   encoder.setChannels(2);
   encoder.setSampleRate(44100);
   encoder.setBitrate(128000);
-  ASSERT_EQ(encoder.initialize(), 0);
+  return encoder.initialize();
+}
+
+TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
   AudioSampleBuffer buffer;
   ASSERT_EQ(buffer.allocBuffer(256, 2, 44100), 0);
   std::memset(buffer.getBuffer(), 0, buffer.getBufferSize());
@@ -156,10 +160,7 @@ void runOnStackOf(std::size_t bytes, Body body) {
 
 TEST(AudioEncoderVorbisSetup, ALargeBufferGoesInThroughBoundedChunksOnAJavaSizedStack) {
   AudioEncoderVorbis encoder;
-  encoder.setChannels(2);
-  encoder.setSampleRate(44100);
-  encoder.setBitrate(128000);
-  ASSERT_EQ(encoder.initialize(), 0);
+  ASSERT_EQ(startStereo(encoder), 0);
   AudioSampleBuffer buffer;
   ASSERT_EQ(buffer.allocBuffer(400000, 2, 44100), 0);
   buffer.setTimecode(1000);

@@ -154,7 +154,8 @@ TEST_F(AacDecoderFlowTest, AStreamThatNeverYieldsKeepsOnlyTheNewestTimes) {
   EXPECT_EQ(decoder->getTimecodeQueueLength(), AudioDecoderAAC::kMaxQueuedTimecodes);
   library.answers = {{4096, audio_decoder_state::kInputUsed}};
   ASSERT_EQ(feed(23000), 0);
-  EXPECT_EQ(buffer.getTimecode(), millisecondsToSamplePosition((1000 - AudioDecoderAAC::kMaxQueuedTimecodes + 1) * 23, 44100))
+  EXPECT_EQ(buffer.getTimecode(),
+            millisecondsToSamplePosition((1000 - AudioDecoderAAC::kMaxQueuedTimecodes + 1) * 23, 44100))
       << "the oldest time still queued";
 }
 
