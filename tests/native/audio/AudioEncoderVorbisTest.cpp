@@ -142,6 +142,24 @@ TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
   release(out);
 }
 
+TEST(AudioEncoderVorbisSetup, AnEmptyBufferDoesNotEndTheStream) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
+  std::vector<AudioFrameEncoded> out;
+  buffer.setSampleCount(0);  // the library reads a count of 0 as the end of the stream
+  ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  for (uint64_t i = 0; i < 50; ++i) {
+    buffer.setSampleCount(1024);
+    buffer.setTimecode(i * 1024);
+    fillSine(buffer, 2, i * 1024, 440.0, 44100);
+    ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  }
+  EXPECT_GT(out.size(), 40u);
+  release(out);
+}
+
 // Runs `body` on a thread with a stack of `bytes`, the size a JVM gives its threads.
 template <class Body>
 void runOnStackOf(std::size_t bytes, Body body) {
