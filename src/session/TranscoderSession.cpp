@@ -25,6 +25,7 @@
 #include "video/decoders/VideoDecoderMP2.h"
 #include "video/decoders/VideoDecoderMP4.h"
 #include "video/encoders/VideoEncoderH264.h"
+#include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
 #include "video/encoders/VideoEncoderVPX.h"
 #include "video/frames/VideoFrameBuffer.h"
 #include "video/frames/VideoOverlayFrame.h"
@@ -71,9 +72,13 @@ Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementat
 
 // A hardware encoder asked for on a machine without it silently becomes the
 // software one; the word "default" in the log is the only trace.
-Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t, bool, bool) {
+Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t implementation, bool cuda, bool) {
   switch (codec) {
-    case kVideoCodecH264: return {std::make_unique<VideoEncoderH264>(), "H.264: default"};
+    case kVideoCodecH264:
+      if (implementation == kVideoEncoderImplementationCUDA && cuda) {
+        return {std::make_unique<VideoEncoderH264NVidiaCUDA2>(), "H.264: CUDA"};
+      }
+      return {std::make_unique<VideoEncoderH264>(), "H.264: default"};
     case kVideoCodecVP8: return {std::make_unique<VideoEncoderVPX>(), "VP8: default"};
     default: return {};
   }
