@@ -5,6 +5,7 @@
 #include <exception>
 #include <memory>
 #include <sstream>
+#include <string>
 
 #include "audio/decoders/AudioDecoderAAC.h"
 #include "audio/decoders/AudioDecoderALaw.h"
@@ -14,6 +15,7 @@
 #include "audio/decoders/AudioDecoderSpeex.h"
 #include "audio/encoders/AudioEncoderAAC.h"
 #include "audio/encoders/AudioEncoderVorbis.h"
+#include "audio/samples/AudioLimits.h"
 #include "audio/samples/AudioSampleBuffer.h"
 #include "hardware/HardwareProbe.h"
 #include "logging/Guarded.h"
@@ -187,6 +189,13 @@ uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& 
   return guarded("TranscoderSession::audioEncoderAdd: ", [&]() -> uint32_t {
     Selection<IAudioEncoder> made = selectAudioEncoder(codec);
     if (made.codec == nullptr) return kFailure;
+    if (audioEncoders.size() >= kAudioMaxEncoders) {
+      std::ostringstream line;
+      line << "TranscoderSession.audioEncoderAdd[{context}]: a session has at most " << kAudioMaxEncoders
+           << " audio encoders";
+      logCollector.logLevel3(kLogContextAudioEncoder, static_cast<int>(audioEncoders.size()), line.str());
+      return kFailure;
+    }
     made.codec->setLogger(&logCollector);
     audioEncoders.reserve(audioEncoders.size() + 1);
     index = appendAudioEncoder(made.codec.get());
@@ -466,6 +475,28 @@ uint32_t TranscoderSession::videoEncoderGetEncodedFrames(uint32_t encoderIndex,
                           [&](IVideoEncoder& e) { return e.getEncodedFrames(frames); });
 }
 
+namespace {
+
+// A value the audio path does not take: one level-3 line naming the method
+// and what was wrong, and the failure status.
+uint32_t refuseAudio(LogCollector& log, int contextType, int contextIndex, const char* method,
+                     const std::string& reason) {
+  log.logLevel3(contextType, contextIndex, std::string("TranscoderSession.") + method + "[{context}]: " + reason);
+  return kFailure;
+}
+
+// Packets and configuration records above the limit are refused before any
+// decoder sees them; `room` is the header room the boundary put in front.
+bool packetTooLong(LogCollector& log, const char* method, uint32_t length, uint32_t room) {
+  if (length <= uint64_t{kAudioMaxPacketBytes} + room) return false;
+  std::ostringstream line;
+  line << "packet of " << length - room << " bytes is above the limit of " << kAudioMaxPacketBytes;
+  refuseAudio(log, kLogContextAudioDecoder, 0, method, line.str());
+  return true;
+}
+
+}  // namespace
+
 uint32_t TranscoderSession::audioDecoderInitialize() {
   return guarded("TranscoderSession::audioDecoderInitialize: ", [&]() -> uint32_t {
     if (audioDecoder == nullptr) return kFailure;
@@ -476,6 +507,7 @@ uint32_t TranscoderSession::audioDecoderInitialize() {
 uint32_t TranscoderSession::audioDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
   return guarded("TranscoderSession::audioDecoderDecodeCodecConfig: ", [&]() -> uint32_t {
     if (audioDecoder == nullptr) return kFailure;
+    if (packetTooLong(logCollector, "audioDecoderDecodeCodecConfig", length, 0)) return kFailure;
     return static_cast<uint32_t>(audioDecoder->decodeCodecConfig(data, offset, length));
   });
 }
@@ -490,6 +522,7 @@ uint32_t TranscoderSession::audioDecoderIsFirstFrameDecoded() {
 uint32_t TranscoderSession::audioDecoderDecodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t length) {
   return guarded("TranscoderSession::audioDecoderDecodeFirstFrame: ", [&]() -> uint32_t {
     if (audioDecoder == nullptr) return kFailure;
+    if (packetTooLong(logCollector, "audioDecoderDecodeFirstFrame", length, audioFrameHeaderSize)) return kFailure;
     return static_cast<uint32_t>(audioDecoder->decodeFirstFrame(data, offset, length));
   });
 }
@@ -504,6 +537,7 @@ uint32_t TranscoderSession::audioDecoderDecodeFrame(uint8_t* data, uint32_t offs
       return kFailure;
     }
     if (audioDecoder == nullptr) return kFailure;
+    if (packetTooLong(logCollector, "audioDecoderDecodeFrame", length, audioFrameHeaderSize)) return kFailure;
     return static_cast<uint32_t>(audioDecoder->decodeFrame(data, offset, length, timecode, *buffer));
   });
 }
@@ -536,6 +570,12 @@ uint32_t TranscoderSession::audioEncoderSetSampleRate(uint32_t encoderIndex, uin
   return guarded("TranscoderSession::audioEncoderSetSampleRate: ", [&]() -> uint32_t {
     IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
+    if (!isAudioSampleRate(sampleRate)) {
+      std::ostringstream line;
+      line << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate;
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetSampleRate", line.str());
+    }
     encoder->setSampleRate(sampleRate);
     return 0;
   });
@@ -545,6 +585,12 @@ uint32_t TranscoderSession::audioEncoderSetChannels(uint32_t encoderIndex, uint3
   return guarded("TranscoderSession::audioEncoderSetChannels: ", [&]() -> uint32_t {
     IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
+    if (!isAudioChannelCount(channels)) {
+      std::ostringstream line;
+      line << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels;
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetChannels", line.str());
+    }
     encoder->setChannels(channels);
     return 0;
   });
@@ -554,6 +600,12 @@ uint32_t TranscoderSession::audioEncoderSetQuality(uint32_t encoderIndex, double
   return guarded("TranscoderSession::audioEncoderSetQuality: ", [&]() -> uint32_t {
     IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
+    if (!isAudioQuality(quality)) {
+      std::ostringstream line;
+      line << "quality " << quality << " is not a finite number";
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetQuality", line.str());
+    }
     encoder->setQuality(quality);
     return 0;
   });
@@ -563,6 +615,12 @@ uint32_t TranscoderSession::audioEncoderSetBitrate(uint32_t encoderIndex, uint32
   return guarded("TranscoderSession::audioEncoderSetBitrate: ", [&]() -> uint32_t {
     IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
+    if (bitrate > kAudioMaxBitrate) {
+      std::ostringstream line;
+      line << "bit rate " << bitrate << " is above " << kAudioMaxBitrate;
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetBitrate", line.str());
+    }
     encoder->setBitrate(bitrate);
     return 0;
   });
@@ -597,6 +655,12 @@ uint32_t TranscoderSession::audioEncoderAddSampleBuffer(uint32_t encoderIndex, u
 
 uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {
   return guarded("TranscoderSession::audioDecoderBuffersCreate: ", [&]() -> uint32_t {
+    if (count > kAudioMaxBufferCount - audioBuffers.size()) {
+      std::ostringstream line;
+      line << count << " more buffers would pass the limit of " << kAudioMaxBufferCount << " (the set has "
+           << audioBuffers.size() << ")";
+      return refuseAudio(logCollector, kLogContextAudioDecoder, 0, "audioDecoderBuffersCreate", line.str());
+    }
     audioBuffers.reserve(audioBuffers.size() + count);
     for (uint32_t i = 0; i < count; ++i) audioBuffers.push_back(AudioSampleBufferSetItem{new AudioSampleBuffer()});
     return 0;
@@ -606,6 +670,20 @@ uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {
 uint32_t TranscoderSession::audioDecoderBuffersAllocate(uint32_t sampleCount, uint32_t channels,
                                                         uint32_t sampleRate) {
   return guarded("TranscoderSession::audioDecoderBuffersAllocate: ", [&]() -> uint32_t {
+    std::ostringstream line;
+    if (sampleCount < 1 || sampleCount > kAudioMaxBufferSamples) {
+      line << "sample count " << sampleCount << " is not between 1 and " << kAudioMaxBufferSamples;
+    } else if (!isAudioChannelCount(channels)) {
+      line << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels;
+    } else if (!isAudioSampleRate(sampleRate)) {
+      line << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate;
+    } else if (uint64_t{sampleCount} * channels * 2u * audioBuffers.size() > kAudioMaxBufferSetBytes) {
+      line << audioBuffers.size() << " buffers of " << sampleCount << " samples x " << channels
+           << " channels pass the limit of " << kAudioMaxBufferSetBytes << " bytes for the set";
+    }
+    if (!line.str().empty()) {
+      return refuseAudio(logCollector, kLogContextAudioDecoder, 0, "audioDecoderBuffersAllocate", line.str());
+    }
     // Each buffer's own failure is its to report; the set answers 0.
     for (AudioSampleBufferSetItem& item : audioBuffers) item.buffer->allocBuffer(sampleCount, channels, sampleRate);
     return 0;
