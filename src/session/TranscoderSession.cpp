@@ -5,6 +5,7 @@
 #include <exception>
 #include <memory>
 #include <sstream>
+#include <string>
 
 #include "audio/decoders/AudioDecoderAAC.h"
 #include "audio/decoders/AudioDecoderALaw.h"
@@ -24,6 +25,7 @@
 #include "video/decoders/VideoDecoderMP4.h"
 #include "video/encoders/VideoEncoderH264.h"
 #include "video/encoders/VideoEncoderVPX.h"
+#include "video/frames/PictureLimits.h"
 #include "video/frames/VideoFrameBuffer.h"
 #include "video/frames/VideoOverlayFrame.h"
 
@@ -97,6 +99,15 @@ Selection<IAudioEncoder> selectAudioEncoder(uint32_t codec) {
     default: return {};
   }
 }
+
+// A host's value refused where it enters: one fault line, and the failure.
+uint32_t refused(LogCollector& log, int contextType, const std::string& statement) {
+  log.logLevel3(contextType, 0, statement);
+  return kFailure;
+}
+
+// How many more of something fit under a limit when `held` are there.
+bool passesLimit(uint32_t count, uint32_t held, uint32_t limit) { return held > limit || count > limit - held; }
 
 }  // namespace
 
@@ -203,7 +214,14 @@ uint32_t TranscoderSession::withVideoEncoder(const char* label, uint32_t encoder
 
 uint32_t TranscoderSession::videoDecoderBuffersCreate(uint32_t count) {
   return guarded("TranscoderSession::videoDecoderBuffersCreate: ", [&]() -> uint32_t {
-    for (uint32_t i = 0; i < count; ++i) decoderFrames.add();
+    if (passesLimit(count, decoderFrames.getCount(), kMaxDecoderFrames)) {
+      return refused(logCollector, kLogContextVideoDecoder,
+                     "TranscoderSession.videoDecoderBuffersCreate[{context}]: " + std::to_string(count) +
+                         " more frames would pass the limit of " + std::to_string(kMaxDecoderFrames));
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+      if (decoderFrames.add() < 0) return kFailure;
+    }
     return 0;
   });
 }
@@ -227,9 +245,7 @@ uint32_t TranscoderSession::videoDecoderDecodeCodecConfig(uint8_t* data, uint32_
     if (videoDecoder == nullptr) return kFailure;
     const int result = videoDecoder->decodeCodecConfig(data, offset, length);
     // Both steps run whatever the configuration's outcome.
-    for (uint32_t i = 0; i < decoderFrames.getCount(); ++i) {
-      getDecoderFrame(i)->allocBuffer(videoDecoder->getWidth(), videoDecoder->getHeight(), fourcc);
-    }
+    for (uint32_t i = 0; i < decoderFrames.getCount(); ++i) allocDecoderFrame(i, "videoDecoderDecodeCodecConfig");
     // A stream without a usable rate leaves the encoders at the rate the host set.
     const double rate = videoDecoder->getFrameRate();
     if (std::isfinite(rate) && rate > 0.0) {
@@ -237,6 +253,18 @@ uint32_t TranscoderSession::videoDecoderDecodeCodecConfig(uint8_t* data, uint32_
     }
     return static_cast<uint32_t>(result);
   });
+}
+
+void TranscoderSession::allocDecoderFrame(uint32_t index, const char* method) {
+  VideoFrameBuffer* frame = getDecoderFrame(index);
+  if (frame == nullptr) return;
+  const uint32_t width = videoDecoder->getWidth();
+  const uint32_t height = videoDecoder->getHeight();
+  if (frame->allocBuffer(width, height, fourcc) == 0) return;
+  std::ostringstream line;
+  line << "TranscoderSession." << method << "[{context}]: no picture for frame " << index << " at " << width
+       << "x" << height;
+  logCollector.logLevel3(kLogContextVideoDecoder, 0, line.str());
 }
 
 uint32_t TranscoderSession::videoDecoderAddFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode,
@@ -254,7 +282,7 @@ uint32_t TranscoderSession::videoDecoderDecode(uint32_t bufferIndex, uint32_t& f
     VideoFrameBuffer* frame = getDecoderFrame(bufferIndex);
     if (frame == nullptr) return kFailure;
     // A new format resizes the frame before the picture is fetched into it.
-    if (flags & kDecodeSequenceChanged) frame->allocBuffer(videoDecoder->getWidth(), videoDecoder->getHeight(), fourcc);
+    if (flags & kDecodeSequenceChanged) allocDecoderFrame(bufferIndex, "videoDecoderDecode");
     if ((flags & kDecodePictureReady) && !(flags & kDecodePictureSkipped)) videoDecoder->getDecodedFrame(*frame);
     return static_cast<uint32_t>(result);
   });
@@ -326,7 +354,14 @@ uint32_t TranscoderSession::videoEncoderBufferSetOverlayVideoFrame(uint32_t key,
 
 uint32_t TranscoderSession::videoEncoderBufferSetsCreate(uint32_t count) {
   return guarded("TranscoderSession::videoEncoderBufferSetsCreate: ", [&]() -> uint32_t {
-    for (uint32_t i = 0; i < count; ++i) encoderSets.push_back(std::make_unique<VideoFrameBufferSet>());
+    if (passesLimit(count, static_cast<uint32_t>(encoderSets.size()), kMaxBufferSets)) {
+      return refused(logCollector, kLogContextSession,
+                     "TranscoderSession.videoEncoderBufferSetsCreate[{context}]: " + std::to_string(count) +
+                         " more sets would pass the limit of " + std::to_string(kMaxBufferSets));
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+      encoderSets.push_back(std::make_unique<VideoFrameBufferSet>(nullptr, &pictureMemory));
+    }
     return 0;
   });
 }
@@ -334,6 +369,23 @@ uint32_t TranscoderSession::videoEncoderBufferSetsCreate(uint32_t count) {
 uint32_t TranscoderSession::VideoEncoderBufferAdd(uint32_t width, uint32_t height, uint32_t scaleMode,
                                                   uint32_t newFourCC, uint32_t& index) {
   return guarded("TranscoderSession::VideoEncoderBufferAdd: ", [&]() -> uint32_t {
+    // Refused before anything is added, so that every set keeps the same items.
+    const std::string label = "TranscoderSession.VideoEncoderBufferAdd[{context}]: ";
+    std::ostringstream described;
+    described << width << "x" << height << " code 0x" << std::hex << newFourCC;
+    const std::string rendition = described.str();
+    if (renditionOverlays.size() >= kMaxRenditions) {
+      return refused(logCollector, kLogContextSession,
+                     label + "a rendition would pass the limit of " + std::to_string(kMaxRenditions));
+    }
+    if (isPictureSizeRefused(width, height) || !VideoFrameBuffer::isPictureCode(newFourCC)) {
+      return refused(logCollector, kLogContextSession, label + "refused rendition " + rendition);
+    }
+    if (VideoFrameBuffer::calcBlockBytes(width, height, newFourCC) * encoderSets.size() >
+        pictureMemory.getAvailable()) {
+      return refused(logCollector, kLogContextSession,
+                     label + "no picture memory left for rendition " + rendition + " in every set");
+    }
     renditionOverlays.push_back(std::make_unique<VideoOverlayFrames>());
     for (std::unique_ptr<VideoFrameBufferSet>& set : encoderSets) {
       const int32_t added = set->add();

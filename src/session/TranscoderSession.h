@@ -118,6 +118,9 @@ class TranscoderSession : public TranscoderSessionBase {
  private:
   template <class Call>
   uint32_t withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call);
+  // Sizes decoder frame `index` for the decoder's picture; a frame left
+  // without a block is logged as a fault of `method`.
+  void allocDecoderFrame(uint32_t index, const char* method);
 
   uint32_t fourcc = kDefaultFourCC;
   uint32_t audioSampleFormat = 2;

@@ -272,6 +272,109 @@ TEST(ScaleImageBounds, LibraryWritesStopAtTheLastRowOfWholeBlockRows) {
   }
 }
 
+// A picture of one code, in a block of exactly its extent plus guard bytes.
+struct Coded {
+  uint32_t code;
+  uint32_t width, height;
+  int32_t stride;
+  std::vector<uint8_t> bytes;
+  static constexpr size_t kGuard = 256;
+  Coded(uint32_t c, uint32_t w, uint32_t h) : code(c), width(w), height(h), stride(strideOf(c, w)) {
+    bytes.assign(scaleImageExtent(c, stride, w, h) + kGuard, 0xA5);
+  }
+  static int32_t strideOf(uint32_t c, uint32_t w) {
+    const int32_t bpp = c == kFourCCXYZ12 ? 6 : c == kFourCCBGRA || c == kFourCCVUYA ? 4 : c == kFourCCBGR3 ? 3
+                       : c == kFourCCYUY2 || c == kFourCCUYVY ? 2 : 1;
+    return static_cast<int32_t>(w) * bpp;
+  }
+  bool guardIntact() const {
+    for (size_t i = bytes.size() - kGuard; i < bytes.size(); ++i) {
+      if (bytes[i] != 0xA5) return false;
+    }
+    return true;
+  }
+};
+
+// Every code into every code at reductions of up to 1920 times, and into
+// sizes of one or two pixels: each is drawn, inside its block, in the
+// colour of the source.
+TEST(ScaleImageBounds, ExtremeReductionsGoInStepsForEveryPairOfCodes) {
+  const uint32_t codes[] = {kFourCCI420, kFourCCNV12, kFourCCYUY2, kFourCCUYVY,
+                            kFourCCBGR3, kFourCCBGRA, kFourCCVUYA, kFourCCXYZ12};
+  const struct {
+    uint32_t sw, sh, dw, dh;
+  } sizes[] = {{640, 360, 4, 4}, {1000, 40, 4, 40}, {640, 360, 64, 2}, {1920, 1080, 8, 8},
+               {1920, 1080, 1, 1}, {4096, 2, 2, 2}};
+  const uint8_t bgr[3] = {50, 100, 200};
+  for (const auto& size : sizes) {
+    std::vector<uint8_t> solid(size_t{size.sw} * size.sh * 4);
+    for (size_t i = 0; i < solid.size(); i += 4) {
+      std::memcpy(&solid[i], bgr, 3);
+      solid[i + 3] = 255;
+    }
+    for (uint32_t from : codes) {
+      Coded src(from, size.sw, size.sh);
+      ASSERT_EQ(scale(0, kFourCCBGRA, solid.data(), size.sw * 4, size.sw, size.sh, from, src.bytes.data(),
+                      src.stride, size.sw, size.sh), kScaleOk);
+      for (uint32_t to : codes) {
+        SCOPED_TRACE(testing::Message() << std::hex << from << " into " << to << std::dec << ", " << size.sw
+                                        << "x" << size.sh << " into " << size.dw << "x" << size.dh);
+        Coded dst(to, size.dw, size.dh);
+        ASSERT_EQ(scale(0, from, src.bytes.data(), src.stride, size.sw, size.sh, to, dst.bytes.data(),
+                        dst.stride, size.dw, size.dh), kScaleOk);
+        EXPECT_TRUE(dst.guardIntact());
+        std::vector<uint8_t> back(size_t{size.dw} * size.dh * 4);
+        ASSERT_EQ(scale(0, to, dst.bytes.data(), dst.stride, size.dw, size.dh, kFourCCBGRA, back.data(),
+                        size.dw * 4, size.dw, size.dh), kScaleOk);
+        // 4:2:0 and 4:2:2 pictures of one pixel keep no chroma of their own.
+        // libyuv's box filter rounds down, about a level a step, so the
+        // colour may sink a little more than through one conversion.
+        const bool chroma = size.dw > 1 && (size.dh > 1 || (to != kFourCCI420 && to != kFourCCNV12));
+        for (int c = 0; c < 3 && chroma; ++c) EXPECT_NEAR(back[c], bgr[c], 12) << "channel " << c;
+      }
+    }
+  }
+}
+
+// The XYZ12 output of libswscale is converted over whole strides and on
+// rows counted in the source's: a rectangle of an XYZ12 picture, scaled or
+// not, must leave the rest of the picture and the bytes after it alone.
+TEST(ScaleImageBounds, Xyz12RectanglesStayInsideTheirRectangle) {
+  const struct {
+    uint32_t code, sw, sh, fw, fh;
+    int dl, dt, dr, db;
+  } cases[] = {
+      {kFourCCYV12, 320, 240, 160, 96, 16, 0, 143, 95},  // a letterbox rendition
+      {kFourCCI420, 64, 48, 64, 48, 0, 0, 63, 47},
+      {kFourCCBGR3, 16, 16, 160, 96, 0, 0, 159, 95},     // its black fill
+      {kFourCCI420, 9, 9, 3, 3, 1, 1, 1, 1},
+      {kFourCCXYZ12, 40, 30, 40, 30, 5, 5, 34, 24},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.sw << "x" << c.sh << " into " << c.dr - c.dl + 1 << "x"
+                                    << c.db - c.dt + 1 << " of " << c.fw << "x" << c.fh);
+    Coded src(c.code, c.sw, c.sh);
+    for (size_t i = 0; i < src.bytes.size(); ++i) src.bytes[i] = static_cast<uint8_t>(i * 13);
+    Coded frame(kFourCCXYZ12, c.fw, c.fh);
+    const ScaleRectangles r = rectangles(0, 0, c.sw - 1, c.sh - 1, c.dl, c.dt, c.dr, c.db);
+    ASSERT_EQ(scale(0x10001, c.code, src.bytes.data(), src.stride, c.sw, c.sh, kFourCCXYZ12, frame.bytes.data(),
+                    frame.stride, c.fw, c.fh, &r), kScaleOk);
+    EXPECT_TRUE(frame.guardIntact());
+    size_t outside = 0, inside = 0;
+    for (uint32_t y = 0; y < c.fh; ++y) {
+      for (uint32_t x = 0; x < c.fw * 6; ++x) {
+        const bool in = static_cast<int>(y) >= c.dt && static_cast<int>(y) <= c.db &&
+                        static_cast<int>(x / 6) >= c.dl && static_cast<int>(x / 6) <= c.dr;
+        const bool changed = frame.bytes[y * frame.stride + x] != 0xA5;
+        outside += !in && changed;
+        inside += in && changed;
+      }
+    }
+    EXPECT_EQ(outside, 0u);
+    EXPECT_GT(inside, 0u);
+  }
+}
+
 TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {
   std::vector<uint8_t> src(64 * 4 * 4, 50), dst(64 * 4 * 4, 0x33);
   EXPECT_EQ(scale(0, kFourCCv210, src.data(), 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleUnsupported);

@@ -183,6 +183,8 @@ TEST(VideoFrameBufferSetFit, StretchCropAndSourceRectangleArguments) {
   }
 }
 
+// An empty selection draws nothing and is no failure; a buffer without a
+// picture on either side draws nothing and is one.
 TEST(VideoFrameBufferSetFit, DegenerateSelectionsDrawNothing) {
   RecordingImageScaler scaler(false);
   VideoFrameBuffer source, empty;
@@ -192,12 +194,15 @@ TEST(VideoFrameBufferSetFit, DegenerateSelectionsDrawNothing) {
     int32_t mode;
     uint32_t dstW, dstH;
     std::vector<uint32_t> crop, rect;
+    int status;
   } cases[] = {
-      {"crop as wide as the source", 1, 32, 16, {32, 32, 0, 0}, {}},
-      {"crop past the source", 4, 32, 16, {0, 0, 30, 0xFFFFFFF0u}, {}},
-      {"source rectangle off the source", 1, 32, 16, {}, {64, 0, 10, 10}},
-      {"zero-height source rectangle", 1, 32, 16, {}, {0, 0, 10, 0}},
-      {"crop to fill into no picture", 4, 0, 0, {}, {}},
+      {"crop as wide as the source", 1, 32, 16, {32, 32, 0, 0}, {}, 0},
+      {"crop past the source", 4, 32, 16, {0, 0, 30, 0xFFFFFFF0u}, {}, 0},
+      {"crops that wrap in 32 bits", 1, 32, 16, {0x80000000u, 0x80000000u, 0, 0}, {}, 0},
+      {"source rectangle off the source", 1, 32, 16, {}, {64, 0, 10, 10}, 0},
+      {"source rectangle at the 32-bit edge", 4, 32, 16, {}, {0x7FFFFFFFu, 0x80000000u, 1, 1}, 0},
+      {"zero-height source rectangle", 1, 32, 16, {}, {0, 0, 10, 0}, 0},
+      {"crop to fill into no picture", 4, 0, 0, {}, {}, -1},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -210,7 +215,7 @@ TEST(VideoFrameBufferSetFit, DegenerateSelectionsDrawNothing) {
     if (!c.crop.empty()) target.setCrop(c.crop.data(), 4);
     if (!c.rect.empty()) target.setSrcRect(c.rect.data(), 4);
     scaler.calls.clear();
-    EXPECT_EQ(target.scaleFrom(source, true), 0);
+    EXPECT_EQ(target.scaleFrom(source, true), c.status);
     EXPECT_TRUE(scaler.calls.empty());
   }
   VideoFrameBuffer target;
@@ -218,7 +223,7 @@ TEST(VideoFrameBufferSetFit, DegenerateSelectionsDrawNothing) {
   target.setImageScaler(&scaler);
   target.setScaleMode(kScaleModeLetterbox);
   scaler.calls.clear();
-  EXPECT_EQ(target.scaleFrom(empty, false), 0);  // a source of 0 x 0
+  EXPECT_EQ(target.scaleFrom(empty, false), -1);  // a source of 0 x 0
   EXPECT_TRUE(scaler.calls.empty());
 }
 
