@@ -329,12 +329,7 @@ uint32_t TranscoderSession::videoDecoderBufferSetOverlayVideoFrame(uint32_t key,
                                                                    std::unique_ptr<VideoOverlayFrame> frame) {
   // The label names the rendition setter; hosts may match on it.
   return guarded("TranscoderSession::videoEncoderBufferSetOverlayVideoFrame: ", [&]() -> uint32_t {
-    if (frame != nullptr) {
-      decoderOverlays.setOverlay(key, std::move(frame));
-    } else {
-      decoderOverlays.removeOverlay(key);
-    }
-    return 0;
+    return installOverlay(decoderOverlays, key, std::move(frame), kLogContextVideoDecoder, 0);
   });
 }
 
@@ -343,13 +338,35 @@ uint32_t TranscoderSession::videoEncoderBufferSetOverlayVideoFrame(uint32_t key,
   return guarded("TranscoderSession::videoEncoderBufferSetOverlayVideoFrame: ", [&]() -> uint32_t {
     VideoOverlayFrames* overlays = getRenditionOverlays(itemIndex);
     if (overlays == nullptr) return 0;
-    if (frame != nullptr) {
-      overlays->setOverlay(key, std::move(frame));
-    } else {
-      overlays->removeOverlay(key);
-    }
-    return 0;
+    return installOverlay(*overlays, key, std::move(frame), kLogContextVideoEncoder, static_cast<int>(itemIndex));
   });
+}
+
+uint32_t TranscoderSession::installOverlay(VideoOverlayFrames& overlays, uint32_t key,
+                                           std::unique_ptr<VideoOverlayFrame> frame, int contextType,
+                                           int contextIndex) {
+  if (frame == nullptr) {
+    overlays.removeOverlay(key);
+    return 0;
+  }
+  std::ostringstream line;
+  line << "TranscoderSession.videoEncoderBufferSetOverlayVideoFrame[{context}]: overlay " << key << " ("
+       << frame->getWidth() << "x" << frame->getHeight() << " code 0x" << std::hex << frame->getFourCC() << std::dec
+       << ", stride " << frame->getStride() << ", " << frame->getByteCount() << " bytes, on the frame "
+       << frame->getDstWidth() << "x" << frame->getDstHeight() << ")";
+  // A picture its own fields do not describe is held, as the host asked,
+  // and never drawn.
+  const bool drawable = frame->isDrawable();
+  if (!overlays.setOverlay(key, std::move(frame))) {
+    line << " would pass the limit of " << kMaxOverlays << " overlays";
+    logCollector.logLevel3(contextType, contextIndex, line.str());
+    return kFailure;
+  }
+  if (!drawable) {
+    line << " cannot be drawn";
+    logCollector.logLevel3(contextType, contextIndex, line.str());
+  }
+  return 0;
 }
 
 uint32_t TranscoderSession::videoEncoderBufferSetsCreate(uint32_t count) {

@@ -15,6 +15,10 @@ constexpr uint32_t kMaxPictureSide = 16384;
 constexpr uint64_t kMaxPicturePixels = uint64_t{8192} * 8192;
 // Width and height of an overlay's own picture.
 constexpr uint32_t kMaxOverlaySide = 4096;
+// Bytes of an overlay's array that are copied: the largest overlay in the
+// widest code (XYZ12, 96 MiB) with room for padded rows. A longer array is
+// not copied, and the overlay has no pixels.
+constexpr uint32_t kMaxOverlayBytes = 128u << 20;
 // Overlays held at once by one provider (the decoder's, or one rendition's).
 constexpr uint32_t kMaxOverlays = 256;
 
