@@ -280,6 +280,7 @@ class PictureSafetyTest extends NativeTestBase {
                 assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, 0));
             }
         }
+        assertTrue(logHasFault("cannot be drawn"), "overlays whose fields lie are reported");
         // The last rectangle is valid: the right half of the source.
         for (int item = 0; item < 3; item++) {
             lib.videoEncoderBufferSetOverlayVideoFrame(session, item, 1, null);
