@@ -18,6 +18,7 @@ using cvx::fuzz::FramesFuzzInput;
 
 // Pixels per picture: enough for every path, few enough to stay fast.
 constexpr uint64_t kMaxFuzzPixels = 1 << 16;
+constexpr uint64_t kMaxFuzzBlock = 4 << 20;
 constexpr size_t kGuard = 128;
 constexpr uint8_t kGuardByte = 0xA5;
 
@@ -48,9 +49,16 @@ Picture makePicture(FramesFuzzInput& in, uint32_t maxSide) {
     case 3: p.stride = static_cast<int32_t>(row) - 1; break;
     default: p.stride = static_cast<int32_t>(row); break;
   }
-  const uint32_t magnitude = p.stride < 0 ? 0u - static_cast<uint32_t>(p.stride) : static_cast<uint32_t>(p.stride);
-  const uint64_t extent = magnitude > INT32_MAX ? 0 : cvx::scaleImageExtent(p.code, static_cast<int32_t>(magnitude),
-                                                                            p.width, p.height);
+  uint32_t magnitude = p.stride < 0 ? 0u - static_cast<uint32_t>(p.stride) : static_cast<uint32_t>(p.stride);
+  uint64_t extent = magnitude > INT32_MAX ? 0 : cvx::scaleImageExtent(p.code, static_cast<int32_t>(magnitude),
+                                                                      p.width, p.height);
+  // A stride that spans more than the block we are willing to make becomes
+  // the row itself: the picture stays what it claims to be.
+  if (extent > kMaxFuzzBlock) {
+    p.stride = p.stride < 0 ? -static_cast<int32_t>(row) : static_cast<int32_t>(row);
+    magnitude = static_cast<uint32_t>(row);
+    extent = cvx::scaleImageExtent(p.code, static_cast<int32_t>(magnitude), p.width, p.height);
+  }
   p.block.assign((extent != 0 ? extent : 1) + kGuard, kGuardByte);
   in.fill(p.block.data(), p.block.size() - kGuard);
   p.plane0 = p.block.data();

@@ -495,7 +495,9 @@ int VideoFrameBuffer::copyNV12ToYV12(VideoFrameBuffer& destination,
     std::memcpy(dst + r * static_cast<uint64_t>(dstStride), src + r * static_cast<uint64_t>(srcStride),
                 rowBytes);
   }
-  // Chroma goes on right after the copied rows, not after the full plane.
+  // Chroma goes on right after the copied rows, not after the full plane;
+  // a source one pixel wide has none, and maybe no plane to point into.
+  if (cw == 0) return 0;
   uint8_t* out = dst + rows * static_cast<uint64_t>(dstStride);
   for (int pass = 1; pass >= 0; --pass) {
     for (uint64_t r = 0; r < ch; ++r, out += dstChromaStride) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -383,6 +384,10 @@ TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {
   EXPECT_EQ(scale(0, kFourCCBGRA, nullptr, 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
   EXPECT_EQ(scale(0x10000, kFourCCBGRA, src.data(), 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
   EXPECT_EQ(scale(0, kFourCCBGRA, src.data(), 256, 0, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
+  // A stride of INT32_MIN has no magnitude; found by ScalerFuzz.
+  EXPECT_EQ(scale(0x100, kFourCCXYZ12, src.data(), 384, 64, 1, kFourCCBGRA, dst.data(), INT32_MIN, 64, 1),
+            kScaleBadArgument);
+  EXPECT_EQ(scale(0, kFourCCBGRA, src.data(), INT32_MIN, 64, 1, kFourCCBGRA, dst.data(), 256, 64, 1), kScaleBadArgument);
   for (uint8_t b : dst) ASSERT_EQ(b, 0x33);
   EXPECT_STRNE(scaleImageLastError(), "");
 }
