@@ -337,6 +337,28 @@ TEST(ScaleImageBounds, ExtremeReductionsGoInStepsForEveryPairOfCodes) {
   }
 }
 
+// libyuv asserts, ending the process, on a 4:1 box reduction across with
+// an even reduction down that is not a multiple of four (64x48 into 16x8,
+// an alpha overlay at a quarter of its width). Every whole ratio of a
+// 4-byte picture must scale; found by ScalerFuzz.
+TEST(ScaleImageBounds, Packed4ReductionsOfEveryWholeRatio) {
+  for (int sw = 1; sw <= 24; ++sw) {
+    for (int sh = 1; sh <= 24; ++sh) {
+      std::vector<uint8_t> src(static_cast<size_t>(sw) * sh * 4);
+      for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<uint8_t>(i * 7);
+      for (int dw = 1; dw <= sw; ++dw) {
+        for (int dh = 1; dh <= sh; ++dh) {
+          if (sw % dw != 0 || sh % dh != 0) continue;
+          SCOPED_TRACE(testing::Message() << sw << "x" << sh << " into " << dw << "x" << dh);
+          std::vector<uint8_t> dst(static_cast<size_t>(dw) * dh * 4);
+          ASSERT_EQ(scale(0, kFourCCVUYA, src.data(), sw * 4, sw, sh, kFourCCVUYA, dst.data(), dw * 4, dw, dh),
+                    kScaleOk);
+        }
+      }
+    }
+  }
+}
+
 // The XYZ12 output of libswscale is converted over whole strides and on
 // rows counted in the source's: a rectangle of an XYZ12 picture, scaled or
 // not, must leave the rest of the picture and the bytes after it alone.

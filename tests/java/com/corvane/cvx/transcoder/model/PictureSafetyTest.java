@@ -25,27 +25,22 @@ class PictureSafetyTest extends NativeTestBase {
     /** Means of a scaled picture stay this close to the source's (8-bit levels). */
     static final double MEAN_TOLERANCE = 12.0;
 
-    /** Feeds FLV video tags into decoder buffer 0 until a picture is in it. */
+    /** Feeds an FLV file's video into decoder buffer 0 until a picture is in it. */
     void decodeOnePicture(Path flv) throws Exception {
+        VideoTools.Clip clip = VideoTools.readFlv(flv);
+        if (clip.config != null) {
+            assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, clip.config, 0, clip.config.length));
+        }
         TranscoderLongByReference flags = new TranscoderLongByReference();
-        try (FlvReader reader = new FlvReader(flv)) {
-            for (FlvReader.Tag tag = reader.next(); tag != null; tag = reader.next()) {
-                if (tag.type != FlvReader.TAG_VIDEO) {
-                    continue;
+        for (FlvReader.Tag tag : clip.frames) {
+            assertEquals(0L, lib.videoDecoderAddFrame(session, tag.data, 0, tag.data.length, tag.presentationTime(),
+                    tag.frameType));
+            do {
+                assertEquals(0L, lib.videoDecoderDecode(session, 0, flags));
+                if ((flags.value & 4) != 0 && (flags.value & 8) == 0) {
+                    return;
                 }
-                if (tag.config) {
-                    assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, tag.data, 0, tag.data.length));
-                    continue;
-                }
-                assertEquals(0L, lib.videoDecoderAddFrame(session, tag.data, 0, tag.data.length,
-                        tag.presentationTime(), tag.frameType));
-                do {
-                    assertEquals(0L, lib.videoDecoderDecode(session, 0, flags));
-                    if ((flags.value & 4) != 0 && (flags.value & 8) == 0) {
-                        return;
-                    }
-                } while ((flags.value & 1) == 0);
-            }
+            } while ((flags.value & 1) == 0);
         }
         throw new AssertionError("no picture came out of " + flv);
     }
@@ -127,7 +122,7 @@ class PictureSafetyTest extends NativeTestBase {
     }
 
     @Test
-    void aWideOverlayDrawnIntoANarrowAreaOfTheDecoderFrame() throws Exception {
+    void overlaysScaledIntoNarrowAreas() throws Exception {
         startDecoder(H264, VideoTools.h264Clip("safety-320.flv", 320, 240, 8));
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
         assertEquals(0L, addRendition(320, 240, 3, TranscoderSessionNative.FOURCC_I420));
@@ -147,8 +142,30 @@ class PictureSafetyTest extends NativeTestBase {
         white.dstWidth = 4;
         white.dstHeight = 40;
         assertEquals(0L, lib.videoDecoderBufferSetOverlayVideoFrame(session, 1, white));
+        // Half-transparent white, 64x48 into 16x8: four times narrower, six
+        // times lower, a reduction the image library asserted on.
+        TranscoderOverlayFrame veil = new TranscoderOverlayFrame();
+        veil.width = 64;
+        veil.height = 48;
+        veil.stride = 256;
+        veil.bytes = new byte[256 * 48];
+        for (int i = 0; i < veil.bytes.length; i += 4) {
+            veil.bytes[i] = veil.bytes[i + 1] = veil.bytes[i + 2] = (byte) 255;
+            veil.bytes[i + 3] = (byte) 128;
+        }
+        veil.dstX = 200;
+        veil.dstY = 100;
+        veil.dstWidth = 16;
+        veil.dstHeight = 8;
+        assertEquals(0L, lib.videoEncoderBufferSetOverlayVideoFrame(session, 0, 1, veil));
         assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, 0));
         byte[] bgra = readRendition(0, 0, 0, 0).bytes;
+        for (int x = 200; x < 216; x += 5) {
+            int at = (103 * 320 + x) * 4;
+            for (int c = 0; c < 3; c++) {
+                assertTrue((bgra[at + c] & 0xFF) >= 120, "veiled pixel " + x + " channel " + c);
+            }
+        }
         for (int y = 100; y < 140; y += 13) {
             for (int x = 100; x < 104; x++) {
                 int at = (y * 320 + x) * 4;
@@ -214,6 +231,18 @@ class PictureSafetyTest extends NativeTestBase {
         }
         assertMeansClose(VideoTools.meanBgr(readDecoderFrame(64, 48).bytes), readRendition(1, 0, 0, 0).bytes,
                 "the first rendition after refused counts");
+    }
+
+    @Test
+    void aSessionsPictureMemoryIsBounded() {
+        // 16384 x 4096 BGRA is 256 MiB: 1 GiB a rendition over four sets,
+        // and four of them are the 4 GiB a session may hold.
+        assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 4));
+        for (int i = 0; i < 4; i++) {
+            assertEquals(i, addRendition(16384, 4096, 3, TranscoderSessionNative.FOURCC_BGRA), "rendition " + i);
+        }
+        assertEquals(SESSION_FAILURE, -addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420));
+        assertTrue(logHasFault("no picture memory"), "the refusal is logged as a fault");
     }
 
     @Test
