@@ -238,15 +238,25 @@ struct Span {
   int64_t dst0, dst1;  // pixels
 };
 
+// The part of a span of `span` that `cut` of the other side's `whole`
+// stands for. Rectangles take any 32-bit values, so the product takes up to
+// 97 bits; a cut past the whole span leaves it empty, and is held there.
+int64_t proportion(int64_t cut, int64_t span, int64_t whole, bool roundUp) {
+  const __int128 part = (static_cast<__int128>(cut) * span + (roundUp ? whole - 1 : 0)) / whole;
+  return part > span ? span : static_cast<int64_t>(part);
+}
+
 bool clipSpan(Span& s, int64_t srcLimit, int64_t dstLimit) {
   if (s.src1 <= s.src0 || s.dst1 <= s.dst0) return false;
   const int64_t srcSpan = s.src1 - s.src0;
   const int64_t dstSpan = s.dst1 - s.dst0;
   Span out = s;
-  if (s.src0 < 0) out.dst0 = std::max(out.dst0, s.dst0 + (-s.src0 * dstSpan + srcSpan - 1) / srcSpan);
-  if (s.src1 > srcLimit * 256) out.dst1 = std::min(out.dst1, s.dst1 - ((s.src1 - srcLimit * 256) * dstSpan) / srcSpan);
-  if (s.dst0 < 0) out.src0 = std::max(out.src0, s.src0 + (-s.dst0 * srcSpan) / dstSpan);
-  if (s.dst1 > dstLimit) out.src1 = std::min(out.src1, s.src1 - ((s.dst1 - dstLimit) * srcSpan) / dstSpan);
+  if (s.src0 < 0) out.dst0 = std::max(out.dst0, s.dst0 + proportion(-s.src0, dstSpan, srcSpan, true));
+  if (s.src1 > srcLimit * 256) {
+    out.dst1 = std::min(out.dst1, s.dst1 - proportion(s.src1 - srcLimit * 256, dstSpan, srcSpan, false));
+  }
+  if (s.dst0 < 0) out.src0 = std::max(out.src0, s.src0 + proportion(-s.dst0, srcSpan, dstSpan, false));
+  if (s.dst1 > dstLimit) out.src1 = std::min(out.src1, s.src1 - proportion(s.dst1 - dstLimit, srcSpan, dstSpan, false));
   out.src0 = std::max<int64_t>(out.src0, 0);
   out.src1 = std::min(out.src1, srcLimit * 256);
   out.dst0 = std::max<int64_t>(out.dst0, 0);

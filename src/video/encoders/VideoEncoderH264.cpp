@@ -1,8 +1,8 @@
 #include "video/encoders/VideoEncoderH264.h"
 
 #include <cmath>
-#include <cstdint>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>

@@ -24,18 +24,23 @@ int scale(uint32_t flags, uint32_t srcCode, const uint8_t* src, int32_t srcStrid
                     nullptr, 1, rects, nullptr);
 }
 
-ScaleRectangles rectangles(int sl, int st, int sr, int sb, int dl, int dt, int dr, int db) {
+// Rectangles as they stand, source coordinates already in 1/256 pixel.
+ScaleRectangles raw(int32_t sl, int32_t st, int32_t sr, int32_t sb, int32_t dl, int32_t dt, int32_t dr, int32_t db) {
   ScaleRectangles r;
   std::memset(&r, 0, sizeof r);
-  r.srcLeft = sl * 256;
-  r.srcTop = st * 256;
-  r.srcRight = sr * 256;
-  r.srcBottom = sb * 256;
+  r.srcLeft = sl;
+  r.srcTop = st;
+  r.srcRight = sr;
+  r.srcBottom = sb;
   r.dstLeft = dl;
   r.dstTop = dt;
   r.dstRight = dr;
   r.dstBottom = db;
   return r;
+}
+
+ScaleRectangles rectangles(int sl, int st, int sr, int sb, int dl, int dt, int dr, int db) {
+  return raw(sl * 256, st * 256, sr * 256, sb * 256, dl, dt, dr, db);
 }
 
 TEST(ScaleImageColour, BgraThroughI420ComesBackWithinTolerance) {
@@ -161,6 +166,9 @@ TEST(ScaleImageBounds, RectanglesAreClippedAndNothingOutsideIsTouched) {
       {"wholly outside the destination", rectangles(0, 0, 15, 7, 30, 0, 40, 7), false},
       {"wholly outside the source", rectangles(20, 0, 30, 7, 0, 0, 7, 7), false},
       {"right before left", rectangles(0, 0, 15, 7, 5, 0, 4, 7), false},
+      // Found by ScalerFuzz: products of such spans overflow 64 bits.
+      {"the widest spans there are", raw(INT32_MIN + 64, INT32_MIN, INT32_MAX, INT32_MAX, INT32_MIN, -2, INT32_MAX, 9), true},
+      {"a source span far past its picture", raw(0, 0, INT32_MAX - 255, 7 * 256, INT32_MIN, 0, INT32_MAX, 7), false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
