@@ -29,6 +29,7 @@
 #include "video/encoders/VideoEncoderH264IntelQuickSync2.h"
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
 #include "video/encoders/VideoEncoderVPX.h"
+#include "video/frames/PictureLimits.h"
 #include "video/frames/VideoFrameBuffer.h"
 #include "video/frames/VideoOverlayFrame.h"
 
@@ -117,6 +118,15 @@ Selection<IAudioEncoder> selectAudioEncoder(uint32_t codec) {
     default: return {};
   }
 }
+
+// A host's value refused where it enters: one fault line, and the failure.
+uint32_t refused(LogCollector& log, int contextType, const std::string& statement) {
+  log.logLevel3(contextType, 0, statement);
+  return kFailure;
+}
+
+// How many more of something fit under a limit when `held` are there.
+bool passesLimit(uint32_t count, uint32_t held, uint32_t limit) { return held > limit || count > limit - held; }
 
 }  // namespace
 
@@ -219,7 +229,14 @@ uint32_t TranscoderSession::withVideoEncoder(const char* label, uint32_t encoder
 
 uint32_t TranscoderSession::videoDecoderBuffersCreate(uint32_t count) {
   return guarded("TranscoderSession::videoDecoderBuffersCreate: ", [&]() -> uint32_t {
-    for (uint32_t i = 0; i < count; ++i) decoderFrames.add();
+    if (passesLimit(count, decoderFrames.getCount(), kMaxDecoderFrames)) {
+      return refused(logCollector, kLogContextVideoDecoder,
+                     "TranscoderSession.videoDecoderBuffersCreate[{context}]: " + std::to_string(count) +
+                         " more frames would pass the limit of " + std::to_string(kMaxDecoderFrames));
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+      if (decoderFrames.add() < 0) return kFailure;
+    }
     return 0;
   });
 }
@@ -243,9 +260,7 @@ uint32_t TranscoderSession::videoDecoderDecodeCodecConfig(uint8_t* data, uint32_
     if (videoDecoder == nullptr || videoDecoderCheckLength(length, true) != 0) return kFailure;
     const int result = videoDecoder->decodeCodecConfig(data, offset, length);
     // Both steps run whatever the configuration's outcome.
-    for (uint32_t i = 0; i < decoderFrames.getCount(); ++i) {
-      getDecoderFrame(i)->allocBuffer(videoDecoder->getWidth(), videoDecoder->getHeight(), fourcc);
-    }
+    for (uint32_t i = 0; i < decoderFrames.getCount(); ++i) allocDecoderFrame(i, "videoDecoderDecodeCodecConfig");
     // A stream without a usable rate leaves the encoders at the rate the host set.
     const double rate = videoDecoder->getFrameRate();
     if (std::isfinite(rate) && rate > 0.0) {
@@ -288,6 +303,18 @@ uint32_t TranscoderSession::videoDecoderAddFrame(MallocBlock block, uint32_t len
   });
 }
 
+void TranscoderSession::allocDecoderFrame(uint32_t index, const char* method) {
+  VideoFrameBuffer* frame = getDecoderFrame(index);
+  if (frame == nullptr) return;
+  const uint32_t width = videoDecoder->getWidth();
+  const uint32_t height = videoDecoder->getHeight();
+  if (frame->allocBuffer(width, height, fourcc) == 0) return;
+  std::ostringstream line;
+  line << "TranscoderSession." << method << "[{context}]: no picture for frame " << index << " at " << width
+       << "x" << height;
+  logCollector.logLevel3(kLogContextVideoDecoder, 0, line.str());
+}
+
 uint32_t TranscoderSession::videoDecoderAddFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode,
                                                  uint32_t frameType) {
   return guarded("TranscoderSession::videoDecoderAddFrame: ", [&]() -> uint32_t {
@@ -303,7 +330,7 @@ uint32_t TranscoderSession::videoDecoderDecode(uint32_t bufferIndex, uint32_t& f
     VideoFrameBuffer* frame = getDecoderFrame(bufferIndex);
     if (frame == nullptr) return kFailure;
     // A new format resizes the frame before the picture is fetched into it.
-    if (flags & kDecodeSequenceChanged) frame->allocBuffer(videoDecoder->getWidth(), videoDecoder->getHeight(), fourcc);
+    if (flags & kDecodeSequenceChanged) allocDecoderFrame(bufferIndex, "videoDecoderDecode");
     if ((flags & kDecodePictureReady) && !(flags & kDecodePictureSkipped)) videoDecoder->getDecodedFrame(*frame);
     return static_cast<uint32_t>(result);
   });
@@ -350,12 +377,7 @@ uint32_t TranscoderSession::videoDecoderBufferSetOverlayVideoFrame(uint32_t key,
                                                                    std::unique_ptr<VideoOverlayFrame> frame) {
   // The label names the rendition setter; hosts may match on it.
   return guarded("TranscoderSession::videoEncoderBufferSetOverlayVideoFrame: ", [&]() -> uint32_t {
-    if (frame != nullptr) {
-      decoderOverlays.setOverlay(key, std::move(frame));
-    } else {
-      decoderOverlays.removeOverlay(key);
-    }
-    return 0;
+    return installOverlay(decoderOverlays, key, std::move(frame), kLogContextVideoDecoder, 0);
   });
 }
 
@@ -364,18 +386,47 @@ uint32_t TranscoderSession::videoEncoderBufferSetOverlayVideoFrame(uint32_t key,
   return guarded("TranscoderSession::videoEncoderBufferSetOverlayVideoFrame: ", [&]() -> uint32_t {
     VideoOverlayFrames* overlays = getRenditionOverlays(itemIndex);
     if (overlays == nullptr) return 0;
-    if (frame != nullptr) {
-      overlays->setOverlay(key, std::move(frame));
-    } else {
-      overlays->removeOverlay(key);
-    }
-    return 0;
+    return installOverlay(*overlays, key, std::move(frame), kLogContextVideoEncoder, static_cast<int>(itemIndex));
   });
+}
+
+uint32_t TranscoderSession::installOverlay(VideoOverlayFrames& overlays, uint32_t key,
+                                           std::unique_ptr<VideoOverlayFrame> frame, int contextType,
+                                           int contextIndex) {
+  if (frame == nullptr) {
+    overlays.removeOverlay(key);
+    return 0;
+  }
+  std::ostringstream line;
+  line << "TranscoderSession.videoEncoderBufferSetOverlayVideoFrame[{context}]: overlay " << key << " ("
+       << frame->getWidth() << "x" << frame->getHeight() << " code 0x" << std::hex << frame->getFourCC() << std::dec
+       << ", stride " << frame->getStride() << ", " << frame->getByteCount() << " bytes, on the frame "
+       << frame->getDstWidth() << "x" << frame->getDstHeight() << ")";
+  // A picture its own fields do not describe is held, as the host asked,
+  // and never drawn.
+  const bool drawable = frame->isDrawable();
+  if (!overlays.setOverlay(key, std::move(frame))) {
+    line << " would pass the limit of " << kMaxOverlays << " overlays";
+    logCollector.logLevel3(contextType, contextIndex, line.str());
+    return kFailure;
+  }
+  if (!drawable) {
+    line << " cannot be drawn";
+    logCollector.logLevel3(contextType, contextIndex, line.str());
+  }
+  return 0;
 }
 
 uint32_t TranscoderSession::videoEncoderBufferSetsCreate(uint32_t count) {
   return guarded("TranscoderSession::videoEncoderBufferSetsCreate: ", [&]() -> uint32_t {
-    for (uint32_t i = 0; i < count; ++i) encoderSets.push_back(std::make_unique<VideoFrameBufferSet>());
+    if (passesLimit(count, static_cast<uint32_t>(encoderSets.size()), kMaxBufferSets)) {
+      return refused(logCollector, kLogContextSession,
+                     "TranscoderSession.videoEncoderBufferSetsCreate[{context}]: " + std::to_string(count) +
+                         " more sets would pass the limit of " + std::to_string(kMaxBufferSets));
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+      encoderSets.push_back(std::make_unique<VideoFrameBufferSet>(nullptr, &pictureMemory));
+    }
     return 0;
   });
 }
@@ -383,6 +434,23 @@ uint32_t TranscoderSession::videoEncoderBufferSetsCreate(uint32_t count) {
 uint32_t TranscoderSession::VideoEncoderBufferAdd(uint32_t width, uint32_t height, uint32_t scaleMode,
                                                   uint32_t newFourCC, uint32_t& index) {
   return guarded("TranscoderSession::VideoEncoderBufferAdd: ", [&]() -> uint32_t {
+    // Refused before anything is added, so that every set keeps the same items.
+    const std::string label = "TranscoderSession.VideoEncoderBufferAdd[{context}]: ";
+    std::ostringstream described;
+    described << width << "x" << height << " code 0x" << std::hex << newFourCC;
+    const std::string rendition = described.str();
+    if (renditionOverlays.size() >= kMaxRenditions) {
+      return refused(logCollector, kLogContextSession,
+                     label + "a rendition would pass the limit of " + std::to_string(kMaxRenditions));
+    }
+    if (isPictureSizeRefused(width, height) || !VideoFrameBuffer::isPictureCode(newFourCC)) {
+      return refused(logCollector, kLogContextSession, label + "refused rendition " + rendition);
+    }
+    if (VideoFrameBuffer::calcBlockBytes(width, height, newFourCC) * encoderSets.size() >
+        pictureMemory.getAvailable()) {
+      return refused(logCollector, kLogContextSession,
+                     label + "no picture memory left for rendition " + rendition + " in every set");
+    }
     renditionOverlays.push_back(std::make_unique<VideoOverlayFrames>());
     for (std::unique_ptr<VideoFrameBufferSet>& set : encoderSets) {
       const int32_t added = set->add();

@@ -127,6 +127,13 @@ class TranscoderSession : public TranscoderSessionBase {
  private:
   template <class Call>
   uint32_t withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call);
+  // Sizes decoder frame `index` for the decoder's picture; a frame left
+  // without a block is logged as a fault of `method`.
+  void allocDecoderFrame(uint32_t index, const char* method);
+  // Installs frame at key, or removes the key for no frame; an overlay that
+  // cannot be drawn, or one past the limit, is logged as a fault.
+  uint32_t installOverlay(VideoOverlayFrames& overlays, uint32_t key, std::unique_ptr<VideoOverlayFrame> frame,
+                          int contextType, int contextIndex);
 
   uint32_t fourcc = kDefaultFourCC;
   uint32_t audioSampleFormat = 2;
