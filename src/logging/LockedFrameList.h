@@ -1,42 +1,35 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <exception>
+#include <utility>
 #include <vector>
 
 #include "logging/IConcurrentLock.h"
 #include "logging/StdoutLine.h"
+#include "media/EncodedBlock.h"
 
 namespace cvx {
 
 // Finished encoded frames waiting for the host, guarded by a lock of their
 // own: a library may append from its threads while the host takes them.
-// `Frame` has a malloc'd `buffer`; the list owns the blocks until they are
-// taken, and frees those nobody took.
+// Each `Frame` owns its block; the list holds the frames until they are
+// taken, and those nobody took go with it.
 template <class Frame>
 class LockedFrameList {
  public:
   // The labels prefix the stdout line when counting or taking fails.
   LockedFrameList(const char* countLabel, const char* takeLabel)
       : lock(createConcurrentLock()), countLabel(countLabel), takeLabel(takeLabel) {}
-  ~LockedFrameList() {
-    for (Frame& frame : frames) std::free(frame.buffer);
-    delete lock;
-  }
+  ~LockedFrameList() { delete lock; }
   LockedFrameList(const LockedFrameList&) = delete;
   LockedFrameList& operator=(const LockedFrameList&) = delete;
 
-  // Takes the frame's block; if it cannot be kept, the block is freed and
-  // the failure raised.
-  void append(const Frame& frame) {
+  // Takes the frame; if it cannot be kept, the failure is raised and the
+  // frame stays the caller's.
+  void append(Frame&& frame) {
     ConcurrentLockGuard guard(lock);
-    try {
-      frames.push_back(frame);
-    } catch (...) {
-      std::free(frame.buffer);
-      throw;
-    }
+    frames.push_back(std::move(frame));
   }
 
   uint32_t count() {
@@ -53,8 +46,7 @@ class LockedFrameList {
   int takeAll(std::vector<Frame>& out) {
     try {
       ConcurrentLockGuard guard(lock);
-      out.insert(out.end(), frames.begin(), frames.end());
-      frames.clear();
+      moveFrames(frames, out);
       return 0;
     } catch (const std::exception& e) {
       writeStdoutLine(takeLabel, e);

@@ -63,7 +63,7 @@ struct PacketClass {
 };
 
 // Java arrays are indexed by int: a frame longer than that cannot cross.
-bool crossable(const uint8_t* bytes, uint32_t length) { return bytes != nullptr && length > 0 && length <= INT32_MAX; }
+bool crossable(const EncodedBlock& block) { return block && block.size() > 0 && block.size() <= INT32_MAX; }
 
 }  // namespace
 
@@ -102,8 +102,8 @@ void deliverPackets(JNIEnv* env, jobject list, const std::vector<VideoFrameEncod
   PacketClass packets;
   if (packets.resolve(env, list)) {
     for (const VideoFrameEncoded& frame : frames) {
-      if (!crossable(frame.buffer, frame.length)) continue;
-      jobject packet = packets.make(env, frame.buffer, frame.length, frame.timecode,
+      if (!crossable(frame.block)) continue;
+      jobject packet = packets.make(env, frame.block.data(), frame.block.size(), frame.timecode,
                                     static_cast<jint>(frame.frameType), 9);
       if (packet != nullptr) packets.append(env, list, packet);
     }
@@ -116,8 +116,9 @@ void deliverPackets(JNIEnv* env, jobject list, const std::vector<AudioFrameEncod
   PacketClass packets;
   if (packets.resolve(env, list)) {
     for (const AudioFrameEncoded& frame : frames) {
-      if (!crossable(frame.buffer, frame.length)) continue;
-      jobject packet = packets.make(env, frame.buffer, frame.length, static_cast<jlong>(frame.timecode), 0, 8);
+      if (!crossable(frame.block)) continue;
+      jobject packet =
+          packets.make(env, frame.block.data(), frame.block.size(), static_cast<jlong>(frame.timecode), 0, 8);
       if (packet == nullptr) continue;
       env->SetIntField(packet, packets.sampleRate, static_cast<jint>(frame.sampleRate));
       env->SetIntField(packet, packets.channels, static_cast<jint>(frame.channels));
@@ -126,24 +127,5 @@ void deliverPackets(JNIEnv* env, jobject list, const std::vector<AudioFrameEncod
   }
   if (packets.cls != nullptr) env->DeleteLocalRef(packets.cls);
 }
-
-template <class Frame>
-bool freeFrameBlocks(std::vector<Frame>& frames, const char* label) {
-  bool ok = true;
-  for (Frame& frame : frames) {
-    try {
-      std::free(frame.buffer);
-    } catch (const std::exception& e) {
-      writeStdoutLine(label, e);
-      ok = false;
-    }
-    frame.buffer = nullptr;
-  }
-  frames.clear();
-  return ok;
-}
-
-template bool freeFrameBlocks<VideoFrameEncoded>(std::vector<VideoFrameEncoded>&, const char*);
-template bool freeFrameBlocks<AudioFrameEncoded>(std::vector<AudioFrameEncoded>&, const char*);
 
 }  // namespace cvx

@@ -61,7 +61,7 @@ class AudioDecoderAAC : public AudioDecoderBase {
   bool fitsAdtsFrame(const uint8_t* data, uint32_t length, const char* prefix);
 
   AudioOutputDescriptor output{nullptr, 0};
-  bufstream_tt* handle = nullptr;
+  BufStreamPtr handle;
   uint8_t audioSettings[kAacDecoderSettingsBytes];
   uint32_t objectType = 0;
   uint32_t sampleRateIndex = 0;

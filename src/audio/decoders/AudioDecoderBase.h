@@ -12,7 +12,9 @@ namespace cvx {
 // that turns host milliseconds into a steady sample position.
 class AudioDecoderBase : public ParameterTargetDefaults<IAudioDecoder> {
  public:
-  AudioDecoderBase() = default;
+  // The codec libraries' own messages go into the process-wide log from the
+  // first codec on.
+  AudioDecoderBase();
   ~AudioDecoderBase() noexcept(false) override = default;
 
   uint32_t getCodec() override { return codec; }

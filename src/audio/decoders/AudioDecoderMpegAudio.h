@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "audio/decoders/AudioDecoderBase.h"
 #include "platform/audiocodecs/AudioDecoderOpen.h"
@@ -31,8 +32,10 @@ class AudioDecoderMpegAudio : public AudioDecoderBase {
   virtual bufstream_tt* openLibrary() = 0;
 
   const char* className;
+  const std::string decodeFrameLabel;
+  const std::string closeLabel;
   AudioOutputDescriptor output{nullptr, 0};
-  bufstream_tt* handle = nullptr;
+  BufStreamPtr handle;
 };
 
 }  // namespace cvx

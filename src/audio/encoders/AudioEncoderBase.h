@@ -12,7 +12,9 @@ namespace cvx {
 // plain settings that only initialize reads.
 class AudioEncoderBase : public ParameterTargetDefaults<IAudioEncoder> {
  public:
-  AudioEncoderBase() = default;
+  // The codec libraries' own messages go into the process-wide log from the
+  // first codec on.
+  AudioEncoderBase();
   ~AudioEncoderBase() noexcept(false) override = default;
 
   uint32_t getCodec() override { return codec; }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
@@ -40,7 +41,7 @@ class AudioEncoderBufferStream : public BufStreamSink {
 
  private:
   // Guards the queued positions; the finished frames lock themselves.
-  IConcurrentLock* lock = nullptr;
+  std::unique_ptr<IConcurrentLock> lock;
   LockedFrameList<AudioFrameEncoded> frames{"AudioEncoderBufferStream::getEncodedFrameCount: ",
                                             "AudioEncoderBufferStream::getEncodedFrames: "};
   std::list<uint64_t> timecodes;

@@ -12,8 +12,7 @@ extern "C" {
 
 #include "platform/audiocodecs/AacSampleRates.h"
 #include "platform/audiocodecs/SampleConversion.h"
-#include "platform/videodecoder/AvHandles.h"
-#include "platform/videodecoder/AvStatus.h"
+#include "platform/libav/LibavCodecs.h"
 
 namespace cvx {
 
@@ -133,7 +132,7 @@ AacOutAudio* aacOutAudioNew(AacCallbackResolver resolver, const AacEncoderSettin
   std::unique_ptr<AacOutAudio> encoder(new (std::nothrow) AacOutAudio());
   if (!encoder) return nullptr;
   encoder->errPrintf = resolveError(resolver);
-  const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
+  const AVCodec* codec = findLibavEncoder(LibavCodec::Aac);
   if (codec == nullptr) {
     encoder->error("aac encoder: the library has no AAC encoder");
     return nullptr;

@@ -73,4 +73,9 @@ void aacOutAudioFree(AacOutAudio* encoder);
 // The library's text of the last failure, "" when none.
 const char* aacOutAudioLastError(const AacOutAudio* encoder);
 
+// Named deleter for owners that hold the encoder in a std::unique_ptr.
+struct AacOutAudioDeleter {
+  void operator()(AacOutAudio* encoder) const { aacOutAudioFree(encoder); }
+};
+
 }  // namespace cvx

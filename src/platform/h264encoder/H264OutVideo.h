@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "media/FourCC.h"
 #include "platform/bufstream/BufStream.h"
 #include "platform/bufstream/TimeStampInfo.h"
 #include "platform/h264encoder/H264EncoderSettings.h"
@@ -25,9 +26,6 @@ namespace cvx {
 constexpr uint32_t kAuxFrameStart = 256;
 constexpr uint32_t kAuxTimeStamp = 0xf000000;
 constexpr uint32_t kAuxFrameEnd = 0xf0001;
-
-constexpr uint32_t kFourCcYV12 = 0x32315659;
-constexpr uint32_t kFourCcI420 = 0x30323449;
 
 // Message callbacks the encoder looks up by name through the resolver:
 // "err_printf", "wrn_printf", "inf_printf" take a format and arguments,

@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "platform/librarylog/LibraryLog.h"
 #include "platform/mfxruntime/RuntimeLibrary.h"
 
 namespace cvx {
@@ -20,6 +21,11 @@ constexpr int kLastRenderNode = 191;
 // libva's one error mapper: success or not.
 bool succeeded(VAStatus status) { return status == VA_STATUS_SUCCESS; }
 
+// libva's errors go into our log; its information lines (driver names and
+// versions at every start) nowhere.
+void logError(void*, const char* message) {
+  writeLibraryLine(LogLibrary::Libva, kLibraryLogError, "libva: ", message);
+}
 void dropMessage(void*, const char*) {}
 
 template <class Function>
@@ -75,7 +81,7 @@ bool VaDisplay::open() {
     close();
     return false;
   }
-  if (va.setErrorCallback != nullptr) va.setErrorCallback(display, &dropMessage, nullptr);
+  if (va.setErrorCallback != nullptr) va.setErrorCallback(display, &logError, nullptr);
   if (va.setInfoCallback != nullptr) va.setInfoCallback(display, &dropMessage, nullptr);
   int major = 0;
   int minor = 0;

@@ -5,9 +5,9 @@ namespace cvx {
 // libva's DRM display on the first render node, which a Media SDK hardware
 // runtime on this platform needs before any of its components starts. libva
 // is bound late like the runtime, once for the process (every hardware
-// session wants it, and it is cheaper kept than loaded again); its messages
-// are dropped instead of going to the host's standard error. The display and
-// its node are closed with this object.
+// session wants it, and it is cheaper kept than loaded again); its errors go
+// into our log and its other messages nowhere, never to the host's standard
+// error. The display and its node are closed with this object.
 class VaDisplay {
  public:
   VaDisplay() = default;

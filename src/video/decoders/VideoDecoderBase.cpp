@@ -4,8 +4,11 @@
 #include <utility>
 
 #include "logging/LogCollector.h"
+#include "platform/librarylog/LibraryLog.h"
 
 namespace cvx {
+
+VideoDecoderBase::VideoDecoderBase() { routeLibraryLogs(getDefaultLogger()); }
 
 namespace {
 

@@ -7,7 +7,8 @@
 #include <cstring>
 #include <exception>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/CodecNumbers.h"
 #include "video/frames/VideoFrameBuffer.h"
 
 namespace cvx {
@@ -77,19 +78,9 @@ constexpr uint32_t kSceneCut = 2836;
 constexpr uint32_t kOpenGop = 2856;
 constexpr uint32_t kIntraRefresh = 4100;
 
-template <class Body>
-int guarded(const char* label, Body&& body) {
-  try {
-    return body();
-  } catch (const std::exception& e) {
-    writeStdoutLine(label, e);
-    return -1;
-  }
-}
-
 }  // namespace
 
-VideoEncoderH264::VideoEncoderH264() { codec = 7; }
+VideoEncoderH264::VideoEncoderH264() { codec = kVideoCodecH264; }
 
 VideoEncoderH264::~VideoEncoderH264() noexcept(false) {
   if (encoder != nullptr) h264OutVideoDone(encoder.get(), 1);
