@@ -31,6 +31,8 @@ void AudioEncoderVorbis::appendFrame(std::vector<AudioFrameEncoded>& out, const 
 
 int AudioEncoderVorbis::initialize() {
   return guarded("AudioEncoderVorbis::initialize: ", [&] {
+    // A second start begins a new stream: its own three headers, no old samples.
+    close();
     const int result = codecState.init(channels, sampleRate, -1, static_cast<long>(bitrate), -1);
     {
       std::ostringstream line;
@@ -152,6 +154,7 @@ int AudioEncoderVorbis::close() {
     headers.clear();
     codecState.clear();
     encoderChannels = 0;
+    lastGranulePosition = -1;
     return 0;
   });
 }

@@ -133,6 +133,21 @@ int startStereo(AudioEncoderVorbis& encoder) {
   return encoder.initialize();
 }
 
+TEST(AudioEncoderVorbisSetup, ASecondInitializeStartsANewStreamAndLeaksNothing) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
+  std::vector<AudioFrameEncoded> out;
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  ASSERT_GT(encoder.getHolderCount(), 0u);
+  ASSERT_EQ(startStereo(encoder), 0);  // the sanitizer build sees the first set-up's memory go
+  EXPECT_EQ(encoder.getHolderCount(), 0u);
+  std::vector<AudioFrameEncoded> headers;
+  ASSERT_EQ(encoder.getHeaders(headers), 0);
+  EXPECT_EQ(headers.size(), 3u) << "one stream's headers, not two";
+}
+
 TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
   AudioEncoderVorbis encoder;
   ASSERT_EQ(startStereo(encoder), 0);
