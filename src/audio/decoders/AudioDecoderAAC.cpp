@@ -70,8 +70,8 @@ int AudioDecoderAAC::initialize() {
       logError("AudioDecoderAAC.initialize[{context}]: Error opening decoder");
       return -1;
     }
-    handle->auxinfo(handle.get(), 0, audio_decoder_info::kReset, nullptr, 0);
-    if (handle->auxinfo(handle.get(), 0, audio_decoder_info::kInitialize, audioSettings, sizeof audioSettings) != 0) {
+    aux(audio_decoder_info::kReset, nullptr, 0);
+    if (aux(audio_decoder_info::kInitialize, audioSettings, sizeof audioSettings) != 0) {
       logError("AudioDecoderAAC.initialize[{context}]: Error initializing decoder");
       return -1;
     }
@@ -122,12 +122,12 @@ int AudioDecoderAAC::decodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t l
     if (handle == nullptr) return -1;
     if (!fitsAdtsFrame(data, length, "AudioDecoderAAC.decodeFirstFrame[{context}]: ")) return -1;
     writeAdtsHeader(data + offset, objectType, sampleRateIndex, channelConfig, true, length);
-    handle->auxinfo(handle.get(), 0, audio_decoder_info::kReset, nullptr, 0);
+    aux(audio_decoder_info::kReset, nullptr, 0);
     if (handle->copybytes(handle.get(), data + offset, length) == 0) {
       logError("AudioDecoderAAC.decodeFirstFrame[{context}]: Decode failed");
       return -1;
     }
-    if (handle->auxinfo(handle.get(), 0, audio_decoder_info::kInitialize, audioSettings, sizeof audioSettings) != 0) {
+    if (aux(audio_decoder_info::kInitialize, audioSettings, sizeof audioSettings) != 0) {
       logError("AudioDecoderAAC.decodeFirstFrame[{context}]: Initialize failed");
       return -1;
     }
@@ -142,35 +142,25 @@ int AudioDecoderAAC::decodeFrame(uint8_t* data, uint32_t offset, uint32_t length
     if (handle == nullptr) return -1;
     if (!fitsAdtsFrame(data, length, "AudioDecoderAAC.decodeFrame[{context}]: ")) return -1;
     writeAdtsHeader(data + offset, objectType, sampleRateIndex, channelConfig, true, length);
-    output.outputBuffer = buffer.getBuffer();
-    output.outputSize = buffer.getBufferSize();
     // A stream that never yields samples must not grow the queue for ever:
     // past any real decoder delay the oldest time goes.
     if (timecodeQueue.size() >= kMaxQueuedTimecodes) timecodeQueue.pop_front();
     timecodeQueue.push_back(timecode);
-    handle->auxinfo(handle.get(), 0, audio_decoder_info::kSetOutput, &output, kOutputDescriptorBytes);
-
-    uint32_t consumed = 0;
-    uint32_t state = 0;
-    while ((state & audio_decoder_state::kInputUsed) == 0 && consumed < length) {
-      output.outputSize = buffer.getBufferSize();
-      const uint32_t n = handle->copybytes(handle.get(), data + offset + consumed, length - consumed);
+    const auto learnStream = [&] {
       AacFrameInfo frameInfo{};
-      if (handle->auxinfo(handle.get(), 0, audio_decoder_info::kFrameInfo, &frameInfo, sizeof frameInfo) == 0) {
+      if (aux(audio_decoder_info::kFrameInfo, &frameInfo, sizeof frameInfo) == 0) {
         sampleRate = frameInfo.sampleRate;
         channels = frameInfo.channels;
       }
-      consumed += n;
-      state = handle->auxinfo(handle.get(), 0, audio_decoder_info::kState, nullptr, 0);
-      if ((state & audio_decoder_state::kNoFrame) != 0) break;
-      if (output.outputSize != 0 && !timecodeQueue.empty() && channels != 0) {
-        const uint64_t t = timecodeQueue.front();
-        timecodeQueue.pop_front();
-        accountFrame(output.outputSize / (channels * 2u), t, buffer);
-      }
-      // A stream that takes nothing would hold this loop for ever.
-      if (n == 0) break;
-    }
+    };
+    // Each block of samples takes the oldest host time waiting.
+    const auto stampBlock = [&](uint32_t bytes) {
+      if (timecodeQueue.empty() || channels == 0) return;
+      const uint64_t t = timecodeQueue.front();
+      timecodeQueue.pop_front();
+      accountFrame(bytes / (channels * 2u), t, buffer);
+    };
+    const uint32_t state = feedPacket(data + offset, length, buffer, learnStream, stampBlock);
     if (timecodeQueue.size() > timecodeQueueHighWater) {
       timecodeQueueHighWater = timecodeQueue.size();
       std::ostringstream line;

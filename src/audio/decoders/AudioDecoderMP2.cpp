@@ -35,8 +35,8 @@ int AudioDecoderMP2::initialize() {
       logError("AudioDecoderMP2.initialize[{context}]: Error opening decoder");
       return -1;
     }
-    handle->auxinfo(handle.get(), 0, audio_decoder_info::kReset, nullptr, 0);
-    if (handle->auxinfo(handle.get(), 0, audio_decoder_info::kInitialize, nullptr, 0) != 0) {
+    aux(audio_decoder_info::kReset, nullptr, 0);
+    if (aux(audio_decoder_info::kInitialize, nullptr, 0) != 0) {
       logError("AudioDecoderMP2.initialize[{context}]: Error initializing decoder");
       return -1;
     }
@@ -71,12 +71,12 @@ int AudioDecoderMP2::decodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t l
       line << kFirstFramePrefix << "sampleRate:" << sampleRate << " channels:" << channels;
       logInfo(line.str());
     }
-    handle->auxinfo(handle.get(), 0, audio_decoder_info::kReset, nullptr, 0);
+    aux(audio_decoder_info::kReset, nullptr, 0);
     if (handle->copybytes(handle.get(), data + offset, length) == 0) {
       logError(std::string(kFirstFramePrefix) + "Decode failed");
       return -1;
     }
-    if (handle->auxinfo(handle.get(), 0, audio_decoder_info::kInitialize, nullptr, 0) != 0) {
+    if (aux(audio_decoder_info::kInitialize, nullptr, 0) != 0) {
       logError(std::string(kFirstFramePrefix) + "Initialize failed");
       return -1;
     }

@@ -36,7 +36,7 @@ int AudioDecoderMP3::initialize() {
       logError("AudioDecoderMP3.initialize[{context}]: Error opening decoder");
       return -1;
     }
-    handle->auxinfo(handle.get(), 0, audio_decoder_info::kSettings, settings, sizeof settings);
+    aux(audio_decoder_info::kSettings, settings, sizeof settings);
     return 0;
   });
 }
@@ -59,15 +59,15 @@ int AudioDecoderMP3::decodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t l
       logError(std::string(kFirstFramePrefix) + "Decoder NULL");
       return -1;
     }
-    handle->auxinfo(handle.get(), 0, audio_decoder_info::kReset, nullptr, 0);
+    aux(audio_decoder_info::kReset, nullptr, 0);
     if (data != nullptr) handle->copybytes(handle.get(), data + offset, length);
-    const uint32_t state = handle->auxinfo(handle.get(), 0, audio_decoder_info::kState, nullptr, 0);
+    const uint32_t state = aux(audio_decoder_info::kState, nullptr, 0);
     if ((state & audio_decoder_state::kInputUsed) == 0) {
       logError(std::string(kFirstFramePrefix) + "Decode failed");
       return -1;
     }
     streamInfo = nullptr;
-    handle->auxinfo(handle.get(), 0, audio_decoder_info::kFrameInfo, &streamInfo, 0);
+    aux(audio_decoder_info::kFrameInfo, &streamInfo, 0);
     if (streamInfo != nullptr) {
       sampleRate = streamInfo->sampleRate;
       channels = streamInfo->channels;

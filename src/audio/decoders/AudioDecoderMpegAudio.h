@@ -3,8 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "audio/decoders/AudioDecoderBase.h"
-#include "platform/audiocodecs/AudioDecoderOpen.h"
+#include "audio/decoders/AudioDecoderStreamBase.h"
 
 namespace cvx {
 
@@ -12,7 +11,7 @@ namespace cvx {
 // descriptor, and the per-packet feeding, which is the same for every layer.
 // Rate and channel count are those the first frame told; the call's time
 // serves every block the packet yields.
-class AudioDecoderMpegAudio : public AudioDecoderBase {
+class AudioDecoderMpegAudio : public AudioDecoderStreamBase {
  public:
   ~AudioDecoderMpegAudio() noexcept(false) override;
   AudioDecoderMpegAudio(const AudioDecoderMpegAudio&) = delete;
@@ -34,8 +33,6 @@ class AudioDecoderMpegAudio : public AudioDecoderBase {
   const char* className;
   const std::string decodeFrameLabel;
   const std::string closeLabel;
-  AudioOutputDescriptor output{nullptr, 0};
-  BufStreamPtr handle;
 };
 
 }  // namespace cvx

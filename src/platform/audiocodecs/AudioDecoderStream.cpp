@@ -20,6 +20,9 @@ LibavCodec codecForLayer(uint32_t layer) {
   }
 }
 
+// Room for the largest frame and the padding the codec reads past it.
+constexpr size_t kPacketBytes = AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes;
+
 uint32_t defaultLayer(AudioStreamKind kind) {
   switch (kind) {
     case AudioStreamKind::Aac: return 0;
@@ -47,7 +50,7 @@ AudioDecoderStream::AudioDecoderStream(AudioStreamKind kind)
     : kind_(kind), splitter_(kind == AudioStreamKind::Aac ? AudioFraming::Adts : AudioFraming::MpegAudio) {
   packet_.reset(av_packet_alloc());
   frame_.reset(av_frame_alloc());
-  packetBuffer_.reset(av_buffer_alloc(AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes));
+  packetBuffer_.reset(av_buffer_alloc(kPacketBytes));
   usable_ = packet_ && frame_ && packetBuffer_ && openCodec(codecForLayer(defaultLayer(kind)));
 }
 
@@ -99,23 +102,10 @@ uint32_t AudioDecoderStream::copyBytes(const uint8_t* data, uint32_t size) {
 bool AudioDecoderStream::decodeFrame(uint8_t* target, uint32_t capacity, uint32_t& written) {
   const LibavCodec codec = codecFor(splitter_.header());
   if ((codec != codec_ || !context_) && !openCodec(codec)) return false;
-  if (av_buffer_is_writable(packetBuffer_.get()) == 0) {
-    // The codec still holds the last packet; give it up to the codec.
-    packetBuffer_.reset(av_buffer_alloc(AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes));
-    if (!packetBuffer_) {
-      status_.fail("av_buffer_alloc", "out of memory");
-      return false;
-    }
-  }
+  if (!reusablePacketBuffer(packetBuffer_, kPacketBytes, status_)) return false;
   const uint32_t size = splitter_.frameSize();
   std::memcpy(packetBuffer_->data, splitter_.frame(), size + AudioFrameSplitter::kPaddingBytes);
-  packet_->buf = av_buffer_ref(packetBuffer_.get());
-  if (packet_->buf == nullptr) {
-    status_.fail("av_buffer_ref", "out of memory");
-    return false;
-  }
-  packet_->data = packetBuffer_->data;
-  packet_->size = static_cast<int>(size);
+  if (!pointPacketAt(*packet_, packetBuffer_, size, status_)) return false;
   const AvOutcome sent = status_.check(avcodec_send_packet(context_.get(), packet_.get()), "avcodec_send_packet");
   av_packet_unref(packet_.get());
   if (sent != AvOutcome::Ok && sent != AvOutcome::Again) return false;

@@ -1,5 +1,6 @@
 #include "platform/libav/LibavCodecs.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/libav/LibavLog.h"
@@ -56,6 +57,27 @@ void openLibavContext(AvCodecContextPtr& context, AvStatus& status) {
   if (status.check(avcodec_open2(context.get(), context->codec, nullptr), "avcodec_open2") != AvOutcome::Ok) {
     context.reset();
   }
+}
+
+bool reusablePacketBuffer(AvBufferPtr& buffer, size_t needed, AvStatus& status) {
+  if (buffer && av_buffer_is_writable(buffer.get()) != 0 && static_cast<size_t>(buffer->size) >= needed) return true;
+  const size_t capacity = std::max(needed, buffer ? static_cast<size_t>(buffer->size) : 0);
+  // The codec may still hold the old bytes: they are given up to it.
+  buffer.reset(av_buffer_alloc(capacity));
+  if (!buffer) status.fail("av_buffer_alloc", "out of memory");
+  return buffer != nullptr;
+}
+
+bool pointPacketAt(AVPacket& packet, const AvBufferPtr& buffer, size_t size, AvStatus& status) {
+  av_packet_unref(&packet);
+  packet.buf = av_buffer_ref(buffer.get());
+  if (packet.buf == nullptr) {
+    status.fail("av_buffer_ref", "out of memory");
+    return false;
+  }
+  packet.data = buffer->data;
+  packet.size = static_cast<int>(size);
+  return true;
 }
 
 }  // namespace cvx

@@ -50,4 +50,13 @@ inline AvCodecContextPtr openLibavDecoder(LibavCodec codec, AvStatus& status) {
   return openLibavDecoder(codec, status, [](AVCodecContext&) {});
 }
 
+// A packet's bytes are reused from packet to packet: `buffer` is made anew
+// only when it is missing, smaller than `needed`, or still held by the codec.
+// False, recorded in `status`, when there is no memory for it.
+bool reusablePacketBuffer(AvBufferPtr& buffer, size_t needed, AvStatus& status);
+
+// Points `packet` at the first `size` bytes of `buffer` through a reference
+// of its own, dropping what it held; false, recorded, without memory for it.
+bool pointPacketAt(AVPacket& packet, const AvBufferPtr& buffer, size_t size, AvStatus& status);
+
 }  // namespace cvx

@@ -277,16 +277,8 @@ bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
   if (!context_ && !openCodec()) {
     return false;
   }
-  // The packet's bytes are reused from frame to frame unless the codec still holds them.
-  const size_t needed = unit.size + AV_INPUT_BUFFER_PADDING_SIZE;
-  if (!packetBuffer_ || !av_buffer_is_writable(packetBuffer_.get()) ||
-      static_cast<size_t>(packetBuffer_->size) < needed) {
-    const size_t capacity = std::max(needed, packetBuffer_ ? static_cast<size_t>(packetBuffer_->size) : 0);
-    packetBuffer_.reset(av_buffer_alloc(capacity));
-    if (!packetBuffer_) {
-      status_.fail("av_buffer_alloc", "out of memory");
-      return false;
-    }
+  if (!reusablePacketBuffer(packetBuffer_, unit.size + AV_INPUT_BUFFER_PADDING_SIZE, status_)) {
+    return false;
   }
   size_t size = 0;
   size_t from = 0;
@@ -297,14 +289,9 @@ bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
     from = i < unit.skipCount ? unit.skip[i].second : unit.size;
   }
   std::memset(packetBuffer_->data + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
-  av_packet_unref(packet_.get());
-  packet_->buf = av_buffer_ref(packetBuffer_.get());
-  if (packet_->buf == nullptr) {
-    status_.fail("av_buffer_ref", "out of memory");
+  if (!pointPacketAt(*packet_, packetBuffer_, size, status_)) {
     return false;
   }
-  packet_->data = packetBuffer_->data;
-  packet_->size = static_cast<int>(size);
   packet_->pts = packetCounter_;
   packet_->dts = AV_NOPTS_VALUE;
   ++packetCounter_;
