@@ -82,7 +82,7 @@ struct CountingSink {
     };
     stream.auxinfo = [](bufstream_tt* bs, uint32_t, uint32_t code, void*, uint32_t) -> uint32_t {
       auto& self = *static_cast<CountingSink*>(bs->privateData);
-      if (code == kAuxFrameEnd) {
+      if (code == bufstream_info::kVideoFrameEnd) {
         self.total += self.used;
         self.used = 0;
       }

@@ -12,7 +12,7 @@ AudioEncoderBufferStream::AudioEncoderBufferStream()
 AudioEncoderBufferStream::~AudioEncoderBufferStream() = default;
 
 void AudioEncoderBufferStream::onAuxInfo(uint32_t infoId, void*, uint32_t) {
-  if (infoId == kEndOfFrame) closeFrame();
+  if (infoId == bufstream_info::kAudioFrameEnd) closeFrame();
 }
 
 void AudioEncoderBufferStream::addTimecode(uint64_t position) {

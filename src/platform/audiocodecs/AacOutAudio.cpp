@@ -91,7 +91,7 @@ bool AacOutAudio::drain() {
       status.fail("copybytes", "the output stream had no room for the access unit");
       error(status.lastErrorText());
     }
-    output->auxinfo(output, 0, kAacEndOfFrame, nullptr, 0);
+    output->auxinfo(output, 0, bufstream_info::kAudioFrameEnd, nullptr, 0);
     av_packet_unref(packet.get());
   }
 }

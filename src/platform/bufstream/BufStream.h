@@ -26,6 +26,14 @@ struct bufstream_tt {
   void* privateData;
 };
 
+// The info codes an encoding library sends to the sink it writes into.
+namespace bufstream_info {
+constexpr uint32_t kFrameStart = 256;           // a picture's bytes follow
+constexpr uint32_t kTimeStamp = 0xf000000;      // the picture's time_stamp_info
+constexpr uint32_t kVideoFrameEnd = 0xf0001;    // the picture's bytes are complete
+constexpr uint32_t kAudioFrameEnd = 0xf0002;    // an audio frame's bytes are complete
+}  // namespace bufstream_info
+
 // The named deleter of a record handed out by an open entry: ends its work
 // (done, not aborted) and destroys it (free). A unique_ptr is null before
 // the record's entries run, so a release never finds the record twice.

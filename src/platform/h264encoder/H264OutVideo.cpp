@@ -217,10 +217,10 @@ int H264OutVideo::writeAccessUnit(const x264_nal_t* nals, int nalCount) {
   stamp.start = pictureOut.i_pts;
 
   const auto bytes = static_cast<uint32_t>(accessUnit.size());
-  sink->auxinfo(sink, 0, kAuxFrameStart, nullptr, 0);
-  sink->auxinfo(sink, 0, kAuxTimeStamp, &stamp, sizeof stamp);
+  sink->auxinfo(sink, 0, bufstream_info::kFrameStart, nullptr, 0);
+  sink->auxinfo(sink, 0, bufstream_info::kTimeStamp, &stamp, sizeof stamp);
   const uint32_t written = sink->copybytes(sink, accessUnit.data(), bytes);
-  sink->auxinfo(sink, 0, kAuxFrameEnd, nullptr, 0);
+  sink->auxinfo(sink, 0, bufstream_info::kVideoFrameEnd, nullptr, 0);
   if (written != bytes) {
     messages.warning("H.264 encoder: output stream took %u of %u bytes", written, bytes);
     return kH264OutputFailed;

@@ -13,13 +13,13 @@ VideoEncoderBufferStream::~VideoEncoderBufferStream() = default;
 
 void VideoEncoderBufferStream::onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) {
   switch (infoId) {
-    case kStartOfFrame:
+    case bufstream_info::kFrameStart:
       bufferUsed = 0;
       break;
-    case kEndOfFrame:
+    case bufstream_info::kVideoFrameEnd:
       closeFrame();
       break;
-    case kTimeStamp:
+    case bufstream_info::kTimeStamp:
       if (infoPtr != nullptr && infoSize >= sizeof(time_stamp_info)) {
         // The library hands the record back with the frame it travelled with;
         // its start is in tenths of a millisecond.
