@@ -1,7 +1,6 @@
 #include "dumps/DumpWriters.h"
 
 #include <cstring>
-#include <exception>
 
 #include "logging/Guarded.h"
 

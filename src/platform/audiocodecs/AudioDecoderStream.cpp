@@ -1,6 +1,5 @@
 #include "platform/audiocodecs/AudioDecoderStream.h"
 
-#include <array>
 #include <cstring>
 #include <memory>
 #include <new>

@@ -4,7 +4,6 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <new>
 #include <vector>
 
 #include "logging/Guarded.h"

@@ -8,8 +8,6 @@
 
 namespace cvx {
 
-VideoDecoderBase::VideoDecoderBase() { routeLibraryLogs(getDefaultLogger()); }
-
 namespace {
 
 uint32_t readBigEndian16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
@@ -23,6 +21,8 @@ void storeWithStartCode(std::vector<uint8_t>& out, const uint8_t* data, uint32_t
 }
 
 }  // namespace
+
+VideoDecoderBase::VideoDecoderBase() { routeLibraryLogs(getDefaultLogger()); }
 
 void VideoDecoderBase::logInfo(const std::string& statement) {
   loggerOrDefault(logger)->logLevel2(kLogContextVideoDecoder, 0, statement);

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 
 #include "logging/Guarded.h"
 #include "media/CodecNumbers.h"

@@ -1,7 +1,6 @@
 #include "video/encoders/VideoEncoderSettingsH264.h"
 
 #include <cstring>
-#include <exception>
 
 #include "logging/Guarded.h"
 #include "parameters/IParameterTarget.h"
