@@ -1,4 +1,5 @@
 // The audio family of exports.
+#include <utility>
 #include <vector>
 
 #include "com_corvane_cvx_transcoder_model_TranscoderSessionNative.h"
@@ -9,32 +10,15 @@ using namespace cvx;
 
 namespace {
 
-// Frame input whose copy is made before the handle is tested, so that a zero
-// handle still costs the copy (the configuration calls).
+// Frames whose handle is tested before any copy: the block gets the
+// session's header room in front, which the decoder may write into.
 template <class Call>
-jlong withCopyFirst(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, const char* label,
-                    const char* freeLabel, Call&& call) {
-  uint32_t total = 0;
-  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
-  if (block == nullptr) return -1;
-  jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, block, total); });
-  if (!freeHostBytes(block, freeLabel)) status = -1;
-  return status;
-}
-
-// Frame input whose handle is tested first; the block gets the session's
-// header room in front, which the decoder may write into.
-template <class Call>
-jlong withHeaderRoom(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, const char* label,
-                     const char* freeLabel, Call&& call) {
+jlong forwardFrame(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, const char* label,
+                   const char* freeLabel, Call&& call) {
   TranscoderSession* session = sessionFromHandle(handle);
   if (session == nullptr) return -1;
-  uint32_t total = 0;
-  uint8_t* block = copyHostBytes(env, data, offset, length, session->getFrameHeaderSize(), total);
-  if (block == nullptr) return -1;
-  jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, block, total); });
-  if (!freeHostBytes(block, freeLabel)) status = -1;
-  return status;
+  return forwardHostBytes(env, handle, data, offset, length, session->getFrameHeaderSize(), label, freeLabel,
+                          std::forward<Call>(call));
 }
 
 }  // namespace
@@ -61,11 +45,13 @@ CVX_EXPORT(audioDecoderInitialize)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(audioDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                           jlong length) {
-  return withCopyFirst(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeCodecConfig: ",
-                       "TranscoderSessionNative::audioDecoderDecodeCodecConfig[free]: ",
-                       [](TranscoderSession& s, uint8_t* block, uint32_t total) {
-                         return s.audioDecoderDecodeCodecConfig(block, 0, total);
-                       });
+  // The copy is made before the handle is tested.
+  return forwardHostBytes(env, handle, data, offset, length, 0,
+                          "TranscoderSessionNative::audioDecoderDecodeCodecConfig: ",
+                          "TranscoderSessionNative::audioDecoderDecodeCodecConfig[free]: ",
+                          [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.audioDecoderDecodeCodecConfig(block.get(), 0, total);
+                          });
 }
 
 CVX_EXPORT(audioDecoderIsFirstFrameDecoded)(JNIEnv*, jobject, jlong handle) {
@@ -75,21 +61,21 @@ CVX_EXPORT(audioDecoderIsFirstFrameDecoded)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(audioDecoderDecodeFirstFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                          jlong length) {
-  return withHeaderRoom(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFirstFrame: ",
-                        "TranscoderSessionNative::audioDecoderDecodeFirstFrame[free]: ",
-                        [](TranscoderSession& s, uint8_t* block, uint32_t total) {
-                          return s.audioDecoderDecodeFirstFrame(block, 0, total);
-                        });
+  return forwardFrame(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFirstFrame: ",
+                      "TranscoderSessionNative::audioDecoderDecodeFirstFrame[free]: ",
+                      [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                        return s.audioDecoderDecodeFirstFrame(block.get(), 0, total);
+                      });
 }
 
 CVX_EXPORT(audioDecoderDecodeFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset, jlong length,
                                     jlong timecode, jlong bufferIndex) {
-  return withHeaderRoom(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFrame: ",
-                        "TranscoderSessionNative::audioDecoderDecodeFrame[free]: ",
-                        [&](TranscoderSession& s, uint8_t* block, uint32_t total) {
-                          return s.audioDecoderDecodeFrame(block, 0, total, static_cast<uint64_t>(timecode),
-                                                           low32(bufferIndex));
-                        });
+  return forwardFrame(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFrame: ",
+                      "TranscoderSessionNative::audioDecoderDecodeFrame[free]: ",
+                      [&](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                        return s.audioDecoderDecodeFrame(block.get(), 0, total, static_cast<uint64_t>(timecode),
+                                                         low32(bufferIndex));
+                      });
 }
 
 CVX_EXPORT(audioDecoderResetDecodedFrameState)(JNIEnv*, jobject, jlong handle) {

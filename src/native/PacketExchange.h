@@ -6,19 +6,37 @@
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
+#include "media/MallocBlock.h"
+#include "native/JniSupport.h"
 #include "video/encoders/VideoFrameEncoded.h"
 
 namespace cvx {
 
-// Compressed input: a new malloc block of `header` + `length` bytes holding
-// the host's bytes behind `header` bytes of room. Null for a null array, an
+// Compressed input: a new block of `header` + `length` bytes holding the
+// host's bytes behind `header` bytes of room. Null for a null array, an
 // offset/length pair outside the array (no Java exception is left pending),
 // or no memory. `total` receives header + length.
-uint8_t* copyHostBytes(JNIEnv* env, jbyteArray data, jlong offset, jlong length, uint32_t header, uint32_t& total);
+MallocBlock copyHostBytes(JNIEnv* env, jbyteArray data, jlong offset, jlong length, uint32_t header,
+                          uint32_t& total);
 
-// Frees a block handed in by copyHostBytes under the export's "[free]" handler.
+// Frees a block of copyHostBytes under the export's "[free]" handler.
 // Returns false when the free raised.
-bool freeHostBytes(uint8_t* block, const char* label);
+bool freeHostBytes(MallocBlock block, const char* label);
+
+// The frame of an export that takes compressed bytes: copies them behind
+// `header` bytes of room, hands block and total length to the session
+// method under the export's handler (a zero handle answers -1 after the
+// copy), and frees the block under `freeLabel` unless the call kept it.
+template <class Call>
+jlong forwardHostBytes(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, uint32_t header,
+                       const char* label, const char* freeLabel, Call&& call) {
+  uint32_t total = 0;
+  MallocBlock block = copyHostBytes(env, data, offset, length, header, total);
+  if (!block) return -1;
+  jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, block, total); });
+  if (!freeHostBytes(std::move(block), freeLabel)) status = -1;
+  return status;
+}
 
 // Encoded output: appends one TranscoderPacket per frame with bytes to the
 // host's list (type 9 video, 8 audio). Frames without bytes are skipped, and

@@ -1,5 +1,4 @@
 // The video family of exports.
-#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -19,15 +18,11 @@ std::size_t readRectangle(JNIEnv* env, jlongArray values, uint32_t (&out)[4]) {
   if (values == nullptr) return 0;
   const jsize length = env->GetArrayLength(values);
   if (length < 1) return 0;
-  jlong* elements = env->GetLongArrayElements(values, nullptr);
-  if (elements == nullptr) {
-    clearPendingException(env);
-    return 0;
-  }
+  ArrayElements<jlongArray> elements(env, values, JNI_ABORT);
+  if (!elements) return 0;
   // More than four would overrun the rectangle: the rest is ignored.
   const std::size_t count = length < 4 ? static_cast<std::size_t>(length) : 4;
-  for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<uint32_t>(elements[i]);
-  env->ReleaseLongArrayElements(values, elements, JNI_ABORT);
+  for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<uint32_t>(elements.get()[i]);
   return count;
 }
 
@@ -95,38 +90,32 @@ CVX_EXPORT(videoDecoderInitialize)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(videoDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                           jlong length) {
-  // What the decoder would refuse is not copied.
+  // What the decoder would refuse is not copied; otherwise the copy is made
+  // before the handle is tested.
   if (TranscoderSession* session = sessionFromHandle(handle)) {
     if (const uint32_t status = session->videoDecoderCheckLength(length, true)) return widenStatus(status);
   }
-  uint32_t total = 0;
-  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
-  if (block == nullptr) return -1;
-  jlong status = callSession(handle, "TranscoderSessionNative::videoDecoderDecodeCodecConfig: ", -1, -1,
-                             [&](TranscoderSession& s) { return s.videoDecoderDecodeCodecConfig(block, 0, total); });
-  if (!freeHostBytes(block, "TranscoderSessionNative::videoDecoderDecodeCodecConfig[free]: ")) status = -1;
-  return status;
+  return forwardHostBytes(env, handle, data, offset, length, 0,
+                          "TranscoderSessionNative::videoDecoderDecodeCodecConfig: ",
+                          "TranscoderSessionNative::videoDecoderDecodeCodecConfig[free]: ",
+                          [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.videoDecoderDecodeCodecConfig(block.get(), 0, total);
+                          });
 }
 
 CVX_EXPORT(videoDecoderAddFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset, jlong length,
                                  jlong timecode, jlong frameType) {
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session != nullptr) {
+  if (TranscoderSession* session = sessionFromHandle(handle)) {
     if (const uint32_t status = session->videoDecoderCheckLength(length, false)) return widenStatus(status);
-  }
-  uint32_t total = 0;
-  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
-  if (block == nullptr) return -1;
-  if (session == nullptr) {
-    freeHostBytes(block, "TranscoderSessionNative::videoDecoderAddFrame[free]: ");
-    return -1;
   }
   // The decoder reads the frame's bytes over the decode calls that follow:
   // the session keeps the block until then.
-  MallocBlock owned(block);
-  return callSession(handle, "TranscoderSessionNative::videoDecoderAddFrame: ", -1, -1, [&](TranscoderSession& s) {
-    return s.videoDecoderAddFrame(std::move(owned), total, static_cast<int64_t>(timecode), low32(frameType));
-  });
+  return forwardHostBytes(env, handle, data, offset, length, 0, "TranscoderSessionNative::videoDecoderAddFrame: ",
+                          "TranscoderSessionNative::videoDecoderAddFrame[free]: ",
+                          [&](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.videoDecoderAddFrame(std::move(block), total, static_cast<int64_t>(timecode),
+                                                          low32(frameType));
+                          });
 }
 
 CVX_EXPORT(videoDecoderDecode)(JNIEnv* env, jobject, jlong handle, jlong bufferIndex, jobject flagsReference) {

@@ -1,12 +1,20 @@
 #pragma once
 
+#include "audio/encoders/IAudioEncoder.h"
+#include "session/GuardedDelete.h"
+
 namespace cvx {
 
-class IAudioEncoder;
+// The word videoEncoders stands in the audio list's label too: hosts may
+// match on it as it is.
+inline constexpr char kAudioEncoderWrapperDestructor[] =
+    "TranscoderSessionBase#AudioEncoderWrapper::destructor[videoEncoders]: ";
 
-// A plain handle in the session's audio encoder list; see VideoEncoderWrapper.
+using AudioEncoderOwner = GuardedOwner<IAudioEncoder, kAudioEncoderWrapperDestructor>;
+
+// One entry of the session's audio encoder list; see VideoEncoderWrapper.
 struct AudioEncoderWrapper {
-  IAudioEncoder* encoder = nullptr;
+  AudioEncoderOwner encoder;
 };
 
 }  // namespace cvx

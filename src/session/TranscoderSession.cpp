@@ -148,7 +148,7 @@ uint32_t TranscoderSession::videoDecoderCreate(uint32_t codec, uint32_t implemen
     made.codec->setLogger(&logCollector);
     std::ostringstream line;
     line << "TranscoderSession.videoDecoderCreate[{context}]: Create video decoder: " << made.words;
-    replaceVideoDecoder(made.codec.release());
+    replaceVideoDecoder(std::move(made.codec));
     logCollector.logLevel2(kLogContextVideoDecoder, 0, line.str());
     return 0;
   });
@@ -164,9 +164,8 @@ uint32_t TranscoderSession::videoEncoderAdd(uint32_t codec, uint32_t implementat
         selectVideoEncoder(codec, implementation, isCUDAAvailable != 0, isQuickSyncAvailable != 0);
     if (made.codec == nullptr) return kFailure;
     made.codec->setLogger(&logCollector);
-    videoEncoders.reserve(videoEncoders.size() + 1);
-    index = appendVideoEncoder(made.codec.get());
-    IVideoEncoder* encoder = made.codec.release();
+    IVideoEncoder* encoder = made.codec.get();
+    index = appendVideoEncoder(std::move(made.codec));
     encoder->setContextId(index);
     std::ostringstream line;
     line << "TranscoderSession.videoEncoderAdd[{context}]: Create video encoder: " << made.words;
@@ -185,7 +184,7 @@ uint32_t TranscoderSession::audioDecoderCreate(uint32_t codec, uint32_t implemen
     audioFrameHeaderSize = made.codec->getFrameHeaderSize();
     std::ostringstream line;
     line << "TranscoderSession.audioDecoderCreate[{context}]: Create audio decoder: " << made.words;
-    replaceAudioDecoder(made.codec.release());
+    replaceAudioDecoder(std::move(made.codec));
     logCollector.logLevel2(kLogContextAudioDecoder, 0, line.str());
     return 0;
   });
@@ -207,9 +206,8 @@ uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& 
       return kFailure;
     }
     made.codec->setLogger(&logCollector);
-    audioEncoders.reserve(audioEncoders.size() + 1);
-    index = appendAudioEncoder(made.codec.get());
-    IAudioEncoder* encoder = made.codec.release();
+    IAudioEncoder* encoder = made.codec.get();
+    index = appendAudioEncoder(std::move(made.codec));
     encoder->setContextId(index);
     std::ostringstream line;
     line << "TranscoderSession.audioEncoderAdd[{context}]: Create audio encoder: " << made.words;
@@ -218,13 +216,28 @@ uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& 
   });
 }
 
-template <class Call>
-uint32_t TranscoderSession::withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call) {
+namespace {
+
+// Runs `call` on an encoder under the method's handler; no encoder (a bad
+// index) is a failure.
+template <class Encoder, class Call>
+uint32_t onEncoder(const char* label, Encoder* encoder, Call&& call) {
   return guarded(label, [&]() -> uint32_t {
-    IVideoEncoder* encoder = getVideoEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
     return static_cast<uint32_t>(call(*encoder));
   });
+}
+
+}  // namespace
+
+template <class Call>
+uint32_t TranscoderSession::withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call) {
+  return onEncoder(label, getVideoEncoder(encoderIndex), std::forward<Call>(call));
+}
+
+template <class Call>
+uint32_t TranscoderSession::withAudioEncoder(const char* label, uint32_t encoderIndex, Call&& call) {
+  return onEncoder(label, getAudioEncoder(encoderIndex), std::forward<Call>(call));
 }
 
 uint32_t TranscoderSession::videoDecoderBuffersCreate(uint32_t count) {
@@ -565,6 +578,10 @@ bool packetTooLong(LogCollector& log, const char* method, uint32_t length, uint3
 
 }  // namespace
 
+uint32_t TranscoderSession::refuseAudioEncoder(uint32_t encoderIndex, const char* method, const std::string& reason) {
+  return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex), method, reason);
+}
+
 uint32_t TranscoderSession::audioDecoderInitialize() {
   return guarded("TranscoderSession::audioDecoderInitialize: ", [&]() -> uint32_t {
     if (audioDecoder == nullptr) return kFailure;
@@ -635,89 +652,69 @@ uint32_t TranscoderSession::audioDecoderGetChannels(uint32_t& value) {
 }
 
 uint32_t TranscoderSession::audioEncoderSetSampleRate(uint32_t encoderIndex, uint32_t sampleRate) {
-  return guarded("TranscoderSession::audioEncoderSetSampleRate: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
+  return withAudioEncoder("TranscoderSession::audioEncoderSetSampleRate: ", encoderIndex, [&](IAudioEncoder& e) {
     if (!isAudioSampleRate(sampleRate)) {
       std::ostringstream line;
       line << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
-                         "audioEncoderSetSampleRate", line.str());
+      return refuseAudioEncoder(encoderIndex, "audioEncoderSetSampleRate", line.str());
     }
-    encoder->setSampleRate(sampleRate);
-    return 0;
+    e.setSampleRate(sampleRate);
+    return 0u;
   });
 }
 
 uint32_t TranscoderSession::audioEncoderSetChannels(uint32_t encoderIndex, uint32_t channels) {
-  return guarded("TranscoderSession::audioEncoderSetChannels: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
+  return withAudioEncoder("TranscoderSession::audioEncoderSetChannels: ", encoderIndex, [&](IAudioEncoder& e) {
     if (!isAudioChannelCount(channels)) {
       std::ostringstream line;
       line << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
-                         "audioEncoderSetChannels", line.str());
+      return refuseAudioEncoder(encoderIndex, "audioEncoderSetChannels", line.str());
     }
-    encoder->setChannels(channels);
-    return 0;
+    e.setChannels(channels);
+    return 0u;
   });
 }
 
 uint32_t TranscoderSession::audioEncoderSetQuality(uint32_t encoderIndex, double quality) {
-  return guarded("TranscoderSession::audioEncoderSetQuality: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
+  return withAudioEncoder("TranscoderSession::audioEncoderSetQuality: ", encoderIndex, [&](IAudioEncoder& e) {
     if (!isAudioQuality(quality)) {
       std::ostringstream line;
       line << "quality " << quality << " is not a finite number";
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
-                         "audioEncoderSetQuality", line.str());
+      return refuseAudioEncoder(encoderIndex, "audioEncoderSetQuality", line.str());
     }
-    encoder->setQuality(quality);
-    return 0;
+    e.setQuality(quality);
+    return 0u;
   });
 }
 
 uint32_t TranscoderSession::audioEncoderSetBitrate(uint32_t encoderIndex, uint32_t bitrate) {
-  return guarded("TranscoderSession::audioEncoderSetBitrate: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
+  return withAudioEncoder("TranscoderSession::audioEncoderSetBitrate: ", encoderIndex, [&](IAudioEncoder& e) {
     if (bitrate > kAudioMaxBitrate) {
       std::ostringstream line;
       line << "bit rate " << bitrate << " is above " << kAudioMaxBitrate;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
-                         "audioEncoderSetBitrate", line.str());
+      return refuseAudioEncoder(encoderIndex, "audioEncoderSetBitrate", line.str());
     }
-    encoder->setBitrate(bitrate);
-    return 0;
+    e.setBitrate(bitrate);
+    return 0u;
   });
 }
 
 uint32_t TranscoderSession::audioEncoderInitialize(uint32_t encoderIndex) {
-  return guarded("TranscoderSession::audioEncoderInitialize: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
-    return static_cast<uint32_t>(encoder->initialize());
-  });
+  return withAudioEncoder("TranscoderSession::audioEncoderInitialize: ", encoderIndex,
+                          [](IAudioEncoder& e) { return e.initialize(); });
 }
 
 uint32_t TranscoderSession::audioEncoderGetHeaders(uint32_t encoderIndex, std::vector<AudioFrameEncoded>& frames) {
-  return guarded("TranscoderSession::audioEncoderGetHeaders: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
-    return static_cast<uint32_t>(encoder->getHeaders(frames));
-  });
+  return withAudioEncoder("TranscoderSession::audioEncoderGetHeaders: ", encoderIndex,
+                          [&](IAudioEncoder& e) { return e.getHeaders(frames); });
 }
 
 uint32_t TranscoderSession::audioEncoderAddSampleBuffer(uint32_t encoderIndex, uint32_t bufferIndex,
                                                         std::vector<AudioFrameEncoded>& frames) {
-  return guarded("TranscoderSession::audioEncoderAddSampleBuffer: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
+  return withAudioEncoder("TranscoderSession::audioEncoderAddSampleBuffer: ", encoderIndex, [&](IAudioEncoder& e) {
     AudioSampleBuffer* buffer = getAudioBuffer(bufferIndex);
-    if (buffer == nullptr) return kFailure;
-    return static_cast<uint32_t>(encoder->addSampleBuffer(*buffer, frames));
+    if (buffer == nullptr) return -1;
+    return e.addSampleBuffer(*buffer, frames);
   });
 }
 
@@ -730,7 +727,7 @@ uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {
       return refuseAudio(logCollector, kLogContextAudioDecoder, 0, "audioDecoderBuffersCreate", line.str());
     }
     audioBuffers.reserve(audioBuffers.size() + count);
-    for (uint32_t i = 0; i < count; ++i) audioBuffers.push_back(AudioSampleBufferSetItem{new AudioSampleBuffer()});
+    for (uint32_t i = 0; i < count; ++i) audioBuffers.push_back(std::make_unique<AudioSampleBuffer>());
     return 0;
   });
 }
@@ -753,7 +750,7 @@ uint32_t TranscoderSession::audioDecoderBuffersAllocate(uint32_t sampleCount, ui
       return refuseAudio(logCollector, kLogContextAudioDecoder, 0, "audioDecoderBuffersAllocate", line.str());
     }
     // Each buffer's own failure is its to report; the set answers 0.
-    for (AudioSampleBufferSetItem& item : audioBuffers) item.buffer->allocBuffer(sampleCount, channels, sampleRate);
+    for (std::unique_ptr<AudioSampleBuffer>& buffer : audioBuffers) buffer->allocBuffer(sampleCount, channels, sampleRate);
     return 0;
   });
 }

@@ -3,9 +3,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
+#include "media/FourCC.h"
 #include "session/TranscoderSessionBase.h"
 #include "session/VideoDecodeBlocks.h"
 #include "video/encoders/VideoFrameEncoded.h"
@@ -19,7 +21,7 @@ class VideoOverlayFrame;
 // the overlay setters, whose objects lock themselves.
 class TranscoderSession : public TranscoderSessionBase {
  public:
-  static constexpr uint32_t kDefaultFourCC = 0x32315659;  // 'YV12'
+  static constexpr uint32_t kDefaultFourCC = kFourCCYV12;
   // The longest compressed frame and codec configuration a video decoder takes.
   static constexpr uint32_t kMaxVideoFrameLength = 32u << 20;
   static constexpr uint32_t kMaxVideoConfigLength = 1u << 20;
@@ -125,8 +127,14 @@ class TranscoderSession : public TranscoderSessionBase {
                                        std::vector<AudioFrameEncoded>& frames);
 
  private:
+  // Run `call` on the encoder at `encoderIndex` under the method's handler
+  // (`label`); a bad index is a failure.
   template <class Call>
   uint32_t withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call);
+  template <class Call>
+  uint32_t withAudioEncoder(const char* label, uint32_t encoderIndex, Call&& call);
+  // A value an audio encoder's setter does not take: one level-3 line, and -1.
+  uint32_t refuseAudioEncoder(uint32_t encoderIndex, const char* method, const std::string& reason);
   // Sizes decoder frame `index` for the decoder's picture; a frame left
   // without a block is logged as a fault of `method`.
   void allocDecoderFrame(uint32_t index, const char* method);

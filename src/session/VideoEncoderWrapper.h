@@ -1,14 +1,20 @@
 #pragma once
 
+#include "session/GuardedDelete.h"
+#include "video/encoders/IVideoEncoder.h"
+
 namespace cvx {
 
-class IVideoEncoder;
+inline constexpr char kVideoEncoderWrapperDestructor[] =
+    "TranscoderSessionBase#VideoEncoderWrapper::destructor[videoEncoders]: ";
 
-// A plain handle in the session's encoder list. It copies as a pointer and
-// deletes nothing: the session base deletes the encoders, each under its own
-// handler, before any buffer they may read goes away.
+using VideoEncoderOwner = GuardedOwner<IVideoEncoder, kVideoEncoderWrapperDestructor>;
+
+// One entry of the session's video encoder list, which owns the encoder.
+// The session base empties the list front to back before any buffer the
+// encoders may read goes away.
 struct VideoEncoderWrapper {
-  IVideoEncoder* encoder = nullptr;
+  VideoEncoderOwner encoder;
 };
 
 }  // namespace cvx
