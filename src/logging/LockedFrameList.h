@@ -6,7 +6,7 @@
 
 #include "logging/Guarded.h"
 #include "logging/IConcurrentLock.h"
-#include "media/MallocBlock.h"
+#include "media/ByteBlocks.h"
 
 namespace cvx {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
-#include "media/MallocBlock.h"
+#include "media/ByteBlocks.h"
 #include "native/JniSupport.h"
 #include "video/encoders/VideoFrameEncoded.h"
 

@@ -1,8 +1,8 @@
 #include "native/PictureExchange.h"
 
 #include <climits>
-#include <new>
 
+#include "media/ByteBlocks.h"
 #include "media/FourCC.h"
 #include "native/JniClassCache.h"
 #include "native/JniSupport.h"
@@ -69,7 +69,7 @@ bool copyOverlayPixels(JNIEnv* env, jobject overlay, jfieldID field, std::unique
   if (!array) return true;
   const jsize length = env->GetArrayLength(array.get());
   if (length <= 0 || static_cast<uint32_t>(length) > kMaxOverlayBytes) return true;
-  pixels.reset(new (std::nothrow) uint8_t[static_cast<std::size_t>(length)]);
+  pixels = tryAllocateBytes(static_cast<uint64_t>(length));
   if (pixels == nullptr) return false;
   env->GetByteArrayRegion(array.get(), 0, length, reinterpret_cast<jbyte*>(pixels.get()));
   byteCount = static_cast<uint32_t>(length);

@@ -73,6 +73,8 @@ JNIEXPORT jlong JNICALL Java_com_corvane_cvx_transcoder_model_TranscoderSessionN
   });
 }
 
+// The host owns a session through its handle: createInstance makes it and
+// destroyInstance deletes it, and nothing else does either.
 JNIEXPORT jlong JNICALL Java_com_corvane_cvx_transcoder_model_TranscoderSessionNative_createInstance(JNIEnv*,
                                                                                                      jobject) {
   return guardExport("TranscoderSessionNative::createInstance: ", 0, [] {

@@ -191,7 +191,7 @@ uint32_t TranscoderSession::audioDecoderCreate(uint32_t codec, uint32_t implemen
 }
 
 uint32_t TranscoderSession::audioDecoderCreate(uint32_t codec, uint32_t implementation) {
-  return audioDecoderCreate(codec, implementation, 2);
+  return audioDecoderCreate(codec, implementation, kDefaultAudioSampleFormat);
 }
 
 uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& index) {

@@ -22,6 +22,8 @@ class VideoOverlayFrame;
 class TranscoderSession : public TranscoderSessionBase {
  public:
   static constexpr uint32_t kDefaultFourCC = kFourCCYV12;
+  // The sample format audio decoders are made with unless the host names one.
+  static constexpr uint32_t kDefaultAudioSampleFormat = 2;
   // The longest compressed frame and codec configuration a video decoder takes.
   static constexpr uint32_t kMaxVideoFrameLength = 32u << 20;
   static constexpr uint32_t kMaxVideoConfigLength = 1u << 20;
@@ -144,7 +146,7 @@ class TranscoderSession : public TranscoderSessionBase {
                           int contextType, int contextIndex);
 
   uint32_t fourcc = kDefaultFourCC;
-  uint32_t audioSampleFormat = 2;
+  uint32_t audioSampleFormat = kDefaultAudioSampleFormat;
   VideoDecodeBlocks videoDecodeBlocks;
   uint32_t audioFrameHeaderSize = 0;
   uint32_t isCUDAAvailable = 0;

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "media/MallocBlock.h"
+#include "media/ByteBlocks.h"
 
 namespace cvx {
 

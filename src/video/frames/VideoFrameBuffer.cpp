@@ -4,9 +4,9 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "logging/Guarded.h"
+#include "media/ByteBlocks.h"
 #include "platform/imagescaler/ScaleImage.h"
 #include "video/frames/IImageScaler.h"
 #include "video/frames/LibraryImageScaler.h"
@@ -135,7 +135,7 @@ int VideoFrameBuffer::allocateBlock(uint32_t width, uint32_t height, uint32_t fo
 
 bool VideoFrameBuffer::takeBlock(uint64_t bytes) {
   if (budget_ != nullptr && !budget_->reserve(bytes)) return false;
-  ownedBlock_.reset(new (std::nothrow) uint8_t[bytes]);
+  ownedBlock_ = tryAllocateBytes(bytes);
   if (!ownedBlock_) {
     if (budget_ != nullptr) budget_->release(bytes);
     return false;

@@ -1,9 +1,9 @@
 #include "video/frames/VideoFrameBufferSet.h"
 
 #include <climits>
-#include <new>
 
 #include "logging/Guarded.h"
+#include "media/ByteBlocks.h"
 #include "platform/imagescaler/ScaleImage.h"
 #include "video/frames/IImageScaler.h"
 #include "video/frames/LibraryImageScaler.h"
@@ -118,7 +118,7 @@ void VideoFrameBufferSet::prepareScratch(const VideoFrameBuffer& frame, VideoOve
   const uint64_t bytes = uint64_t{alphaWidth} * alphaHeight * 4;
   overlays.setScratch(nullptr, 0, 0);
   if (bytes > 0 && uint64_t{alphaWidth} * 4 <= INT32_MAX) {
-    overlays.setScratch(std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[bytes]), alphaWidth, alphaHeight);
+    overlays.setScratch(tryAllocateBytes(bytes), alphaWidth, alphaHeight);
   }
 }
 
