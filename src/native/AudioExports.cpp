@@ -84,20 +84,14 @@ CVX_EXPORT(audioDecoderResetDecodedFrameState)(JNIEnv*, jobject, jlong handle) {
 }
 
 CVX_EXPORT(audioDecoderGetSampleRate)(JNIEnv* env, jobject, jlong handle, jobject value) {
-  uint32_t rate = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", -1, -1,
-                                   [&](TranscoderSession& s) { return s.audioDecoderGetSampleRate(rate); });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, value, rate);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", value,
+                            [](TranscoderSession& s, uint32_t& rate) { return s.audioDecoderGetSampleRate(rate); });
 }
 
 CVX_EXPORT(audioDecoderGetChannels)(JNIEnv* env, jobject, jlong handle, jobject value) {
-  uint32_t channels = 0;
   // This handler's label names its neighbour; hosts may match on it.
-  const jlong status = callSession(handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", -1, -1,
-                                   [&](TranscoderSession& s) { return s.audioDecoderGetChannels(channels); });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, value, channels);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", value,
+                            [](TranscoderSession& s, uint32_t& channels) { return s.audioDecoderGetChannels(channels); });
 }
 
 CVX_EXPORT(audioDecoderBuffersCreate)(JNIEnv*, jobject, jlong handle, jlong count) {
@@ -114,13 +108,10 @@ CVX_EXPORT(audioDecoderBuffersAllocate)(JNIEnv*, jobject, jlong handle, jlong sa
 }
 
 CVX_EXPORT(audioEncoderAdd)(JNIEnv* env, jobject, jlong handle, jlong codec, jlong implementation, jobject index) {
-  uint32_t newIndex = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::audioEncoderAdd: ", -1, -1,
-                                   [&](TranscoderSession& s) {
-                                     return s.audioEncoderAdd(low32(codec), low32(implementation), newIndex);
-                                   });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::audioEncoderAdd: ", index,
+                            [&](TranscoderSession& s, uint32_t& newIndex) {
+                              return s.audioEncoderAdd(low32(codec), low32(implementation), newIndex);
+                            });
 }
 
 CVX_EXPORT(audioEncoderSetSampleRate)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong sampleRate) {

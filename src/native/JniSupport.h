@@ -56,6 +56,17 @@ jlong callSession(jlong handle, const char* label, jlong zeroHandle, jlong caugh
 // A null object or one without the field is skipped silently.
 void writeLongByReference(JNIEnv* env, jobject reference, jlong value);
 
+// callSession for a method with one out-value, which is written to the
+// host's TranscoderLongByReference whatever the status, unless the handle
+// is zero. The value starts at 0.
+template <class Call>
+jlong callSessionWithOut(JNIEnv* env, jlong handle, const char* label, jobject reference, Call&& call) {
+  uint32_t value = 0;
+  const jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, value); });
+  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, reference, value);
+  return status;
+}
+
 // Looks up `add(Object)` on a java.util.List; null (exception cleared) if absent.
 jmethodID listAddMethod(JNIEnv* env, jobject list);
 

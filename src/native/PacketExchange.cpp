@@ -43,7 +43,7 @@ class PacketMaker {
 
   // Makes one packet with a copy of the bytes; empty (and nothing pending)
   // if the JVM cannot make it.
-  LocalRef<jobject> make(const uint8_t* bytes, uint32_t length, jlong time, jint frameKind, jint packetType) {
+  LocalRef<jobject> make(const uint8_t* bytes, uint32_t length) {
     LocalRef<jobject> packet(env_, env_->NewObject(cls_.get(), ids_.init));
     if (!packet) {
       clearPendingException(env_);
@@ -57,10 +57,13 @@ class PacketMaker {
     env_->SetByteArrayRegion(array.get(), 0, static_cast<jsize>(length), reinterpret_cast<const jbyte*>(bytes));
     env_->SetObjectField(packet.get(), ids_.buffer, array.get());
     env_->SetLongField(packet.get(), ids_.len, static_cast<jlong>(length));
-    env_->SetLongField(packet.get(), ids_.timecode, time);
-    env_->SetIntField(packet.get(), ids_.frameType, frameKind);
-    env_->SetIntField(packet.get(), ids_.type, packetType);
     return packet;
+  }
+
+  void setKind(jobject packet, jlong time, jint frameKind, jint packetType) {
+    env_->SetLongField(packet, ids_.timecode, time);
+    env_->SetIntField(packet, ids_.frameType, frameKind);
+    env_->SetIntField(packet, ids_.type, packetType);
   }
 
   void setAudioFormat(jobject packet, uint32_t sampleRate, uint32_t channels) {
@@ -84,6 +87,26 @@ class PacketMaker {
 
 // Java arrays are indexed by int: a frame longer than that cannot cross.
 bool crossable(const uint8_t* bytes, uint32_t length) { return bytes != nullptr && length > 0 && length <= INT32_MAX; }
+
+// The packet types a host tells video and audio apart by.
+constexpr jint kVideoPacket = 9;
+constexpr jint kAudioPacket = 8;
+
+// One packet for each frame with bytes, fields in the documented order:
+// buffer and length here, the rest by `fill`.
+template <class Frame, class Fill>
+void deliverFrames(JNIEnv* env, jobject list, const std::vector<Frame>& frames, Fill fill) {
+  if (frames.empty()) return;
+  PacketMaker packets(env, list);
+  if (!packets.usable()) return;
+  for (const Frame& frame : frames) {
+    if (!crossable(frame.buffer, frame.length)) continue;
+    LocalRef<jobject> packet = packets.make(frame.buffer, frame.length);
+    if (!packet) continue;
+    fill(packets, packet.get(), frame);
+    packets.append(packet.get());
+  }
+}
 
 }  // namespace
 
@@ -113,28 +136,16 @@ bool freeHostBytes(MallocBlock block, const char* label) {
 }
 
 void deliverPackets(JNIEnv* env, jobject list, const std::vector<VideoFrameEncoded>& frames) {
-  if (frames.empty()) return;
-  PacketMaker packets(env, list);
-  if (!packets.usable()) return;
-  for (const VideoFrameEncoded& frame : frames) {
-    if (!crossable(frame.buffer, frame.length)) continue;
-    LocalRef<jobject> packet =
-        packets.make(frame.buffer, frame.length, frame.timecode, static_cast<jint>(frame.frameType), 9);
-    if (packet) packets.append(packet.get());
-  }
+  deliverFrames(env, list, frames, [](PacketMaker& packets, jobject packet, const VideoFrameEncoded& frame) {
+    packets.setKind(packet, frame.timecode, static_cast<jint>(frame.frameType), kVideoPacket);
+  });
 }
 
 void deliverPackets(JNIEnv* env, jobject list, const std::vector<AudioFrameEncoded>& frames) {
-  if (frames.empty()) return;
-  PacketMaker packets(env, list);
-  if (!packets.usable()) return;
-  for (const AudioFrameEncoded& frame : frames) {
-    if (!crossable(frame.buffer, frame.length)) continue;
-    LocalRef<jobject> packet = packets.make(frame.buffer, frame.length, static_cast<jlong>(frame.timecode), 0, 8);
-    if (!packet) continue;
-    packets.setAudioFormat(packet.get(), frame.sampleRate, frame.channels);
-    packets.append(packet.get());
-  }
+  deliverFrames(env, list, frames, [](PacketMaker& packets, jobject packet, const AudioFrameEncoded& frame) {
+    packets.setKind(packet, static_cast<jlong>(frame.timecode), 0, kAudioPacket);
+    packets.setAudioFormat(packet, frame.sampleRate, frame.channels);
+  });
 }
 
 template <class Frame>

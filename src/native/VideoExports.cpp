@@ -26,6 +26,16 @@ std::size_t readRectangle(JNIEnv* env, jlongArray values, uint32_t (&out)[4]) {
   return count;
 }
 
+// The rectangle setters: values are read before the handle is tested, and
+// the host sees 0 whatever the session answered (its own handler reports).
+template <class Set>
+jlong forwardRectangle(JNIEnv* env, jlong handle, jlongArray values, Set&& set) {
+  uint32_t rectangle[4] = {0, 0, 0, 0};
+  const std::size_t count = readRectangle(env, values, rectangle);
+  if (TranscoderSession* session = sessionFromHandle(handle)) set(*session, count > 0 ? rectangle : nullptr, count);
+  return 0;
+}
+
 }  // namespace
 
 extern "C" {
@@ -145,26 +155,19 @@ CVX_EXPORT(videoEncoderBufferSetsCreate)(JNIEnv*, jobject, jlong handle, jlong c
 
 CVX_EXPORT(videoEncoderBufferAdd__JJJJJLcom_corvane_cvx_transcoder_model_TranscoderLongByReference_2)(
     JNIEnv* env, jobject, jlong handle, jlong width, jlong height, jlong scaleMode, jlong fourcc, jobject index) {
-  uint32_t newIndex = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", -1, -1,
-                                   [&](TranscoderSession& s) {
-                                     return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode),
-                                                                    low32(fourcc), newIndex);
-                                   });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", index,
+                            [&](TranscoderSession& s, uint32_t& newIndex) {
+                              return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode),
+                                                             low32(fourcc), newIndex);
+                            });
 }
 
 CVX_EXPORT(videoEncoderBufferAdd__JJJJLcom_corvane_cvx_transcoder_model_TranscoderLongByReference_2)(
     JNIEnv* env, jobject, jlong handle, jlong width, jlong height, jlong scaleMode, jobject index) {
-  uint32_t newIndex = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", -1, -1,
-                                   [&](TranscoderSession& s) {
-                                     return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode),
-                                                                    newIndex);
-                                   });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", index,
+                            [&](TranscoderSession& s, uint32_t& newIndex) {
+                              return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode), newIndex);
+                            });
 }
 
 CVX_EXPORT(videoEncoderBufferGetVideoFrame)(JNIEnv* env, jobject, jlong handle, jlong setIndex, jlong itemIndex,
@@ -198,32 +201,23 @@ CVX_EXPORT(videoEncoderBufferSetOverlayVideoFrame)(JNIEnv* env, jobject, jlong h
 }
 
 CVX_EXPORT(videoEncoderBufferSetCrop)(JNIEnv* env, jobject, jlong handle, jlong itemIndex, jlongArray values) {
-  uint32_t rectangle[4] = {0, 0, 0, 0};
-  const std::size_t count = readRectangle(env, values, rectangle);
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session == nullptr) return 0;
-  session->videoEncoderSetCrop(low32(itemIndex), count > 0 ? rectangle : nullptr, count);
-  return 0;
+  return forwardRectangle(env, handle, values, [&](TranscoderSession& s, const uint32_t* rectangle, std::size_t n) {
+    s.videoEncoderSetCrop(low32(itemIndex), rectangle, n);
+  });
 }
 
 CVX_EXPORT(videoEncoderBufferSetSourceRect)(JNIEnv* env, jobject, jlong handle, jlong itemIndex,
                                             jlongArray values) {
-  uint32_t rectangle[4] = {0, 0, 0, 0};
-  const std::size_t count = readRectangle(env, values, rectangle);
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session == nullptr) return 0;
-  session->videoEncoderSetSrcRect(low32(itemIndex), count > 0 ? rectangle : nullptr, count);
-  return 0;
+  return forwardRectangle(env, handle, values, [&](TranscoderSession& s, const uint32_t* rectangle, std::size_t n) {
+    s.videoEncoderSetSrcRect(low32(itemIndex), rectangle, n);
+  });
 }
 
 CVX_EXPORT(videoEncoderAdd)(JNIEnv* env, jobject, jlong handle, jlong codec, jlong implementation, jobject index) {
-  uint32_t newIndex = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderAdd: ", -1, -1,
-                                   [&](TranscoderSession& s) {
-                                     return s.videoEncoderAdd(low32(codec), low32(implementation), newIndex);
-                                   });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::videoEncoderAdd: ", index,
+                            [&](TranscoderSession& s, uint32_t& newIndex) {
+                              return s.videoEncoderAdd(low32(codec), low32(implementation), newIndex);
+                            });
 }
 
 CVX_EXPORT(videoEncoderSetDefaults)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong first, jlong second) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "audio/encoders/IAudioEncoder.h"
-#include "session/GuardedDelete.h"
+#include "session/EncoderWrapper.h"
 
 namespace cvx {
 
@@ -10,11 +10,6 @@ namespace cvx {
 inline constexpr char kAudioEncoderWrapperDestructor[] =
     "TranscoderSessionBase#AudioEncoderWrapper::destructor[videoEncoders]: ";
 
-using AudioEncoderOwner = GuardedOwner<IAudioEncoder, kAudioEncoderWrapperDestructor>;
-
-// One entry of the session's audio encoder list; see VideoEncoderWrapper.
-struct AudioEncoderWrapper {
-  AudioEncoderOwner encoder;
-};
+using AudioEncoderWrapper = EncoderWrapper<IAudioEncoder, kAudioEncoderWrapperDestructor>;
 
 }  // namespace cvx

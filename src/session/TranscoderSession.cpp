@@ -578,10 +578,6 @@ bool packetTooLong(LogCollector& log, const char* method, uint32_t length, uint3
 
 }  // namespace
 
-uint32_t TranscoderSession::refuseAudioEncoder(uint32_t encoderIndex, const char* method, const std::string& reason) {
-  return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex), method, reason);
-}
-
 uint32_t TranscoderSession::audioDecoderInitialize() {
   return guarded("TranscoderSession::audioDecoderInitialize: ", [&]() -> uint32_t {
     if (audioDecoder == nullptr) return kFailure;
@@ -651,52 +647,47 @@ uint32_t TranscoderSession::audioDecoderGetChannels(uint32_t& value) {
   });
 }
 
-uint32_t TranscoderSession::audioEncoderSetSampleRate(uint32_t encoderIndex, uint32_t sampleRate) {
-  return withAudioEncoder("TranscoderSession::audioEncoderSetSampleRate: ", encoderIndex, [&](IAudioEncoder& e) {
-    if (!isAudioSampleRate(sampleRate)) {
+template <class Describe, class Set>
+uint32_t TranscoderSession::setAudioEncoderValue(const char* method, uint32_t encoderIndex, bool valid,
+                                                 Describe&& describe, Set&& set) {
+  const std::string label = std::string("TranscoderSession::") + method + ": ";
+  return withAudioEncoder(label.c_str(), encoderIndex, [&](IAudioEncoder& e) {
+    if (!valid) {
       std::ostringstream line;
-      line << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate;
-      return refuseAudioEncoder(encoderIndex, "audioEncoderSetSampleRate", line.str());
+      describe(line);
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex), method, line.str());
     }
-    e.setSampleRate(sampleRate);
+    set(e);
     return 0u;
   });
+}
+
+uint32_t TranscoderSession::audioEncoderSetSampleRate(uint32_t encoderIndex, uint32_t sampleRate) {
+  return setAudioEncoderValue(
+      "audioEncoderSetSampleRate", encoderIndex, isAudioSampleRate(sampleRate),
+      [&](std::ostream& out) { out << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate; },
+      [&](IAudioEncoder& e) { e.setSampleRate(sampleRate); });
 }
 
 uint32_t TranscoderSession::audioEncoderSetChannels(uint32_t encoderIndex, uint32_t channels) {
-  return withAudioEncoder("TranscoderSession::audioEncoderSetChannels: ", encoderIndex, [&](IAudioEncoder& e) {
-    if (!isAudioChannelCount(channels)) {
-      std::ostringstream line;
-      line << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels;
-      return refuseAudioEncoder(encoderIndex, "audioEncoderSetChannels", line.str());
-    }
-    e.setChannels(channels);
-    return 0u;
-  });
+  return setAudioEncoderValue(
+      "audioEncoderSetChannels", encoderIndex, isAudioChannelCount(channels),
+      [&](std::ostream& out) { out << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels; },
+      [&](IAudioEncoder& e) { e.setChannels(channels); });
 }
 
 uint32_t TranscoderSession::audioEncoderSetQuality(uint32_t encoderIndex, double quality) {
-  return withAudioEncoder("TranscoderSession::audioEncoderSetQuality: ", encoderIndex, [&](IAudioEncoder& e) {
-    if (!isAudioQuality(quality)) {
-      std::ostringstream line;
-      line << "quality " << quality << " is not a finite number";
-      return refuseAudioEncoder(encoderIndex, "audioEncoderSetQuality", line.str());
-    }
-    e.setQuality(quality);
-    return 0u;
-  });
+  return setAudioEncoderValue(
+      "audioEncoderSetQuality", encoderIndex, isAudioQuality(quality),
+      [&](std::ostream& out) { out << "quality " << quality << " is not a finite number"; },
+      [&](IAudioEncoder& e) { e.setQuality(quality); });
 }
 
 uint32_t TranscoderSession::audioEncoderSetBitrate(uint32_t encoderIndex, uint32_t bitrate) {
-  return withAudioEncoder("TranscoderSession::audioEncoderSetBitrate: ", encoderIndex, [&](IAudioEncoder& e) {
-    if (bitrate > kAudioMaxBitrate) {
-      std::ostringstream line;
-      line << "bit rate " << bitrate << " is above " << kAudioMaxBitrate;
-      return refuseAudioEncoder(encoderIndex, "audioEncoderSetBitrate", line.str());
-    }
-    e.setBitrate(bitrate);
-    return 0u;
-  });
+  return setAudioEncoderValue(
+      "audioEncoderSetBitrate", encoderIndex, bitrate <= kAudioMaxBitrate,
+      [&](std::ostream& out) { out << "bit rate " << bitrate << " is above " << kAudioMaxBitrate; },
+      [&](IAudioEncoder& e) { e.setBitrate(bitrate); });
 }
 
 uint32_t TranscoderSession::audioEncoderInitialize(uint32_t encoderIndex) {

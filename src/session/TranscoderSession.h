@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
@@ -135,8 +134,11 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call);
   template <class Call>
   uint32_t withAudioEncoder(const char* label, uint32_t encoderIndex, Call&& call);
-  // A value an audio encoder's setter does not take: one level-3 line, and -1.
-  uint32_t refuseAudioEncoder(uint32_t encoderIndex, const char* method, const std::string& reason);
+  // An audio encoder's setter: an invalid value is refused with one level-3
+  // line, which `describe` writes the reason of, and -1; a valid one is set.
+  template <class Describe, class Set>
+  uint32_t setAudioEncoderValue(const char* method, uint32_t encoderIndex, bool valid, Describe&& describe,
+                                Set&& set);
   // Sizes decoder frame `index` for the decoder's picture; a frame left
   // without a block is logged as a fault of `method`.
   void allocDecoderFrame(uint32_t index, const char* method);

@@ -63,12 +63,12 @@ void TranscoderSessionBase::replaceAudioDecoder(std::unique_ptr<IAudioDecoder> d
 }
 
 uint32_t TranscoderSessionBase::appendVideoEncoder(std::unique_ptr<IVideoEncoder> encoder) {
-  videoEncoders.push_back(VideoEncoderWrapper{VideoEncoderOwner(encoder.release())});
+  videoEncoders.push_back(VideoEncoderWrapper{VideoEncoderWrapper::Owner(encoder.release())});
   return static_cast<uint32_t>(videoEncoders.size() - 1);
 }
 
 uint32_t TranscoderSessionBase::appendAudioEncoder(std::unique_ptr<IAudioEncoder> encoder) {
-  audioEncoders.push_back(AudioEncoderWrapper{AudioEncoderOwner(encoder.release())});
+  audioEncoders.push_back(AudioEncoderWrapper{AudioEncoderWrapper::Owner(encoder.release())});
   return static_cast<uint32_t>(audioEncoders.size() - 1);
 }
 
