@@ -1,6 +1,8 @@
 #pragma once
 
+#include "audio/encoders/IAudioEncoder.h"
 #include "session/GuardedDelete.h"
+#include "video/encoders/IVideoEncoder.h"
 
 namespace cvx {
 
@@ -13,5 +15,15 @@ struct EncoderWrapper {
   using Owner = GuardedOwner<Encoder, kLabel>;
   Owner encoder;
 };
+
+inline constexpr char kVideoEncoderWrapperDestructor[] =
+    "TranscoderSessionBase#VideoEncoderWrapper::destructor[videoEncoders]: ";
+// The word videoEncoders stands in the audio list's label too: hosts may
+// match on it as it is.
+inline constexpr char kAudioEncoderWrapperDestructor[] =
+    "TranscoderSessionBase#AudioEncoderWrapper::destructor[videoEncoders]: ";
+
+using VideoEncoderWrapper = EncoderWrapper<IVideoEncoder, kVideoEncoderWrapperDestructor>;
+using AudioEncoderWrapper = EncoderWrapper<IAudioEncoder, kAudioEncoderWrapperDestructor>;
 
 }  // namespace cvx

@@ -119,6 +119,13 @@ Selection<IAudioEncoder> selectAudioEncoder(uint32_t codec) {
   }
 }
 
+// The progress line of a codec made by number: what was made, in words.
+void logCreated(LogCollector& log, int contextType, uint32_t index, const char* method, const char* what,
+                const char* words) {
+  log.logLevel2(contextType, static_cast<int>(index),
+                std::string("TranscoderSession.") + method + "[{context}]: Create " + what + ": " + words);
+}
+
 // A host's value refused where it enters: one fault line, and the failure.
 uint32_t refused(LogCollector& log, int contextType, const std::string& statement) {
   log.logLevel3(contextType, 0, statement);
@@ -146,10 +153,8 @@ uint32_t TranscoderSession::videoDecoderCreate(uint32_t codec, uint32_t implemen
     Selection<IVideoDecoder> made = selectVideoDecoder(codec, implementation);
     if (made.codec == nullptr) return kFailure;
     made.codec->setLogger(&logCollector);
-    std::ostringstream line;
-    line << "TranscoderSession.videoDecoderCreate[{context}]: Create video decoder: " << made.words;
     replaceVideoDecoder(std::move(made.codec));
-    logCollector.logLevel2(kLogContextVideoDecoder, 0, line.str());
+    logCreated(logCollector, kLogContextVideoDecoder, 0, "videoDecoderCreate", "video decoder", made.words);
     return 0;
   });
 }
@@ -167,9 +172,7 @@ uint32_t TranscoderSession::videoEncoderAdd(uint32_t codec, uint32_t implementat
     IVideoEncoder* encoder = made.codec.get();
     index = appendVideoEncoder(std::move(made.codec));
     encoder->setContextId(index);
-    std::ostringstream line;
-    line << "TranscoderSession.videoEncoderAdd[{context}]: Create video encoder: " << made.words;
-    logCollector.logLevel2(kLogContextVideoEncoder, static_cast<int>(index), line.str());
+    logCreated(logCollector, kLogContextVideoEncoder, index, "videoEncoderAdd", "video encoder", made.words);
     return 0;
   });
 }
@@ -182,10 +185,8 @@ uint32_t TranscoderSession::audioDecoderCreate(uint32_t codec, uint32_t implemen
     made.codec->setLogger(&logCollector);
     made.codec->setDecodeParameters(static_cast<int32_t>(sampleFormat));
     audioFrameHeaderSize = made.codec->getFrameHeaderSize();
-    std::ostringstream line;
-    line << "TranscoderSession.audioDecoderCreate[{context}]: Create audio decoder: " << made.words;
     replaceAudioDecoder(std::move(made.codec));
-    logCollector.logLevel2(kLogContextAudioDecoder, 0, line.str());
+    logCreated(logCollector, kLogContextAudioDecoder, 0, "audioDecoderCreate", "audio decoder", made.words);
     return 0;
   });
 }
@@ -209,9 +210,7 @@ uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& 
     IAudioEncoder* encoder = made.codec.get();
     index = appendAudioEncoder(std::move(made.codec));
     encoder->setContextId(index);
-    std::ostringstream line;
-    line << "TranscoderSession.audioEncoderAdd[{context}]: Create audio encoder: " << made.words;
-    logCollector.logLevel2(kLogContextAudioEncoder, static_cast<int>(index), line.str());
+    logCreated(logCollector, kLogContextAudioEncoder, index, "audioEncoderAdd", "audio encoder", made.words);
     return 0;
   });
 }
