@@ -1,5 +1,4 @@
 // The audio family of exports.
-#include <utility>
 #include <vector>
 
 #include "com_corvane_cvx_transcoder_model_TranscoderSessionNative.h"
@@ -7,21 +6,6 @@
 #include "native/PacketExchange.h"
 
 using namespace cvx;
-
-namespace {
-
-// Frames whose handle is tested before any copy: the block gets the
-// session's header room in front, which the decoder may write into.
-template <class Call>
-jlong forwardFrame(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, const char* label,
-                   const char* freeLabel, Call&& call) {
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session == nullptr) return -1;
-  return forwardHostBytes(env, handle, data, offset, length, session->getFrameHeaderSize(), label, freeLabel,
-                          std::forward<Call>(call));
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -45,8 +29,7 @@ CVX_EXPORT(audioDecoderInitialize)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(audioDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                           jlong length) {
-  // The copy is made before the handle is tested.
-  return forwardHostBytes(env, handle, data, offset, length, 0,
+  return forwardHostBytes(env, handle, HostBytes::kCopyFirst, data, offset, length,
                           "TranscoderSessionNative::audioDecoderDecodeCodecConfig: ",
                           "TranscoderSessionNative::audioDecoderDecodeCodecConfig[free]: ",
                           [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
@@ -61,21 +44,23 @@ CVX_EXPORT(audioDecoderIsFirstFrameDecoded)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(audioDecoderDecodeFirstFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                          jlong length) {
-  return forwardFrame(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFirstFrame: ",
-                      "TranscoderSessionNative::audioDecoderDecodeFirstFrame[free]: ",
-                      [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
-                        return s.audioDecoderDecodeFirstFrame(block.get(), 0, total);
-                      });
+  return forwardHostBytes(env, handle, HostBytes::kBehindHeaderRoom, data, offset, length,
+                          "TranscoderSessionNative::audioDecoderDecodeFirstFrame: ",
+                          "TranscoderSessionNative::audioDecoderDecodeFirstFrame[free]: ",
+                          [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.audioDecoderDecodeFirstFrame(block.get(), 0, total);
+                          });
 }
 
 CVX_EXPORT(audioDecoderDecodeFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset, jlong length,
                                     jlong timecode, jlong bufferIndex) {
-  return forwardFrame(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFrame: ",
-                      "TranscoderSessionNative::audioDecoderDecodeFrame[free]: ",
-                      [&](TranscoderSession& s, MallocBlock& block, uint32_t total) {
-                        return s.audioDecoderDecodeFrame(block.get(), 0, total, static_cast<uint64_t>(timecode),
-                                                         low32(bufferIndex));
-                      });
+  return forwardHostBytes(env, handle, HostBytes::kBehindHeaderRoom, data, offset, length,
+                          "TranscoderSessionNative::audioDecoderDecodeFrame: ",
+                          "TranscoderSessionNative::audioDecoderDecodeFrame[free]: ",
+                          [&](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.audioDecoderDecodeFrame(block.get(), 0, total, static_cast<uint64_t>(timecode),
+                                                             low32(bufferIndex));
+                          });
 }
 
 CVX_EXPORT(audioDecoderResetDecodedFrameState)(JNIEnv*, jobject, jlong handle) {

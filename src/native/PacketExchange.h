@@ -23,13 +23,25 @@ MallocBlock copyHostBytes(JNIEnv* env, jbyteArray data, jlong offset, jlong leng
 // Returns false when the free raised.
 bool freeHostBytes(MallocBlock block, const char* label);
 
-// The frame of an export that takes compressed bytes: copies them behind
-// `header` bytes of room, hands block and total length to the session
-// method under the export's handler (a zero handle answers -1 after the
-// copy), and frees the block under `freeLabel` unless the call kept it.
+// How an export takes compressed bytes: a codec configuration (and any video
+// frame) is copied before the handle is tested, so a zero handle still costs
+// the copy; an audio frame is copied only for a session, behind the room for
+// a header that the session's decoder writes in front of it.
+enum class HostBytes { kCopyFirst, kBehindHeaderRoom };
+
+// The frame of an export that takes compressed bytes: copies them, hands
+// block and total length to the session method under the export's handler
+// (a zero handle answers -1), and frees the block under `freeLabel` unless
+// the call kept it.
 template <class Call>
-jlong forwardHostBytes(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, uint32_t header,
+jlong forwardHostBytes(JNIEnv* env, jlong handle, HostBytes kind, jbyteArray data, jlong offset, jlong length,
                        const char* label, const char* freeLabel, Call&& call) {
+  uint32_t header = 0;
+  if (kind == HostBytes::kBehindHeaderRoom) {
+    TranscoderSession* session = sessionFromHandle(handle);
+    if (session == nullptr) return -1;
+    header = session->getFrameHeaderSize();
+  }
   uint32_t total = 0;
   MallocBlock block = copyHostBytes(env, data, offset, length, header, total);
   if (!block) return -1;

@@ -100,12 +100,11 @@ CVX_EXPORT(videoDecoderInitialize)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(videoDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                           jlong length) {
-  // What the decoder would refuse is not copied; otherwise the copy is made
-  // before the handle is tested.
+  // What the decoder would refuse is not copied.
   if (TranscoderSession* session = sessionFromHandle(handle)) {
     if (const uint32_t status = session->videoDecoderCheckLength(length, true)) return widenStatus(status);
   }
-  return forwardHostBytes(env, handle, data, offset, length, 0,
+  return forwardHostBytes(env, handle, HostBytes::kCopyFirst, data, offset, length,
                           "TranscoderSessionNative::videoDecoderDecodeCodecConfig: ",
                           "TranscoderSessionNative::videoDecoderDecodeCodecConfig[free]: ",
                           [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
@@ -120,7 +119,8 @@ CVX_EXPORT(videoDecoderAddFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray 
   }
   // The decoder reads the frame's bytes over the decode calls that follow:
   // the session keeps the block until then.
-  return forwardHostBytes(env, handle, data, offset, length, 0, "TranscoderSessionNative::videoDecoderAddFrame: ",
+  return forwardHostBytes(env, handle, HostBytes::kCopyFirst, data, offset, length,
+                          "TranscoderSessionNative::videoDecoderAddFrame: ",
                           "TranscoderSessionNative::videoDecoderAddFrame[free]: ",
                           [&](TranscoderSession& s, MallocBlock& block, uint32_t total) {
                             return s.videoDecoderAddFrame(std::move(block), total, static_cast<int64_t>(timecode),
