@@ -3,6 +3,7 @@
 #include <jni.h>
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"

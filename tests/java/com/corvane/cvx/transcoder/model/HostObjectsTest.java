@@ -18,18 +18,7 @@ import org.junit.jupiter.api.Test;
  */
 class HostObjectsTest extends NativeTestBase {
 
-    /** The fields in the order the documentation lists them. */
-    public static class PlainFrame {
-        public long fourcc;
-        public byte[] bytes;
-        public long stride;
-        public long frameStartOffset;
-        public int width;
-        public int height;
-        public long timecode;
-    }
-
-    /** The same fields in another order, among fields of its own, without a timecode. */
+    /** The same fields as TranscoderVideoFrame's in another order, among fields of its own, without a timecode. */
     public static class ShuffledFrame {
         public int marker = 7;
         public int height;
@@ -63,12 +52,12 @@ class HostObjectsTest extends NativeTestBase {
     @Test
     void pictureClassesOfOtherShapesAndLoadersGetTheirOwnIds() throws Exception {
         long item = rendition(32, 16);
-        URL classes = PlainFrame.class.getProtectionDomain().getCodeSource().getLocation();
+        URL classes = TranscoderVideoFrame.class.getProtectionDomain().getCodeSource().getLocation();
         try (URLClassLoader other = new URLClassLoader(new URL[] {classes}, null)) {
-            Class<?> foreignPlain = other.loadClass(PlainFrame.class.getName());
-            assertNotSame(PlainFrame.class, foreignPlain);
+            Class<?> foreignPlain = other.loadClass(TranscoderVideoFrame.class.getName());
+            assertNotSame(TranscoderVideoFrame.class, foreignPlain);
             for (int round = 0; round < 2; ++round) {
-                PlainFrame plain = new PlainFrame();
+                TranscoderVideoFrame plain = new TranscoderVideoFrame();
                 plain.timecode = 99;
                 ShuffledFrame shuffled = new ShuffledFrame();
                 Object foreign = foreignPlain.getConstructor().newInstance();
