@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
+#include <memory>
 #include <utility>
 #include <vector>
 
+#include "logging/Guarded.h"
 #include "logging/IConcurrentLock.h"
-#include "logging/StdoutLine.h"
 #include "media/EncodedBlock.h"
 
 namespace cvx {
@@ -21,7 +21,6 @@ class LockedFrameList {
   // The labels prefix the stdout line when counting or taking fails.
   LockedFrameList(const char* countLabel, const char* takeLabel)
       : lock(createConcurrentLock()), countLabel(countLabel), takeLabel(takeLabel) {}
-  ~LockedFrameList() { delete lock; }
   LockedFrameList(const LockedFrameList&) = delete;
   LockedFrameList& operator=(const LockedFrameList&) = delete;
 
@@ -33,29 +32,23 @@ class LockedFrameList {
   }
 
   uint32_t count() {
-    try {
+    return guarded(countLabel, [this] {
       ConcurrentLockGuard guard(lock);
       return static_cast<uint32_t>(frames.size());
-    } catch (const std::exception& e) {
-      writeStdoutLine(countLabel, e);
-      return 0;
-    }
+    }, 0u);
   }
 
-  // Moves every frame to `out`, oldest first; the caller then owns the blocks.
+  // Moves every frame to `out`, oldest first, with the blocks they own.
   int takeAll(std::vector<Frame>& out) {
-    try {
+    return guarded(takeLabel, [&] {
       ConcurrentLockGuard guard(lock);
       moveFrames(frames, out);
       return 0;
-    } catch (const std::exception& e) {
-      writeStdoutLine(takeLabel, e);
-      return -1;
-    }
+    });
   }
 
  private:
-  IConcurrentLock* lock;
+  std::unique_ptr<IConcurrentLock> lock;
   const char* countLabel;
   const char* takeLabel;
   std::vector<Frame> frames;
