@@ -4,8 +4,9 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
-#include <new>
 #include <vector>
+
+#include "media/ByteBlocks.h"
 
 namespace cvx {
 
@@ -20,7 +21,7 @@ class EncodedBlock {
   // `size` bytes, not initialised.
   static EncodedBlock allocate(uint32_t size) {
     EncodedBlock block;
-    block.bytes.reset(new (std::nothrow) uint8_t[size]);
+    block.bytes = tryAllocateBytes(size);
     block.length = block.bytes != nullptr ? size : 0;
     return block;
   }

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "logging/Guarded.h"
+#include "media/ByteBlocks.h"
 #include "media/CodecNumbers.h"
 
 namespace cvx {
@@ -99,7 +100,7 @@ int AudioEncoderAAC::initialize() {
     }
     outputStream.setChannels(channels);
     outputStream.setSampleRate(sampleRate);
-    pcmBuffer.reset(new (std::nothrow) uint8_t[static_cast<size_t>(kFrameSamples) * frameBytes()]);
+    pcmBuffer = tryAllocateBytes(uint64_t{kFrameSamples} * frameBytes());
     if (pcmBuffer == nullptr) {
       logError(std::string(kInitPrefix) + "no memory for a frame of samples");
       return -1;

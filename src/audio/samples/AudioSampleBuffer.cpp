@@ -4,6 +4,7 @@
 #include <new>
 
 #include "logging/Guarded.h"
+#include "media/ByteBlocks.h"
 
 namespace cvx {
 
@@ -22,9 +23,7 @@ AudioSampleBuffer& AudioSampleBuffer::operator=(const AudioSampleBuffer& other) 
 void AudioSampleBuffer::release() { buffer.reset(); }
 
 // A block of `size` bytes; one of zero bytes is still a block.
-std::unique_ptr<uint8_t[]> AudioSampleBuffer::allocate(uint32_t size) {
-  return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[size > 0 ? size : 1]);
-}
+std::unique_ptr<uint8_t[]> AudioSampleBuffer::allocate(uint32_t size) { return tryAllocateBytes(size > 0 ? size : 1); }
 
 void AudioSampleBuffer::copyFrom(const AudioSampleBuffer& other) {
   // The whole capacity is copied, whatever sampleCount says.

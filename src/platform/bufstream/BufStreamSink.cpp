@@ -2,7 +2,8 @@
 
 #include <cstdio>
 #include <cstring>
-#include <new>
+
+#include "media/ByteBlocks.h"
 
 namespace cvx {
 
@@ -16,7 +17,7 @@ BufStreamSink::BufStreamSink(uint32_t capacity, const char* label) : bufferSize(
   stream.self = &self;
   stream.dataWords[2] = 1;
   stream.privateData = this;
-  buffer.reset(new (std::nothrow) uint8_t[capacity]);
+  buffer = tryAllocateBytes(capacity);
   if (buffer == nullptr) {
     // Without a buffer every write is refused; the stream stays usable.
     std::printf("%sstd::bad_alloc\n", label);
