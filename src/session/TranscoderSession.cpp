@@ -348,6 +348,13 @@ uint32_t TranscoderSession::videoDecoderDecode(uint32_t bufferIndex, uint32_t& f
   });
 }
 
+uint32_t TranscoderSession::videoDecoderEndOfStream() {
+  return guarded("TranscoderSession::videoDecoderEndOfStream: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr) return kFailure;
+    return static_cast<uint32_t>(videoDecoder->endOfStream());
+  });
+}
+
 uint32_t TranscoderSession::videoDecoderTransferFrame(uint32_t bufferIndex, uint32_t setIndex) {
   return guarded("TranscoderSession::videoDecoderTransferFrame: ", [&]() -> uint32_t {
     VideoFrameBuffer* source = getDecoderFrame(bufferIndex);
@@ -555,6 +562,11 @@ uint32_t TranscoderSession::videoEncoderGetEncodedFrames(uint32_t encoderIndex,
                           [&](IVideoEncoder& e) { return e.getEncodedFrames(frames); });
 }
 
+uint32_t TranscoderSession::videoEncoderEndOfStream(uint32_t encoderIndex) {
+  return withVideoEncoder("TranscoderSession::videoEncoderEndOfStream: ", encoderIndex,
+                          [](IVideoEncoder& e) { return e.endOfStream(); });
+}
+
 namespace {
 
 // A value the audio path does not take: one level-3 line naming the method
@@ -706,6 +718,11 @@ uint32_t TranscoderSession::audioEncoderAddSampleBuffer(uint32_t encoderIndex, u
     if (buffer == nullptr) return -1;
     return e.addSampleBuffer(*buffer, frames);
   });
+}
+
+uint32_t TranscoderSession::audioEncoderEndOfStream(uint32_t encoderIndex, std::vector<AudioFrameEncoded>& frames) {
+  return withAudioEncoder("TranscoderSession::audioEncoderEndOfStream: ", encoderIndex,
+                          [&](IAudioEncoder& e) { return e.endOfStream(frames); });
 }
 
 uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {

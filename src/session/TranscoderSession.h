@@ -66,6 +66,9 @@ class TranscoderSession : public TranscoderSessionBase {
                                 uint32_t frameType);
   // Runs the decoder once; a ready picture lands in decoder frame `bufferIndex`.
   uint32_t videoDecoderDecode(uint32_t bufferIndex, uint32_t& flags);
+  // The host's input has ended: decoding until flag 1 gives out the pictures
+  // the decoder still holds; frames after it are refused.
+  uint32_t videoDecoderEndOfStream();
   // Draws the decoder overlays into the frame, then fits it into every
   // rendition of set `setIndex` and draws each rendition's overlays.
   uint32_t videoDecoderTransferFrame(uint32_t bufferIndex, uint32_t setIndex);
@@ -100,6 +103,9 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t videoEncoderAddFrame(uint32_t encoderIndex, uint32_t setIndex, uint32_t itemIndex, uint32_t hint);
   // Frames appended pass to the caller, who frees their blocks.
   uint32_t videoEncoderGetEncodedFrames(uint32_t encoderIndex, std::vector<VideoFrameEncoded>& frames);
+  // The encoder finishes every frame it holds, for the next
+  // videoEncoderGetEncodedFrames; frames after it are refused.
+  uint32_t videoEncoderEndOfStream(uint32_t encoderIndex);
 
   // Audio decoder.
   uint32_t audioDecoderInitialize();
@@ -126,6 +132,9 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t audioEncoderGetHeaders(uint32_t encoderIndex, std::vector<AudioFrameEncoded>& frames);
   uint32_t audioEncoderAddSampleBuffer(uint32_t encoderIndex, uint32_t bufferIndex,
                                        std::vector<AudioFrameEncoded>& frames);
+  // The encoder finishes the samples it holds and appends its last frames;
+  // buffers after it are refused.
+  uint32_t audioEncoderEndOfStream(uint32_t encoderIndex, std::vector<AudioFrameEncoded>& frames);
 
  private:
   // Run `call` on the encoder at `encoderIndex` under the method's handler

@@ -15,4 +15,9 @@ void AudioEncoderBase::logError(const std::string& statement) {
   loggerOrDefault(logger)->logLevel3(kLogContextAudioEncoder, static_cast<int>(contextId), statement);
 }
 
+bool AudioEncoderBase::refusedAfterEnd(const char* owner) {
+  if (ended) logError(std::string(owner) + ".addSampleBuffer[{context}]: buffer refused: the stream has ended");
+  return ended;
+}
+
 }  // namespace cvx

@@ -32,6 +32,11 @@ void VideoDecoderBase::logError(const std::string& statement) {
   loggerOrDefault(logger)->logLevel3(kLogContextVideoDecoder, 0, statement);
 }
 
+bool VideoDecoderBase::refusedAfterEnd(const char* owner, const char* method) {
+  if (inputEnded) logError(std::string(owner) + "." + method + "[{context}]: refused: the stream has ended");
+  return inputEnded;
+}
+
 bool VideoDecoderBase::readConfigurationRecord(const std::deque<byteBlock>& queue, const uint8_t* data,
                                                uint32_t offset, uint32_t length) {
   if (data == nullptr) return false;

@@ -15,4 +15,9 @@ void VideoEncoderBase::logError(const std::string& statement) {
   loggerOrDefault(logger)->logLevel3(kLogContextVideoEncoder, static_cast<int>(contextId), statement);
 }
 
+bool VideoEncoderBase::refusedAfterEnd(const char* owner) {
+  if (ended) logError(std::string(owner) + ".addFrame[{context}]: frame refused: the stream has ended");
+  return ended;
+}
+
 }  // namespace cvx

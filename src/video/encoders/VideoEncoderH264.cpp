@@ -166,7 +166,7 @@ int VideoEncoderH264::setGPUID(int) { return 0; }
 
 int VideoEncoderH264::addFrame(VideoFrameBuffer& frame, uint32_t frameTypeHint) {
   return guarded("VideoEncoderH264::addFrame: ", [&] {
-    if (encoder == nullptr) return -1;
+    if (refusedAfterEnd("VideoEncoderH264") || encoder == nullptr) return -1;
     uint32_t hint = frameTypeHint;
     if (hint == 0) hint = static_cast<uint32_t>(frame.getFrameType());
     if (keyFrameFollow && hint == 1) {
@@ -182,6 +182,17 @@ int VideoEncoderH264::addFrame(VideoFrameBuffer& frame, uint32_t frameTypeHint) 
     void* extInfo[1] = {&info};
     h264OutVideoPutFrame(encoder.get(), frame.getPlane(0), frame.getPlaneStride(0), frame.getWidth(),
                          frame.getHeight(), frame.getFourCC(), 0x10000000, extInfo);
+    return 0;
+  });
+}
+
+int VideoEncoderH264::endOfStream() {
+  return guarded("VideoEncoderH264::endOfStream: ", [&] {
+    if (!markEnded() || encoder == nullptr) return 0;
+    if (h264OutVideoDone(encoder.get(), 0) != kH264Ok) {
+      logError("VideoEncoderH264.endOfStream[{context}]: the last pictures could not be encoded");
+      return -1;
+    }
     return 0;
   });
 }

@@ -21,6 +21,7 @@ namespace {
 const std::map<std::string, long long> kDefaults = {
     {"hardware", 1},   {"software", 1},          {"initStatus", 0},   {"ownDisplay", 1},      {"surfacesMin", 2},
     {"surfacesSuggested", 4}, {"holdSurfaces", 0}, {"bufferSizeKB", 0}, {"keySeiStartCode", 3}, {"omitSei", 0},
+    {"delayFrames", 0},
 };
 
 // A sync point is any non-null value; the work is done by the time it is handed out.
