@@ -1,5 +1,6 @@
 #include "video/encoders/VideoEncoderH264.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
@@ -121,9 +122,10 @@ int VideoEncoderH264::setBitrate(uint32_t bitsPerSecond) {
   return guarded("VideoEncoderH264::setBitrate: ", [&] {
     settings.writeInt32(kRateMode, 2);
     settings.writeInt32(kBitrate, static_cast<int32_t>(bitsPerSecond));
-    // Multiplied first in 32 bits, as the record's users expect: from about
-    // 39 Mbit/s on the maximum wraps below the target.
-    settings.writeInt32(kMaxBitrate, static_cast<int32_t>(static_cast<uint32_t>(bitsPerSecond * 110u) / 100u));
+    // In 64 bits: a 32-bit product wraps from about 39 Mbit/s on and would
+    // cap the stream far below its target. The field holds the rest.
+    const uint64_t maximum = uint64_t{bitsPerSecond} * 110u / 100u;
+    settings.writeInt32(kMaxBitrate, static_cast<int32_t>(std::min<uint64_t>(maximum, INT32_MAX)));
     return 0;
   });
 }
