@@ -176,12 +176,30 @@ public final class TranscodeSession implements AutoCloseable {
                     session.drainLog();
                 }
             }
+            endOfStream();
         } catch (IOException e) {
             throw new HostException(HostException.INPUT, "reading " + input + " failed: " + e.getMessage());
         } catch (TranscoderException e) {
             throw library(e);
         }
         session.drainLog();
+    }
+
+    /**
+     * The input has ended: the decoder's last pictures go through every rendition as any picture, then each
+     * encoder gives out what its lookahead holds, and the audio encoders their last samples.
+     */
+    private void endOfStream() throws IOException {
+        decoder.endOfStream(0, onPicture);
+        for (RenditionOutput out : outputs) {
+            long start = System.nanoTime();
+            out.packets += out.encoder.endOfStream(out.collect);
+            out.encodeNanos += System.nanoTime() - start;
+            writePending(out);
+        }
+        if (audio != null) {
+            audio.finish(toFlv, toWebm);
+        }
     }
 
     /** FLV's frame types are the library's: 1 key, 3 disposable, the others inter frames. */
@@ -201,11 +219,15 @@ public final class TranscodeSession implements AutoCloseable {
             long start = System.nanoTime();
             out.packets += out.encoder.encode(out.collect);
             out.encodeNanos += System.nanoTime() - start;
-            for (VideoPacket p : out.pending) {
-                out.writer.writeVideo(p);
-            }
-            out.pending.clear();
+            writePending(out);
         }
+    }
+
+    private static void writePending(RenditionOutput out) throws IOException {
+        for (VideoPacket p : out.pending) {
+            out.writer.writeVideo(p);
+        }
+        out.pending.clear();
     }
 
     private void toFlv(AudioPacket p) throws IOException {
