@@ -73,6 +73,8 @@ async function main() {
         && fragments.length > 0 && fragments[fragments.length - 1].level === level
         && video.currentTime > window.switchedAt + 1);
     }, target, { timeout: STEP_TIMEOUT_MS });
+    // A moment on the new rung, so that the page's status shows it settled.
+    await page.waitForTimeout(1500);
     report(out, 'after', await look(page));
     await page.screenshot({ path: screenshot });
   } catch (e) {

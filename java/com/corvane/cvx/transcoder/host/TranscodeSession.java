@@ -129,7 +129,8 @@ public final class TranscodeSession implements AutoCloseable {
             }
             names.add(name);
             RenditionOutput out = toHls
-                    ? new RenditionOutput(plan, options.hls.resolve(name), options.hls.getFileName() + "/" + name)
+                    ? new RenditionOutput(plan, options.hls.resolve(name),
+                            options.hls.toAbsolutePath().normalize().getFileName() + "/" + name)
                     : new RenditionOutput(plan, options.outputDir.resolve(name), name);
             try {
                 out.rendition = session.rendition(plan.width(), plan.height()).scaleMode(plan.fit()).add();
