@@ -25,6 +25,8 @@ final class HlsLadder {
     HlsLadder(Path folder, long targetMillis) throws IOException {
         this.folder = Files.createDirectories(folder);
         this.targetMillis = targetMillis;
+        // A player must not find an earlier run's playlist before this run's first segments are out.
+        Files.deleteIfExists(master());
     }
 
     Path master() {

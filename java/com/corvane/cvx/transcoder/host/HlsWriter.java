@@ -70,6 +70,7 @@ final class HlsWriter implements MediaWriter {
         this.interleaver = new Interleaver<>(audio != null, this::write);
         this.muxer = new TsMuxer(audio);
         this.playlist = new HlsMediaPlaylist(targetMillis);
+        Files.deleteIfExists(folder.resolve(PLAYLIST));
     }
 
     @Override
@@ -90,7 +91,8 @@ final class HlsWriter implements MediaWriter {
 
     @Override
     public void writeAudio(AudioPacket packet) throws IOException {
-        if (audio == null || packet.data().length == 0 || packet.data().length > TsMuxer.MAX_AAC_FRAME) {
+        if (audio == null || packet.sampleRate() <= 0 || packet.data().length == 0
+                || packet.data().length > TsMuxer.MAX_AAC_FRAME) {
             return;
         }
         // From the sample position itself, so that rounding never accumulates.
@@ -171,7 +173,7 @@ final class HlsWriter implements MediaWriter {
             return null;
         }
         return String.format(Locale.ROOT,
-                "#EXT-X-STREAM-INF:BANDWIDTH=%d,AVERAGE-BANDWIDTH=%d,RESOLUTION=%dx%d,FRAME-RATE=%.3f,CODECS=\"%s\"%n%s%n",
+                "#EXT-X-STREAM-INF:BANDWIDTH=%d,AVERAGE-BANDWIDTH=%d,RESOLUTION=%dx%d,FRAME-RATE=%.3f,CODECS=\"%s\"\n%s\n",
                 playlist.peakBitrate(), playlist.averageBitrate(), width, height, frameRate, codecs,
                 folder.getFileName() + "/" + PLAYLIST);
     }

@@ -167,16 +167,14 @@ public final class TranscodeSession implements AutoCloseable {
         for (RenditionOutput out : outputs) {
             RenditionPlan plan = out.plan;
             try {
-                if (plan.isH264() && hls != null) {
+                if (plan.isH264()) {
                     AudioFormat format = audio != null ? audio.aacFormat() : null;
                     out.hasAudio = format != null;
-                    out.writer = hls.rung(out.file.getFileName().toString(), plan.width(), plan.height(),
-                            probe.frameRate, format, probe.origin);
-                } else if (plan.isH264()) {
-                    AudioFormat format = audio != null ? audio.aacFormat() : null;
-                    out.hasAudio = format != null;
-                    out.writer = new FlvWriter(out.file, plan.width(), plan.height(), probe.frameRate, plan.bitrate(),
-                            format, probe.origin);
+                    out.writer = hls != null
+                            ? hls.rung(out.file.getFileName().toString(), plan.width(), plan.height(), probe.frameRate,
+                                    format, probe.origin)
+                            : new FlvWriter(out.file, plan.width(), plan.height(), probe.frameRate, plan.bitrate(),
+                                    format, probe.origin);
                 } else {
                     AudioFormat format = audio != null ? audio.vorbisFormat() : null;
                     out.hasAudio = format != null;
