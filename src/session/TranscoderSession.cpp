@@ -361,12 +361,7 @@ uint32_t TranscoderSession::videoDecoderTransferFrame(uint32_t bufferIndex, uint
     VideoFrameBufferSet* set = getEncoderBufferSet(setIndex);
     if (source == nullptr || set == nullptr) return kFailure;
     set->applyOverlays2(*source, decoderOverlays);
-    for (uint32_t i = 0; i < set->getCount(); ++i) {
-      VideoOverlayFrames* overlays = getRenditionOverlays(i);
-      VideoFrameBuffer* destination = set->get(i)->getBuffer();
-      if (overlays != nullptr && destination != nullptr) set->transferFrame(*source, *destination, *overlays);
-    }
-    return 0;
+    return static_cast<uint32_t>(set->transferToRenditions(*source, renditionOverlays));
   });
 }
 

@@ -141,9 +141,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       case 6:
         // The transfer, as the session makes it.
         s.set.applyOverlays2(s.decoderFrame, s.decoderOverlays);
-        for (uint32_t i = 0; i < s.set.getCount(); ++i) {
-          s.set.transferFrame(s.decoderFrame, *s.set.get(i)->getBuffer(), *s.renditionOverlays[i]);
-        }
+        s.set.transferToRenditions(s.decoderFrame, s.renditionOverlays);
         break;
       case 7:
         readBgra(in, *s.buffer(in.byte()));

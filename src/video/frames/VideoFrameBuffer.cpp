@@ -287,7 +287,33 @@ FitSettings VideoFrameBuffer::fitSettings() const {
   return settings;
 }
 
-int VideoFrameBuffer::scaleFrom(const VideoFrameBuffer& source, bool forceBlackFill) {
+namespace {
+
+bool sameValues(const uint32_t* a, const uint32_t* b) {
+  return a == nullptr ? b == nullptr : b != nullptr && std::equal(a, a + 4, b);
+}
+
+// True when the fit draws every pixel of a width x height picture: no bars.
+bool coversWhole(const PictureFit& fit, uint32_t width, uint32_t height) {
+  const ScaleRectangles& r = fit.rectangles;
+  return (fit.flags & kScaleUseDestRect) == 0 ||
+         (r.dstLeft == 0 && r.dstTop == 0 && int64_t{r.dstRight} + 1 == width && int64_t{r.dstBottom} + 1 == height);
+}
+
+}  // namespace
+
+bool VideoFrameBuffer::drawsLike(const VideoFrameBuffer& other) const {
+  if (!ownedBlock_ || !other.ownedBlock_ || record_.fourcc != other.record_.fourcc ||
+      record_.width != other.record_.width || record_.height != other.record_.height ||
+      blockBytes_ != other.blockBytes_ || scaler_ != other.scaler_ || scaleMode_ != other.scaleMode_) {
+    return false;
+  }
+  const FitSettings mine = fitSettings();
+  const FitSettings theirs = other.fitSettings();
+  return sameValues(mine.crop, theirs.crop) && sameValues(mine.srcRect, theirs.srcRect);
+}
+
+int VideoFrameBuffer::scaleFrom(const VideoFrameBuffer& source, bool forceBlackFill, const VideoFrameBuffer* twin) {
   // The label is its neighbour's; hosts may match on it.
   return guarded("VideoFrameBuffer::allocBuffer: ", [&] {
     frameType_ = source.frameType_;
@@ -298,6 +324,14 @@ int VideoFrameBuffer::scaleFrom(const VideoFrameBuffer& source, bool forceBlackF
     }
     const PictureFit fit = fitPicture(source.getWidth(), source.getHeight(), getWidth(), getHeight(), fitSettings());
     if (fit.empty) return 0;
+    if (twin != nullptr && twin != this && coversWhole(fit, getWidth(), getHeight()) && drawsLike(*twin)) {
+      // Owned blocks of one code and size have one layout.
+      std::memcpy(bytes_, twin->bytes_, blockBytes_);
+      // The copy wrote over any bars: a later letterbox fit paints them again.
+      lastFillWidth_ = 0;
+      lastFillHeight_ = 0;
+      return 0;
+    }
     // Bars are painted when the selection's size changes, or on demand.
     if (scaleMode_ == kScaleModeLetterbox &&
         (forceBlackFill || lastFillWidth_ != fit.selectionWidth || lastFillHeight_ != fit.selectionHeight)) {

@@ -105,7 +105,15 @@ class VideoFrameBuffer {
   // rectangle; copies timecode and frame type first. A selection that is
   // empty or leaves the source draws nothing and returns 0; a buffer
   // without a picture on either side draws nothing and returns -1.
-  int scaleFrom(const VideoFrameBuffer& source, bool forceBlackFill);
+  // twin, when given, is a buffer that scaleFrom has just filled from the
+  // same source, with nothing drawn over it since: if it draws alike (see
+  // drawsLike) and the fit covers the whole picture, its block is copied
+  // instead of scaling the source again, which gives the same pixels.
+  int scaleFrom(const VideoFrameBuffer& source, bool forceBlackFill, const VideoFrameBuffer* twin = nullptr);
+  // True when scaleFrom would draw the same block into both buffers from
+  // any source: owned blocks of one code and size, one scaler, one scale
+  // mode, crop and source rectangle.
+  bool drawsLike(const VideoFrameBuffer& other) const;
 
   // A top-down BGRA copy for the host. width and height in: the size wanted,
   // or 0 in either for the frame's own, which is then written back. size

@@ -63,6 +63,7 @@ int32_t VideoFrameBufferSet::add() {
     buffers_.push_back(std::move(buffer));
     // A buffer may be held without its item: items_ alone is what counts.
     items_.emplace_back(buffers_.back().get());
+    plainFills_.reserve(items_.size());
     return static_cast<int32_t>(items_.size() - 1);
   });
 }
@@ -72,15 +73,48 @@ const VideoFrameBufferSetItem* VideoFrameBufferSet::get(uint32_t index) const {
 }
 
 int VideoFrameBufferSet::transferFrame(VideoFrameBuffer& source, VideoFrameBuffer& destination,
-                                       VideoOverlayFrames& overlays) {
+                                       VideoOverlayFrames& overlays, const VideoFrameBuffer* twin) {
+  bool plain = false;
+  return transfer(source, destination, overlays, twin, plain);
+}
+
+int VideoFrameBufferSet::transfer(VideoFrameBuffer& source, VideoFrameBuffer& destination,
+                                  VideoOverlayFrames& overlays, const VideoFrameBuffer* twin, bool& plain) {
+  plain = false;
   return guarded("VideoFrameBufferSet::transferFrame: ", [&] {
+    // One reading: overlays may be installed meanwhile.
     const uint32_t count = overlays.getOverlayCount();
     // With overlays the letterbox bars are painted afresh on every frame,
     // since an overlay may have covered them.
-    destination.scaleFrom(source, count > 0);
+    const int status = destination.scaleFrom(source, count > 0, count > 0 ? nullptr : twin);
     if (count != 0) applyOverlays2(destination, overlays);
+    plain = count == 0 && status == 0;
     return 0;
   });
+}
+
+int VideoFrameBufferSet::transferToRenditions(VideoFrameBuffer& source,
+                                              const std::vector<std::unique_ptr<VideoOverlayFrames>>& overlays) {
+  plainFills_.clear();
+  for (size_t i = 0; i < items_.size() && i < overlays.size(); ++i) {
+    VideoFrameBuffer* destination = items_[i].getBuffer();
+    if (overlays[i] == nullptr || destination == nullptr) continue;
+    const VideoFrameBuffer* twin = nullptr;
+    for (const VideoFrameBuffer* earlier : plainFills_) {
+      if (destination->drawsLike(*earlier)) {
+        twin = earlier;
+        break;
+      }
+    }
+    // Only a frame with nothing drawn over it can stand for another.
+    bool plain = false;
+    transfer(source, *destination, *overlays[i], twin, plain);
+    if (plain && twin == nullptr && plainFills_.size() < plainFills_.capacity()) {
+      plainFills_.push_back(destination);
+    }
+  }
+  plainFills_.clear();
+  return 0;
 }
 
 int VideoFrameBufferSet::applyOverlays2(VideoFrameBuffer& frame, VideoOverlayFrames& overlays) {

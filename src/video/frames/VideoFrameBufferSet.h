@@ -39,13 +39,25 @@ class VideoFrameBufferSet {
   const VideoFrameBufferSetItem* get(uint32_t index) const;
 
   // Fits source into destination by destination's settings, then draws the
-  // overlays over it at destination's size. Returns 0, or -1 after a failure.
+  // overlays over it at destination's size. twin: as in
+  // VideoFrameBuffer::scaleFrom. Returns 0, or -1 after a failure.
   int transferFrame(VideoFrameBuffer& source, VideoFrameBuffer& destination,
-                    VideoOverlayFrames& overlays);
+                    VideoOverlayFrames& overlays, const VideoFrameBuffer* twin = nullptr);
+  // transferFrame into item i with overlays[i], for every item that has
+  // overlays. A rendition that draws like an earlier one without overlays
+  // copies its pixels rather than scaling the source again, so a ladder with
+  // two renditions of one size (an H.264 and a VP8 rung) scales once.
+  // Returns 0.
+  int transferToRenditions(VideoFrameBuffer& source,
+                           const std::vector<std::unique_ptr<VideoOverlayFrames>>& overlays);
   // Draws the overlays into frame in place, in key order. Returns 0.
   int applyOverlays2(VideoFrameBuffer& frame, VideoOverlayFrames& overlays);
 
  private:
+  // transferFrame; plain tells whether destination was filled with nothing
+  // drawn over it, so that it may stand twin for a later rendition.
+  int transfer(VideoFrameBuffer& source, VideoFrameBuffer& destination, VideoOverlayFrames& overlays,
+               const VideoFrameBuffer* twin, bool& plain);
   // Sizes the overlays' scratch for the alpha overlays of drawList_.
   void prepareScratch(const VideoFrameBuffer& frame, VideoOverlayFrames& overlays);
   void drawOverlay(VideoFrameBuffer& frame, const VideoOverlayFrame& overlay,
@@ -61,6 +73,9 @@ class VideoFrameBufferSet {
   std::vector<std::unique_ptr<VideoFrameBuffer>> buffers_;
   std::vector<VideoFrameBufferSetItem> items_;
   std::vector<VideoOverlayFrameRef> drawList_;  // reused frame after frame
+  // The renditions that transferToRenditions filled without overlays so
+  // far in this picture; reserved as items are added.
+  std::vector<const VideoFrameBuffer*> plainFills_;
 };
 
 }  // namespace cvx

@@ -469,5 +469,108 @@ TEST(VideoFrameBufferSetOverlays, SetOwnsBuffersAndBoundsIndices) {
   EXPECT_EQ(lumaAt(target, 15, 7), 90);
 }
 
+// A picture every pixel of which differs from its neighbours, so that two
+// different fits cannot give the same bytes by chance.
+void paintPattern(VideoFrameBuffer& frame) {
+  for (uint64_t i = 0; i < frame.getByteCount(); ++i) frame.getBytes()[i] = static_cast<uint8_t>((i * 7919) >> 5);
+}
+
+// Renditions that draw alike share one scaling of the picture; what each one
+// holds is exactly what scaling the source into it alone gives.
+TEST(VideoFrameBufferSetTwins, SharedScalingGivesEachRenditionItsOwnPicture) {
+  struct Rendition {
+    uint32_t width, height;
+    int32_t mode;
+    bool cropped, overlaid;
+  };
+  struct Case {
+    const char* name;
+    uint32_t sourceHeight;
+    std::vector<Rendition> renditions;
+    size_t pictureScalings;  // calls that read the source
+  };
+  const Case cases[] = {
+      {"same size stretched twice, another size between", 180,
+       {{160, 90, kScaleModeStretch, false, false}, {96, 54, kScaleModeStretch, false, false},
+        {160, 90, kScaleModeStretch, false, false}},
+       2},
+      {"the first one overlaid: the second scales on its own and has no overlay", 180,
+       {{160, 90, kScaleModeStretch, false, true}, {160, 90, kScaleModeStretch, false, false}},
+       2},
+      {"a crop, or another scale mode, draws differently", 180,
+       {{160, 90, kScaleModeStretch, false, false}, {160, 90, kScaleModeStretch, true, false},
+        {160, 90, kScaleModeCropToFill, false, false}},
+       3},
+      {"letterbox bars are painted by each rendition", 240,
+       {{160, 90, kScaleModeLetterbox, false, false}, {160, 90, kScaleModeLetterbox, false, false}},
+       2},
+      {"letterbox without bars is shared", 180,
+       {{160, 90, kScaleModeLetterbox, false, false}, {160, 90, kScaleModeLetterbox, false, false}},
+       1},
+  };
+  const uint32_t crop[4] = {8, 8, 4, 4};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    RecordingImageScaler scaler(true);
+    VideoFrameBufferSet set(&scaler);
+    VideoFrameBuffer source;
+    ASSERT_EQ(source.allocBuffer(320, c.sourceHeight, kFourCCI420), 0);
+    paintPattern(source);
+    source.setTimecode(33);
+    std::vector<std::unique_ptr<VideoOverlayFrames>> overlays;
+    std::vector<std::unique_ptr<VideoFrameBuffer>> alone;
+    for (const Rendition& r : c.renditions) {
+      const int32_t index = set.add();
+      ASSERT_GE(index, 0);
+      for (VideoFrameBuffer* frame : {set.get(static_cast<uint32_t>(index))->getBuffer(),
+                                      alone.emplace_back(std::make_unique<VideoFrameBuffer>()).get()}) {
+        ASSERT_EQ(frame->allocBuffer(r.width, r.height, kFourCCI420), 0);
+        std::memset(frame->getBytes(), 0x55, frame->getByteCount());
+        frame->setScaleMode(r.mode);
+        if (r.cropped) frame->setCrop(crop, 4);
+      }
+      overlays.push_back(std::make_unique<VideoOverlayFrames>());
+      if (r.overlaid) overlays.back()->setOverlay(1, makeOverlay(kFourCCBGRA, 8, 8, 255, 0, 0, 17));
+    }
+    ASSERT_EQ(set.transferToRenditions(source, overlays), 0);
+    size_t fromSource = 0;
+    for (const auto& call : scaler.calls) fromSource += call.src == source.getPlane(0) ? 1 : 0;
+    EXPECT_EQ(fromSource, c.pictureScalings);
+    for (size_t i = 0; i < c.renditions.size(); ++i) {
+      SCOPED_TRACE(i);
+      VideoFrameBuffer& shared = *set.get(static_cast<uint32_t>(i))->getBuffer();
+      ASSERT_EQ(alone[i]->scaleFrom(source, false), 0);
+      EXPECT_EQ(shared.getTimecode(), 33);
+      const bool same = std::memcmp(shared.getBytes(), alone[i]->getBytes(), shared.getByteCount()) == 0;
+      EXPECT_EQ(same, !c.renditions[i].overlaid);
+    }
+  }
+}
+
+// A rendition that took its twin's pixels, bars and all, paints its own bars
+// when its fit has them again.
+TEST(VideoFrameBufferSetTwins, BarsComeBackAfterASharedPicture) {
+  VideoFrameBufferSet set;
+  std::vector<std::unique_ptr<VideoOverlayFrames>> overlays;
+  for (int i = 0; i < 2; ++i) {
+    VideoFrameBuffer& frame = *set.get(static_cast<uint32_t>(set.add()))->getBuffer();
+    ASSERT_EQ(frame.allocBuffer(160, 90, kFourCCI420), 0);
+    frame.setScaleMode(kScaleModeLetterbox);
+    overlays.push_back(std::make_unique<VideoOverlayFrames>());
+  }
+  VideoFrameBuffer narrow, wide;
+  ASSERT_EQ(narrow.allocBuffer(240, 180, kFourCCI420), 0);
+  ASSERT_EQ(wide.allocBuffer(320, 180, kFourCCI420), 0);
+  paintI420(narrow, 200);
+  paintI420(wide, 120);
+  for (VideoFrameBuffer* source : {&narrow, &wide, &narrow}) ASSERT_EQ(set.transferToRenditions(*source, overlays), 0);
+  for (uint32_t i = 0; i < 2; ++i) {
+    SCOPED_TRACE(i);
+    const VideoFrameBuffer& frame = *set.get(i)->getBuffer();
+    EXPECT_EQ(lumaAt(frame, 0, 45), 16) << "a bar";
+    EXPECT_NEAR(lumaAt(frame, 80, 45), 200, 1);
+  }
+}
+
 }  // namespace
 }  // namespace cvx
