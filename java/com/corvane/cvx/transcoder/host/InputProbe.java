@@ -77,7 +77,10 @@ public final class InputProbe {
         return probe;
     }
 
-    /** The median step between sorted presentation times; 25 fps when there are too few frames. */
+    /**
+     * The mean step between sorted presentation times, over the steps near the median one (gaps and repeats
+     * left out); 25 fps when there are too few frames.
+     */
     static double estimateRate(List<Long> presentationTimes) {
         List<Long> sorted = new ArrayList<>(presentationTimes);
         Collections.sort(sorted);
@@ -92,21 +95,28 @@ public final class InputProbe {
             return 25.0;
         }
         Collections.sort(steps);
-        // Millisecond times round each step; the mean of the middle half undoes that.
-        int from = steps.size() / 4;
-        int to = Math.max(from + 1, steps.size() * 3 / 4);
+        // Millisecond times round each step one way or the other (30 fps: 33, 34, 33, ...): the mean of all the
+        // steps within a rounding of the median undoes that, where any one of them, or a part of them, does not.
+        long median = steps.get(steps.size() / 2);
+        long tolerance = Math.max(1, median / 4);
         double sum = 0;
-        for (int i = from; i < to; i++) {
-            sum += steps.get(i);
-        }
-        double rate = 1000.0 / (sum / (to - from));
-        // Snap to the common rates when the estimate is within half a percent.
-        for (double common : new double[] {23.976, 24, 25, 29.97, 30, 48, 50, 59.94, 60}) {
-            if (Math.abs(rate - common) / common < 0.005) {
-                return common;
+        int count = 0;
+        for (long step : steps) {
+            if (Math.abs(step - median) <= tolerance) {
+                sum += step;
+                count++;
             }
         }
-        return Math.round(rate * 1000) / 1000.0;
+        double rate = 1000.0 / (sum / count);
+        // Snap to the nearest common rate when the estimate is within half a percent of it.
+        double nearest = 0;
+        for (double common : new double[] {23.976, 24, 25, 29.97, 30, 48, 50, 59.94, 60}) {
+            if (Math.abs(rate - common) / common < 0.005
+                    && (nearest == 0 || Math.abs(rate - common) < Math.abs(rate - nearest))) {
+                nearest = common;
+            }
+        }
+        return nearest != 0 ? nearest : Math.round(rate * 1000) / 1000.0;
     }
 
     public static String videoCodecName(int codec) {

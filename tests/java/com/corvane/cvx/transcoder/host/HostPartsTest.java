@@ -107,12 +107,17 @@ class HostPartsTest {
 
     @Test
     void frameRatesAreEstimatedFromMillisecondTimes() {
-        List<Long> ntsc = new ArrayList<>();
-        for (int i = 0; i < 60; i++) {
-            ntsc.add(Math.round(i * 1001 / 30.0));
+        // Rates whose frame times round to whole milliseconds unevenly; a gap in each (a lost frame).
+        for (double rate : new double[] {30, 29.97, 60, 59.94, 23.976, 24, 12.5}) {
+            List<Long> times = new ArrayList<>();
+            for (int i = 0; i < 60; i++) {
+                if (i != 17) {
+                    times.add(Math.round(1000 + i * 1000 / rate));
+                }
+            }
+            java.util.Collections.shuffle(times, new java.util.Random(3));
+            assertEquals(rate, InputProbe.estimateRate(times), 1e-9, "at " + rate + " fps");
         }
-        java.util.Collections.shuffle(ntsc, new java.util.Random(3));
-        assertEquals(29.97, InputProbe.estimateRate(ntsc), 1e-9);
         assertEquals(25.0, InputProbe.estimateRate(List.of(0L, 40L, 80L, 120L)), 1e-9);
         assertEquals(25.0, InputProbe.estimateRate(List.of(0L)), 1e-9, "too few frames: the default");
     }
