@@ -98,6 +98,16 @@ Selection<IAudioEncoder> selectAudioEncoder(uint32_t codec) {
   }
 }
 
+// An encoder list at its bound refuses the next encoder, with the reason in the log.
+bool encoderRoomLeft(std::size_t count, LogCollector& log, const char* method, const char* kind) {
+  if (count < TranscoderSession::kMaxEncoders) return true;
+  std::ostringstream line;
+  line << "TranscoderSession." << method << "[{context}]: refused: a session holds at most "
+       << TranscoderSession::kMaxEncoders << " " << kind << " encoders";
+  log.logLevel3(kLogContextSession, 0, line.str());
+  return false;
+}
+
 }  // namespace
 
 TranscoderSession::TranscoderSession() {
@@ -141,6 +151,7 @@ uint32_t TranscoderSession::videoDecoderCreate(uint32_t codec, uint32_t implemen
 
 uint32_t TranscoderSession::videoEncoderAdd(uint32_t codec, uint32_t implementation, uint32_t& index) {
   return guarded("TranscoderSession::videoEncoderAdd: ", [&]() -> uint32_t {
+    if (!encoderRoomLeft(videoEncoders.size(), logCollector, "videoEncoderAdd", "video")) return kFailure;
     Selection<IVideoEncoder> made =
         selectVideoEncoder(codec, implementation, isCUDAAvailable != 0, isQuickSyncAvailable != 0);
     if (made.codec == nullptr) return kFailure;
@@ -178,6 +189,7 @@ uint32_t TranscoderSession::audioDecoderCreate(uint32_t codec, uint32_t implemen
 
 uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& index) {
   return guarded("TranscoderSession::audioEncoderAdd: ", [&]() -> uint32_t {
+    if (!encoderRoomLeft(audioEncoders.size(), logCollector, "audioEncoderAdd", "audio")) return kFailure;
     Selection<IAudioEncoder> made = selectAudioEncoder(codec);
     if (made.codec == nullptr) return kFailure;
     made.codec->setLogger(&logCollector);

@@ -19,6 +19,9 @@ class VideoOverlayFrame;
 class TranscoderSession : public TranscoderSessionBase {
  public:
   static constexpr uint32_t kDefaultFourCC = 0x32315659;  // 'YV12'
+  // Encoders of each kind one session holds. A ladder has a handful; the
+  // bound keeps a host that adds in a loop from exhausting the process.
+  static constexpr uint32_t kMaxEncoders = 256;
 
   TranscoderSession();
   ~TranscoderSession() override;
@@ -34,7 +37,8 @@ class TranscoderSession : public TranscoderSessionBase {
   uint8_t* swapCurrVideoDecodeBuffer(uint8_t* buffer);
 
   // Codec selection by number. Each returns 0 when an object was made, -1
-  // otherwise; an unknown number logs nothing and leaves `index` alone.
+  // otherwise; an unknown number logs nothing and leaves `index` alone, an
+  // encoder beyond kMaxEncoders is refused with a level-3 line.
   uint32_t videoDecoderCreate(uint32_t codec, uint32_t implementation, uint32_t fourcc);
   uint32_t videoDecoderCreate(uint32_t codec, uint32_t implementation);
   uint32_t videoEncoderAdd(uint32_t codec, uint32_t implementation, uint32_t& index);

@@ -88,6 +88,37 @@ TEST_F(CodecSelectionTest, EncodersTakeTheNextIndexAndLogWithIt) {
   }
 }
 
+TEST_F(CodecSelectionTest, EncoderListsStopAtTheirBoundWithALevel3Line) {
+  struct Case {
+    const char* kind;
+    uint32_t codec;
+    uint32_t (TranscoderSession::*add)(uint32_t, uint32_t, uint32_t&);
+    uint32_t (TranscoderSessionBase::*count)() const;
+    const char* refusal;
+  } cases[] = {
+      {"video", 8, &TranscoderSession::videoEncoderAdd, &TranscoderSessionBase::getVideoEncoderCount,
+       "TranscoderSession.videoEncoderAdd[{context}]: refused: a session holds at most 256 video encoders"},
+      {"audio", 9, &TranscoderSession::audioEncoderAdd, &TranscoderSessionBase::getAudioEncoderCount,
+       "TranscoderSession.audioEncoderAdd[{context}]: refused: a session holds at most 256 audio encoders"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.kind);
+    uint32_t index = 0;
+    for (uint32_t i = 0; i < TranscoderSession::kMaxEncoders; ++i) ASSERT_EQ((session.*c.add)(c.codec, 0, index), 0u);
+    EXPECT_EQ(index, TranscoderSession::kMaxEncoders - 1);
+    drain();
+    index = 77;
+    EXPECT_EQ((session.*c.add)(c.codec, 0, index), kFailure);
+    EXPECT_EQ(index, 77u);
+    EXPECT_EQ((session.*c.count)(), TranscoderSession::kMaxEncoders);
+    std::vector<LogStatement> log = drain();
+    ASSERT_EQ(log.size(), 1u);
+    EXPECT_EQ(log[0].statement, c.refusal);
+    EXPECT_EQ(log[0].level, 3);
+    EXPECT_EQ(log[0].contextType, 0);
+  }
+}
+
 TEST_F(CodecSelectionTest, AudioControlAnswersForMissingPieces) {
   uint32_t value = 5;
   EXPECT_EQ(session.audioDecoderInitialize(), kFailure);
