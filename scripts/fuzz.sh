@@ -70,8 +70,9 @@ if [ ${#targets[@]} -eq 0 ]; then
 fi
 
 if [ -z "$seconds" ] && [ $long -eq 0 ]; then
-  # The budget is wall time: `jobs` targets share it at once.
-  seconds=$(( budget * jobs / ${#targets[@]} ))
+  # The budget is wall time: up to `jobs` targets share it at once.
+  parallel=$(( jobs < ${#targets[@]} ? jobs : ${#targets[@]} ))
+  seconds=$(( budget * parallel / ${#targets[@]} ))
   [ "$seconds" -ge 5 ] || seconds=5
 fi
 
@@ -120,7 +121,8 @@ run_target() {
     # One process per input, so each failing input is named on its own.
     local file
     for file in "${regressions[@]}"; do
-      if ! "$bin" "${common[@]}" -close_fd_mask=1 "$file" >>"$log" 2>&1; then
+      # The braces catch the shell's own note of a signal into the log too.
+      if ! { "$bin" "${common[@]}" -close_fd_mask=1 "$file" >>"$log" 2>&1; } 2>>"$log"; then
         result=FAILED
         findings+="regression $(basename "$file"); "
       fi
@@ -132,8 +134,8 @@ run_target() {
     limits=(-runs="$runs")
     [ -z "$seconds" ] || limits+=(-max_total_time="$seconds")
   fi
-  if ! "$bin" "${common[@]}" "${limits[@]}" -print_final_stats=1 -close_fd_mask=1 \
-      "$corpus" "$work/seeds/$name" >>"$log" 2>&1; then
+  if ! { "$bin" "${common[@]}" "${limits[@]}" -print_final_stats=1 -close_fd_mask=1 \
+      "$corpus" "$work/seeds/$name" >>"$log" 2>&1; } 2>>"$log"; then
     result=FAILED
   fi
 
@@ -141,6 +143,7 @@ run_target() {
   for file in $(comm -13 <(echo "$before") <(ls "$artifacts" | sort)); do
     findings+="$file; "
   done
+  findings=${findings%; }
   local executions rate status corpusSize coverage
   executions=$(grep -o 'stat::number_of_executed_units: [0-9]*' "$log" | tail -1 | awk '{print $2}')
   rate=$(grep -o 'stat::average_exec_per_sec: [0-9]*' "$log" | tail -1 | awk '{print $2}')
