@@ -13,7 +13,7 @@
 #                                   the table to bench/fuzz/results.md
 #   scripts/fuzz.sh [options] [Name ...]   only these targets (e.g. SessionFuzz)
 # Options:
-#   --budget S   short run: seconds of fuzzing in all, shared by the targets (150)
+#   --budget S   short run: seconds of fuzzing in all, shared by the targets (120)
 #   --time S     seconds per target (short run: instead of the budget share;
 #                long run: a cap beside --runs, whichever ends first)
 #   --runs N     long run: executions per target (1000000)
@@ -23,7 +23,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 long=0
-budget=150
+budget=120
 seconds=""
 runs=1000000
 jobs=2

@@ -100,7 +100,7 @@ public final class SessionSoakBench {
             ok("videoDecoderBuffersCreate", LIB.videoDecoderBuffersCreate(handle, 1));
             ok("videoDecoderInitialize", LIB.videoDecoderInitialize(handle));
             ok("videoEncoderBufferSetsCreate", LIB.videoEncoderBufferSetsCreate(handle, 1));
-            long[][] renditions = {{8, 240, 180, 1}, {7, 160, 120, 1}};
+            long[][] renditions = {{8, 128, 96, 1}, {7, 96, 72, 1}};
             TranscoderLongByReference index = new TranscoderLongByReference();
             for (long[] r : renditions) {
                 ok("videoEncoderBufferAdd", LIB.videoEncoderBufferAdd(handle, r[1], r[2], r[3], index));

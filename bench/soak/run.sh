@@ -14,8 +14,8 @@ cd "$(dirname "$0")/../.."
 work=build/bench-soak
 mkdir -p "$work"
 clip=$work/clip.flv
-# 10 s of 320x240 H.264 with B-frames and AAC stereo, as a live FLV carries them.
-[ -f "$clip" ] || ffmpeg -v error -y -f lavfi -i testsrc2=size=320x240:rate=25 \
+# 10 s of 160x120 H.264 with B-frames and AAC stereo, as a live FLV carries them.
+[ -f "$clip" ] || ffmpeg -v error -y -f lavfi -i testsrc2=size=160x120:rate=25 \
   -f lavfi -i sine=frequency=440:sample_rate=44100 -t 10 -c:v libx264 -preset veryfast -bf 2 -g 50 \
   -pix_fmt yuv420p -c:a aac -b:a 128k -ac 2 -f flv "$clip"
 javac -d "$work" -cp build/cvx-transcoder.jar bench/java/SessionSoakBench.java
