@@ -145,8 +145,8 @@ run_target() {
   done
   findings=${findings%; }
   local executions rate status corpusSize coverage
-  executions=$(grep -o 'stat::number_of_executed_units: [0-9]*' "$log" | tail -1 | awk '{print $2}')
-  rate=$(grep -o 'stat::average_exec_per_sec: [0-9]*' "$log" | tail -1 | awk '{print $2}')
+  executions=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | tail -1 | awk '{print $2}')
+  rate=$(grep -o 'stat::average_exec_per_sec: *[0-9]*' "$log" | tail -1 | awk '{print $2}')
   status=$(grep -E '^#[0-9]+' "$log" | grep 'cov:' | tail -1 || true)
   corpusSize=$(echo "$status" | grep -o 'corp: [0-9]*/[0-9a-zA-Z]*' | awk '{print $2}')
   coverage=$(echo "$status" | grep -o 'cov: [0-9]* ft: [0-9]*' | awk '{print $2 " edges, " $4 " features"}')

@@ -19,6 +19,7 @@
 #include "logging/Guarded.h"
 #include "logging/StdoutLine.h"
 #include "media/CodecNumbers.h"
+#include "platform/libavlog/LibavLogRouting.h"
 #include "video/decoders/VideoDecoderH264.h"
 #include "video/decoders/VideoDecoderMP2.h"
 #include "video/decoders/VideoDecoderMP4.h"
@@ -111,6 +112,9 @@ bool encoderRoomLeft(std::size_t count, LogCollector& log, const char* method, c
 }  // namespace
 
 TranscoderSession::TranscoderSession() {
+  // The codec libraries' own messages reach the host through the log, never
+  // through the server's standard error.
+  routeLibavMessages(*getDefaultLogger());
   const HardwareAvailability found = probeHardware(logCollector);
   isCUDAAvailable = found.cuda ? 1 : 0;
   isQuickSyncAvailable = found.quickSync ? 1 : 0;

@@ -70,6 +70,9 @@ def video_encoder(index, codec, width, height, defaults=(0, 0), follow=False):
     seq += call(VE_BITRATE, num(index), num(200000))
     if follow:
         seq += call(VE_FOLLOW, num(index), b'\x01')
+    if codec == 7:
+        # One encoder thread (setting 10013): thread start-up would dominate a run.
+        seq += call(VE_SETP, num(index), num(1), b'\x01', b'\x01\x0d', wide(1))
     return seq + call(VE_INIT, num(index))
 
 

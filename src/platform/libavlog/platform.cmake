@@ -1,0 +1,1 @@
+cvx_platform_library(libavlog MODULES libavutil)
