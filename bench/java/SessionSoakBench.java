@@ -128,7 +128,8 @@ public final class SessionSoakBench {
             ok("audioDecoderGetSampleRate", LIB.audioDecoderGetSampleRate(handle, rate));
             ok("audioDecoderGetChannels", LIB.audioDecoderGetChannels(handle, channels));
             ok("audioDecoderBuffersCreate", LIB.audioDecoderBuffersCreate(handle, 1));
-            ok("audioDecoderBuffersAllocate", LIB.audioDecoderBuffersAllocate(handle, 2048, channels.value, rate.value));
+            ok("audioDecoderBuffersAllocate",
+                    LIB.audioDecoderBuffersAllocate(handle, 2048, channels.value, rate.value));
             for (long codec : new long[] {10, 9}) {
                 ok("audioEncoderAdd", LIB.audioEncoderAdd(handle, codec, 0, index));
                 ok("audioEncoderSetSampleRate", LIB.audioEncoderSetSampleRate(handle, index.value, rate.value));

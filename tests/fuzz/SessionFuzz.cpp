@@ -288,7 +288,8 @@ void decodeRound(TranscoderSession& s, uint32_t bufferIndex, uint32_t setIndex, 
     s.videoDecoderDecode(bufferIndex, flags);
     if ((flags & 4) != 0 && (flags & 8) == 0) {
       s.videoDecoderTransferFrame(bufferIndex, setIndex);
-      const uint32_t items = s.getEncoderBufferSet(setIndex) != nullptr ? s.getEncoderBufferSet(setIndex)->getCount() : 0;
+      const VideoFrameBufferSet* set = s.getEncoderBufferSet(setIndex);
+      const uint32_t items = set != nullptr ? set->getCount() : 0;
       for (uint32_t e = 0; e < s.getVideoEncoderCount(); ++e) {
         s.videoEncoderAddFrame(e, setIndex, items > 0 ? e % items : 0, hint);
         s.videoEncoderGetEncodedFrames(e, packets);

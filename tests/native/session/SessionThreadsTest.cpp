@@ -258,8 +258,9 @@ TEST(SessionThreads, SessionsTranscodeWhileOtherThreadsDrainLogsAndChangeOverlay
         // Install, replace, and every third round remove; alpha below 255
         // takes the blending path, 255 the opaque one.
         const bool remove = round % 3 == 2;
-        s.videoEncoderBufferSetOverlayVideoFrame(
-            key, 1, remove ? nullptr : squareOverlay(round % 2 ? 128 : 255, 8, kOverlayAlignRight | kOverlayAlignBottom));
+        const int32_t corner = kOverlayAlignRight | kOverlayAlignBottom;
+        s.videoEncoderBufferSetOverlayVideoFrame(key, 1,
+                                                 remove ? nullptr : squareOverlay(round % 2 ? 128 : 255, 8, corner));
         s.videoDecoderBufferSetOverlayVideoFrame(key, remove ? nullptr : squareOverlay(200, 4, 0));
         overlayCalls += 2;
       }
