@@ -4,7 +4,8 @@
 #   1. its seed corpus is generated once (tests/fuzz/seeds/<Name>.sh, rerun
 #      when the script changes) into build-fuzz/fuzz/seeds/<Name>;
 #   2. every input in tests/fuzz/regressions/<Name>/ is replayed;
-#   3. it is fuzzed from the seeds and the corpus it grew before.
+#   3. it is fuzzed from the seeds (and, in the long run, from the corpus
+#      earlier long runs grew in build-fuzz/fuzz/corpus/<Name>).
 # Targets run two at a time. Any crash, leak, timeout or out-of-memory fails
 # the script; libFuzzer's crash file stays in build-fuzz/fuzz/artifacts/<Name>/.
 #
@@ -106,6 +107,12 @@ run_target() {
   local bin=$tree/tests/fuzz/$name
   local artifacts=$work/artifacts/$name corpus=$work/corpus/$name log=$work/logs/$name.log
   local result=ok findings=""
+  if [ $long -eq 0 ]; then
+    # Every input of a corpus runs once before fuzzing starts; a corpus grown
+    # by long runs would eat the short run's time.
+    corpus=$work/corpus-short/$name
+    rm -rf "$corpus"
+  fi
   mkdir -p "$artifacts" "$corpus"
   local before
   before=$(ls "$artifacts" 2>/dev/null | sort)

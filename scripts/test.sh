@@ -23,14 +23,19 @@ report() {
 }
 trap report EXIT
 
+# CPU seconds of the finished children of this shell: beside the wall time it
+# tells a stage's own cost from what other work on the machine took.
+cpu_seconds() { awk -v tick="$(getconf CLK_TCK)" '{print int(($16 + $17) / tick)}' /proc/$$/stat; }
+
 stage() {
   local name=$1
   shift
-  local started
+  local started cpu
   started=$(date +%s)
+  cpu=$(cpu_seconds)
   echo "=== $name"
   "$@"
-  times+=("$(printf '%-6s %4ds' "$name" $(( $(date +%s) - started )))")
+  times+=("$(printf '%-6s %4ds wall %5ds CPU' "$name" $(( $(date +%s) - started )) $(( $(cpu_seconds) - cpu )))")
 }
 
 setup() { bash scripts/setup.sh; }
