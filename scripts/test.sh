@@ -13,8 +13,11 @@ cd "$(dirname "$0")/.."
 jobs=$(nproc 2>/dev/null || echo 2)
 
 times=()
+current=""
 report() {
   local status=$?
+  # A stage that failed reports how far it got.
+  [ -z "$current" ] || times+=("$(stage_time "$current" FAILED)")
   if [ ${#times[@]} -gt 0 ]; then
     echo "stage times:"
     printf '  %s\n' "${times[@]}"
@@ -27,15 +30,19 @@ trap report EXIT
 # tells a stage's own cost from what other work on the machine took.
 cpu_seconds() { awk -v tick="$(getconf CLK_TCK)" '{print int(($16 + $17) / tick)}' /proc/$$/stat; }
 
+started=0
+cpu=0
+stage_time() { printf '%-6s %4ds wall %5ds CPU %s' "$1" $(( $(date +%s) - started )) $(( $(cpu_seconds) - cpu )) "${2:-}"; }
+
 stage() {
-  local name=$1
+  current=$1
   shift
-  local started cpu
   started=$(date +%s)
   cpu=$(cpu_seconds)
-  echo "=== $name"
+  echo "=== $current"
   "$@"
-  times+=("$(printf '%-6s %4ds wall %5ds CPU' "$name" $(( $(date +%s) - started )) $(( $(cpu_seconds) - cpu )))")
+  times+=("$(stage_time "$current")")
+  current=""
 }
 
 setup() { bash scripts/setup.sh; }
