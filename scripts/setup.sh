@@ -8,8 +8,9 @@ PACKAGES=(
   openjdk-17-jdk-headless junit5
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   libavcodec-dev libavutil-dev libswscale-dev libyuv-dev
-  libx264-dev libvpx-dev libvorbis-dev libogg-dev libspeex-dev
+  libx264-dev libvpx-dev libvorbis-dev libogg-dev libspeex-dev libffmpeg-nvenc-dev libmfx-dev libva-dev
   ffmpeg python3 python3-matplotlib
+  maven libmaven-compiler-plugin-java libmaven-resources-plugin-java
 )
 
 missing=()

@@ -2,28 +2,22 @@
 
 #include <sstream>
 
+#include "hardware/NVidiaCUDAUtils.h"
+#include "hardware/QuickSyncProbe.h"
 #include "logging/ILogger.h"
 
 namespace cvx {
 
-namespace {
-
-// This build binds neither the NVIDIA runtime nor a Media SDK dispatcher, so
-// both probes answer false and every session runs on the software codecs.
-bool isCUDAAvailable() { return false; }
-bool isQuickSyncAvailable() { return false; }
-
-}  // namespace
-
 HardwareAvailability probeHardware(ILogger& logger) {
   HardwareAvailability found;
-  found.cuda = isCUDAAvailable();
+  found.cuda = NVidiaCUDAUtils::isCUDAAvailable();
   {
     std::ostringstream line;
     line << "TranscoderSession.isCUDAAvailable[{context}]: NVidia CUDA hardware acceleration is "
          << (found.cuda ? "available" : "NOT available");
     logger.logLevel2(line.str());
   }
+  if (found.cuda) NVidiaCUDAUtils::logCUDAGPUInfo(&logger);
   found.quickSync = isQuickSyncAvailable();
   {
     std::ostringstream line;

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "native/JniSupport.h"
+#include "video/frames/PictureLimits.h"
 #include "video/frames/VideoOverlayFrame.h"
 
 namespace cvx {
@@ -87,7 +88,9 @@ std::unique_ptr<VideoOverlayFrame> readOverlay(JNIEnv* env, jobject overlay) {
   auto array = static_cast<jbyteArray>(env->GetObjectField(overlay, bytes));
   if (array != nullptr) {
     const jsize length = env->GetArrayLength(array);
-    if (length > 0) {
+    // An array past the limit is not copied: the overlay comes without
+    // pixels, and the session reports that it cannot be drawn.
+    if (length > 0 && static_cast<uint32_t>(length) <= kMaxOverlayBytes) {
       pixels.reset(new (std::nothrow) uint8_t[static_cast<std::size_t>(length)]);
       if (pixels == nullptr) {
         env->DeleteLocalRef(array);

@@ -1,5 +1,6 @@
 // The video family of exports.
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "com_corvane_cvx_transcoder_model_TranscoderSessionNative.h"
@@ -94,6 +95,10 @@ CVX_EXPORT(videoDecoderInitialize)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(videoDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                           jlong length) {
+  // What the decoder would refuse is not copied.
+  if (TranscoderSession* session = sessionFromHandle(handle)) {
+    if (const uint32_t status = session->videoDecoderCheckLength(length, true)) return widenStatus(status);
+  }
   uint32_t total = 0;
   uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
   if (block == nullptr) return -1;
@@ -105,21 +110,22 @@ CVX_EXPORT(videoDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jb
 
 CVX_EXPORT(videoDecoderAddFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset, jlong length,
                                  jlong timecode, jlong frameType) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session != nullptr) {
+    if (const uint32_t status = session->videoDecoderCheckLength(length, false)) return widenStatus(status);
+  }
   uint32_t total = 0;
   uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
   if (block == nullptr) return -1;
-  TranscoderSession* session = sessionFromHandle(handle);
   if (session == nullptr) {
     freeHostBytes(block, "TranscoderSessionNative::videoDecoderAddFrame[free]: ");
     return -1;
   }
-  // The decoder reads the frame's bytes until they are decoded: the block
-  // stays with the session, and the one before it is no longer read.
-  if (!freeHostBytes(session->swapCurrVideoDecodeBuffer(block), "TranscoderSessionNative::videoDecoderAddFrame[free]: ")) {
-    return -1;
-  }
+  // The decoder reads the frame's bytes over the decode calls that follow:
+  // the session keeps the block until then.
+  MallocBlock owned(block);
   return callSession(handle, "TranscoderSessionNative::videoDecoderAddFrame: ", -1, -1, [&](TranscoderSession& s) {
-    return s.videoDecoderAddFrame(block, 0, total, static_cast<int64_t>(timecode), low32(frameType));
+    return s.videoDecoderAddFrame(std::move(owned), total, static_cast<int64_t>(timecode), low32(frameType));
   });
 }
 

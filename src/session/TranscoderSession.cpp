@@ -5,6 +5,7 @@
 #include <exception>
 #include <memory>
 #include <sstream>
+#include <string>
 
 #include "audio/decoders/AudioDecoderAAC.h"
 #include "audio/decoders/AudioDecoderALaw.h"
@@ -14,6 +15,7 @@
 #include "audio/decoders/AudioDecoderSpeex.h"
 #include "audio/encoders/AudioEncoderAAC.h"
 #include "audio/encoders/AudioEncoderVorbis.h"
+#include "audio/samples/AudioLimits.h"
 #include "audio/samples/AudioSampleBuffer.h"
 #include "hardware/HardwareProbe.h"
 #include "logging/Guarded.h"
@@ -21,10 +23,14 @@
 #include "media/CodecNumbers.h"
 #include "platform/libavlog/LibavLogRouting.h"
 #include "video/decoders/VideoDecoderH264.h"
+#include "video/decoders/VideoDecoderH264IntelQuickSync.h"
 #include "video/decoders/VideoDecoderMP2.h"
 #include "video/decoders/VideoDecoderMP4.h"
 #include "video/encoders/VideoEncoderH264.h"
+#include "video/encoders/VideoEncoderH264IntelQuickSync2.h"
+#include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
 #include "video/encoders/VideoEncoderVPX.h"
+#include "video/frames/PictureLimits.h"
 #include "video/frames/VideoFrameBuffer.h"
 #include "video/frames/VideoOverlayFrame.h"
 
@@ -49,6 +55,12 @@ Selection<IVideoDecoder> numbered(uint32_t codec, const char* words) {
   return {std::move(decoder), words};
 }
 
+Selection<IVideoDecoder> quickSyncDecoder(mfx::mfxIMPL implementation, const char* words) {
+  auto decoder = std::make_unique<VideoDecoderH264IntelQuickSync>();
+  decoder->setImplementation(static_cast<uint32_t>(implementation));
+  return {std::move(decoder), words};
+}
+
 Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementation) {
   switch (codec) {
     case kVideoCodecSorensonSpark: return numbered<VideoDecoderMP4>(codec, "SorensonSpark: default");
@@ -56,11 +68,13 @@ Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementat
     case kVideoCodecMPEG4Part2: return numbered<VideoDecoderMP4>(codec, "MP4: default");
     case kVideoCodecMPEG2: return numbered<VideoDecoderMP2>(codec, "MPEG2: default");
     case kVideoCodecH264:
-      // Implementations 1 and 2 name the hardware decoder, which this build
-      // does not have: they answer as an unknown codec.
-      if (implementation == kVideoImplementationQuickSync ||
-          implementation == kVideoDecoderImplementationQuickSyncSoftware) {
-        return {};
+      // Quick Sync is made whatever the probe found: without it, its
+      // initialize opens no session and the decoder stays inert.
+      if (implementation == kVideoImplementationQuickSync) {
+        return quickSyncDecoder(mfx::MFX_IMPL_AUTO, "H.264: QuickSync");
+      }
+      if (implementation == kVideoDecoderImplementationQuickSyncSoftware) {
+        return quickSyncDecoder(mfx::MFX_IMPL_SOFTWARE, "H.264: QuickSync(software)");
       }
       return {std::make_unique<VideoDecoderH264>(), "H.264: default"};
     default:
@@ -70,9 +84,16 @@ Selection<IVideoDecoder> selectVideoDecoder(uint32_t codec, uint32_t implementat
 
 // A hardware encoder asked for on a machine without it silently becomes the
 // software one; the word "default" in the log is the only trace.
-Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t, bool, bool) {
+Selection<IVideoEncoder> selectVideoEncoder(uint32_t codec, uint32_t implementation, bool cuda, bool quickSync) {
   switch (codec) {
-    case kVideoCodecH264: return {std::make_unique<VideoEncoderH264>(), "H.264: default"};
+    case kVideoCodecH264:
+      if (implementation == kVideoEncoderImplementationCUDA && cuda) {
+        return {std::make_unique<VideoEncoderH264NVidiaCUDA2>(), "H.264: CUDA"};
+      }
+      if (implementation == kVideoImplementationQuickSync && quickSync) {
+        return {std::make_unique<VideoEncoderH264IntelQuickSync2>(), "H.264: QuickSync"};
+      }
+      return {std::make_unique<VideoEncoderH264>(), "H.264: default"};
     case kVideoCodecVP8: return {std::make_unique<VideoEncoderVPX>(), "VP8: default"};
     default: return {};
   }
@@ -99,15 +120,14 @@ Selection<IAudioEncoder> selectAudioEncoder(uint32_t codec) {
   }
 }
 
-// An encoder list at its bound refuses the next encoder, with the reason in the log.
-bool encoderRoomLeft(std::size_t count, LogCollector& log, const char* method, const char* kind) {
-  if (count < TranscoderSession::kMaxEncoders) return true;
-  std::ostringstream line;
-  line << "TranscoderSession." << method << "[{context}]: refused: a session holds at most "
-       << TranscoderSession::kMaxEncoders << " " << kind << " encoders";
-  log.logLevel3(kLogContextSession, 0, line.str());
-  return false;
+// A host's value refused where it enters: one fault line, and the failure.
+uint32_t refused(LogCollector& log, int contextType, const std::string& statement) {
+  log.logLevel3(contextType, 0, statement);
+  return kFailure;
 }
+
+// How many more of something fit under a limit when `held` are there.
+bool passesLimit(uint32_t count, uint32_t held, uint32_t limit) { return held > limit || count > limit - held; }
 
 }  // namespace
 
@@ -120,20 +140,9 @@ TranscoderSession::TranscoderSession() {
   isQuickSyncAvailable = found.quickSync ? 1 : 0;
 }
 
-TranscoderSession::~TranscoderSession() {
-  try {
-    std::free(currVideoDecodeBuffer);
-  } catch (const std::exception& e) {
-    writeStdoutLine("TranscoderSession::destructor[currVideoDecodeBuffer]: ", e);
-  }
-  currVideoDecodeBuffer = nullptr;
-}
-
-uint8_t* TranscoderSession::swapCurrVideoDecodeBuffer(uint8_t* buffer) {
-  uint8_t* previous = currVideoDecodeBuffer;
-  currVideoDecodeBuffer = buffer;
-  return previous;
-}
+// The compressed frames go with the members, before the base deletes the
+// decoder, which reads none of them on its way out.
+TranscoderSession::~TranscoderSession() = default;
 
 uint32_t TranscoderSession::videoDecoderCreate(uint32_t codec, uint32_t implementation, uint32_t newFourCC) {
   return guarded("TranscoderSession::videoDecoderCreate: ", [&]() -> uint32_t {
@@ -155,10 +164,14 @@ uint32_t TranscoderSession::videoDecoderCreate(uint32_t codec, uint32_t implemen
 
 uint32_t TranscoderSession::videoEncoderAdd(uint32_t codec, uint32_t implementation, uint32_t& index) {
   return guarded("TranscoderSession::videoEncoderAdd: ", [&]() -> uint32_t {
-    if (!encoderRoomLeft(videoEncoders.size(), logCollector, "videoEncoderAdd", "video")) return kFailure;
     Selection<IVideoEncoder> made =
         selectVideoEncoder(codec, implementation, isCUDAAvailable != 0, isQuickSyncAvailable != 0);
     if (made.codec == nullptr) return kFailure;
+    if (videoEncoders.size() >= kMaxVideoEncoders) {
+      return refused(logCollector, kLogContextVideoEncoder,
+                     "TranscoderSession.videoEncoderAdd[{context}]: a session has at most " +
+                         std::to_string(kMaxVideoEncoders) + " video encoders");
+    }
     made.codec->setLogger(&logCollector);
     videoEncoders.reserve(videoEncoders.size() + 1);
     index = appendVideoEncoder(made.codec.get());
@@ -193,9 +206,15 @@ uint32_t TranscoderSession::audioDecoderCreate(uint32_t codec, uint32_t implemen
 
 uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& index) {
   return guarded("TranscoderSession::audioEncoderAdd: ", [&]() -> uint32_t {
-    if (!encoderRoomLeft(audioEncoders.size(), logCollector, "audioEncoderAdd", "audio")) return kFailure;
     Selection<IAudioEncoder> made = selectAudioEncoder(codec);
     if (made.codec == nullptr) return kFailure;
+    if (audioEncoders.size() >= kAudioMaxEncoders) {
+      std::ostringstream line;
+      line << "TranscoderSession.audioEncoderAdd[{context}]: a session has at most " << kAudioMaxEncoders
+           << " audio encoders";
+      logCollector.logLevel3(kLogContextAudioEncoder, static_cast<int>(audioEncoders.size()), line.str());
+      return kFailure;
+    }
     made.codec->setLogger(&logCollector);
     audioEncoders.reserve(audioEncoders.size() + 1);
     index = appendAudioEncoder(made.codec.get());
@@ -219,7 +238,14 @@ uint32_t TranscoderSession::withVideoEncoder(const char* label, uint32_t encoder
 
 uint32_t TranscoderSession::videoDecoderBuffersCreate(uint32_t count) {
   return guarded("TranscoderSession::videoDecoderBuffersCreate: ", [&]() -> uint32_t {
-    for (uint32_t i = 0; i < count; ++i) decoderFrames.add();
+    if (passesLimit(count, decoderFrames.getCount(), kMaxDecoderFrames)) {
+      return refused(logCollector, kLogContextVideoDecoder,
+                     "TranscoderSession.videoDecoderBuffersCreate[{context}]: " + std::to_string(count) +
+                         " more frames would pass the limit of " + std::to_string(kMaxDecoderFrames));
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+      if (decoderFrames.add() < 0) return kFailure;
+    }
     return 0;
   });
 }
@@ -240,12 +266,10 @@ uint32_t TranscoderSession::videoDecoderInitialize() {
 
 uint32_t TranscoderSession::videoDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
   return guarded("TranscoderSession::videoDecoderDecodeCodecConfig: ", [&]() -> uint32_t {
-    if (videoDecoder == nullptr) return kFailure;
+    if (videoDecoder == nullptr || videoDecoderCheckLength(length, true) != 0) return kFailure;
     const int result = videoDecoder->decodeCodecConfig(data, offset, length);
     // Both steps run whatever the configuration's outcome.
-    for (uint32_t i = 0; i < decoderFrames.getCount(); ++i) {
-      getDecoderFrame(i)->allocBuffer(videoDecoder->getWidth(), videoDecoder->getHeight(), fourcc);
-    }
+    for (uint32_t i = 0; i < decoderFrames.getCount(); ++i) allocDecoderFrame(i, "videoDecoderDecodeCodecConfig");
     // A stream without a usable rate leaves the encoders at the rate the host set.
     const double rate = videoDecoder->getFrameRate();
     if (std::isfinite(rate) && rate > 0.0) {
@@ -255,10 +279,55 @@ uint32_t TranscoderSession::videoDecoderDecodeCodecConfig(uint8_t* data, uint32_
   });
 }
 
+uint32_t TranscoderSession::videoDecoderCheckLength(int64_t length, bool configuration) {
+  return guarded("TranscoderSession::videoDecoderCheckLength: ", [&]() -> uint32_t {
+    const int64_t largest = configuration ? kMaxVideoConfigLength : kMaxVideoFrameLength;
+    if (length <= largest) return 0;
+    std::ostringstream line;
+    line << (configuration ? "TranscoderSession.videoDecoderDecodeCodecConfig[{context}]: configuration"
+                           : "TranscoderSession.videoDecoderAddFrame[{context}]: frame")
+         << " of " << length << " bytes refused: the largest is " << largest;
+    logCollector.logLevel3(kLogContextVideoDecoder, 0, line.str());
+    return kFailure;
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderAddFrame(MallocBlock block, uint32_t length, int64_t timecode,
+                                                 uint32_t frameType) {
+  return guarded("TranscoderSession::videoDecoderAddFrame: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr || videoDecoderCheckLength(length, false) != 0) return kFailure;
+    uint8_t* data = block.get();
+    const size_t waiting = videoDecodeBlocks.count();
+    const uint64_t waitingBytes = videoDecodeBlocks.bytes();
+    if (!videoDecodeBlocks.keep(std::move(block), length, videoDecoder->isInputEmpty())) {
+      std::ostringstream line;
+      line << "TranscoderSession.videoDecoderAddFrame[{context}]: frame of " << length << " bytes refused: "
+           << waiting << " frames of " << waitingBytes << " bytes wait in the decoder (at most "
+           << VideoDecodeBlocks::kMaxFrames << " frames and " << VideoDecodeBlocks::kMaxBytes
+           << " bytes); decode until its input is empty";
+      logCollector.logLevel3(kLogContextVideoDecoder, 0, line.str());
+      return kFailure;
+    }
+    return static_cast<uint32_t>(videoDecoder->addFrame(data, 0, length, timecode, frameType));
+  });
+}
+
+void TranscoderSession::allocDecoderFrame(uint32_t index, const char* method) {
+  VideoFrameBuffer* frame = getDecoderFrame(index);
+  if (frame == nullptr) return;
+  const uint32_t width = videoDecoder->getWidth();
+  const uint32_t height = videoDecoder->getHeight();
+  if (frame->allocBuffer(width, height, fourcc) == 0) return;
+  std::ostringstream line;
+  line << "TranscoderSession." << method << "[{context}]: no picture for frame " << index << " at " << width
+       << "x" << height;
+  logCollector.logLevel3(kLogContextVideoDecoder, 0, line.str());
+}
+
 uint32_t TranscoderSession::videoDecoderAddFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode,
                                                  uint32_t frameType) {
   return guarded("TranscoderSession::videoDecoderAddFrame: ", [&]() -> uint32_t {
-    if (videoDecoder == nullptr) return kFailure;
+    if (videoDecoder == nullptr || videoDecoderCheckLength(length, false) != 0) return kFailure;
     return static_cast<uint32_t>(videoDecoder->addFrame(data, offset, length, timecode, frameType));
   });
 }
@@ -270,7 +339,7 @@ uint32_t TranscoderSession::videoDecoderDecode(uint32_t bufferIndex, uint32_t& f
     VideoFrameBuffer* frame = getDecoderFrame(bufferIndex);
     if (frame == nullptr) return kFailure;
     // A new format resizes the frame before the picture is fetched into it.
-    if (flags & kDecodeSequenceChanged) frame->allocBuffer(videoDecoder->getWidth(), videoDecoder->getHeight(), fourcc);
+    if (flags & kDecodeSequenceChanged) allocDecoderFrame(bufferIndex, "videoDecoderDecode");
     if ((flags & kDecodePictureReady) && !(flags & kDecodePictureSkipped)) videoDecoder->getDecodedFrame(*frame);
     return static_cast<uint32_t>(result);
   });
@@ -317,12 +386,7 @@ uint32_t TranscoderSession::videoDecoderBufferSetOverlayVideoFrame(uint32_t key,
                                                                    std::unique_ptr<VideoOverlayFrame> frame) {
   // The label names the rendition setter; hosts may match on it.
   return guarded("TranscoderSession::videoEncoderBufferSetOverlayVideoFrame: ", [&]() -> uint32_t {
-    if (frame != nullptr) {
-      decoderOverlays.setOverlay(key, std::move(frame));
-    } else {
-      decoderOverlays.removeOverlay(key);
-    }
-    return 0;
+    return installOverlay(decoderOverlays, key, std::move(frame), kLogContextVideoDecoder, 0);
   });
 }
 
@@ -331,18 +395,47 @@ uint32_t TranscoderSession::videoEncoderBufferSetOverlayVideoFrame(uint32_t key,
   return guarded("TranscoderSession::videoEncoderBufferSetOverlayVideoFrame: ", [&]() -> uint32_t {
     VideoOverlayFrames* overlays = getRenditionOverlays(itemIndex);
     if (overlays == nullptr) return 0;
-    if (frame != nullptr) {
-      overlays->setOverlay(key, std::move(frame));
-    } else {
-      overlays->removeOverlay(key);
-    }
-    return 0;
+    return installOverlay(*overlays, key, std::move(frame), kLogContextVideoEncoder, static_cast<int>(itemIndex));
   });
+}
+
+uint32_t TranscoderSession::installOverlay(VideoOverlayFrames& overlays, uint32_t key,
+                                           std::unique_ptr<VideoOverlayFrame> frame, int contextType,
+                                           int contextIndex) {
+  if (frame == nullptr) {
+    overlays.removeOverlay(key);
+    return 0;
+  }
+  std::ostringstream line;
+  line << "TranscoderSession.videoEncoderBufferSetOverlayVideoFrame[{context}]: overlay " << key << " ("
+       << frame->getWidth() << "x" << frame->getHeight() << " code 0x" << std::hex << frame->getFourCC() << std::dec
+       << ", stride " << frame->getStride() << ", " << frame->getByteCount() << " bytes, on the frame "
+       << frame->getDstWidth() << "x" << frame->getDstHeight() << ")";
+  // A picture its own fields do not describe is held, as the host asked,
+  // and never drawn.
+  const bool drawable = frame->isDrawable();
+  if (!overlays.setOverlay(key, std::move(frame))) {
+    line << " would pass the limit of " << kMaxOverlays << " overlays";
+    logCollector.logLevel3(contextType, contextIndex, line.str());
+    return kFailure;
+  }
+  if (!drawable) {
+    line << " cannot be drawn";
+    logCollector.logLevel3(contextType, contextIndex, line.str());
+  }
+  return 0;
 }
 
 uint32_t TranscoderSession::videoEncoderBufferSetsCreate(uint32_t count) {
   return guarded("TranscoderSession::videoEncoderBufferSetsCreate: ", [&]() -> uint32_t {
-    for (uint32_t i = 0; i < count; ++i) encoderSets.push_back(std::make_unique<VideoFrameBufferSet>());
+    if (passesLimit(count, static_cast<uint32_t>(encoderSets.size()), kMaxBufferSets)) {
+      return refused(logCollector, kLogContextSession,
+                     "TranscoderSession.videoEncoderBufferSetsCreate[{context}]: " + std::to_string(count) +
+                         " more sets would pass the limit of " + std::to_string(kMaxBufferSets));
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+      encoderSets.push_back(std::make_unique<VideoFrameBufferSet>(nullptr, &pictureMemory));
+    }
     return 0;
   });
 }
@@ -350,6 +443,23 @@ uint32_t TranscoderSession::videoEncoderBufferSetsCreate(uint32_t count) {
 uint32_t TranscoderSession::VideoEncoderBufferAdd(uint32_t width, uint32_t height, uint32_t scaleMode,
                                                   uint32_t newFourCC, uint32_t& index) {
   return guarded("TranscoderSession::VideoEncoderBufferAdd: ", [&]() -> uint32_t {
+    // Refused before anything is added, so that every set keeps the same items.
+    const std::string label = "TranscoderSession.VideoEncoderBufferAdd[{context}]: ";
+    std::ostringstream described;
+    described << width << "x" << height << " code 0x" << std::hex << newFourCC;
+    const std::string rendition = described.str();
+    if (renditionOverlays.size() >= kMaxRenditions) {
+      return refused(logCollector, kLogContextSession,
+                     label + "a rendition would pass the limit of " + std::to_string(kMaxRenditions));
+    }
+    if (isPictureSizeRefused(width, height) || !VideoFrameBuffer::isPictureCode(newFourCC)) {
+      return refused(logCollector, kLogContextSession, label + "refused rendition " + rendition);
+    }
+    if (VideoFrameBuffer::calcBlockBytes(width, height, newFourCC) * encoderSets.size() >
+        pictureMemory.getAvailable()) {
+      return refused(logCollector, kLogContextSession,
+                     label + "no picture memory left for rendition " + rendition + " in every set");
+    }
     renditionOverlays.push_back(std::make_unique<VideoOverlayFrames>());
     for (std::unique_ptr<VideoFrameBufferSet>& set : encoderSets) {
       const int32_t added = set->add();
@@ -442,6 +552,28 @@ uint32_t TranscoderSession::videoEncoderGetEncodedFrames(uint32_t encoderIndex,
                           [&](IVideoEncoder& e) { return e.getEncodedFrames(frames); });
 }
 
+namespace {
+
+// A value the audio path does not take: one level-3 line naming the method
+// and what was wrong, and the failure status.
+uint32_t refuseAudio(LogCollector& log, int contextType, int contextIndex, const char* method,
+                     const std::string& reason) {
+  log.logLevel3(contextType, contextIndex, std::string("TranscoderSession.") + method + "[{context}]: " + reason);
+  return kFailure;
+}
+
+// Packets and configuration records above the limit are refused before any
+// decoder sees them; `room` is the header room the boundary put in front.
+bool packetTooLong(LogCollector& log, const char* method, uint32_t length, uint32_t room) {
+  if (length <= uint64_t{kAudioMaxPacketBytes} + room) return false;
+  std::ostringstream line;
+  line << "packet of " << length - room << " bytes is above the limit of " << kAudioMaxPacketBytes;
+  refuseAudio(log, kLogContextAudioDecoder, 0, method, line.str());
+  return true;
+}
+
+}  // namespace
+
 uint32_t TranscoderSession::audioDecoderInitialize() {
   return guarded("TranscoderSession::audioDecoderInitialize: ", [&]() -> uint32_t {
     if (audioDecoder == nullptr) return kFailure;
@@ -452,6 +584,7 @@ uint32_t TranscoderSession::audioDecoderInitialize() {
 uint32_t TranscoderSession::audioDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
   return guarded("TranscoderSession::audioDecoderDecodeCodecConfig: ", [&]() -> uint32_t {
     if (audioDecoder == nullptr) return kFailure;
+    if (packetTooLong(logCollector, "audioDecoderDecodeCodecConfig", length, 0)) return kFailure;
     return static_cast<uint32_t>(audioDecoder->decodeCodecConfig(data, offset, length));
   });
 }
@@ -466,6 +599,7 @@ uint32_t TranscoderSession::audioDecoderIsFirstFrameDecoded() {
 uint32_t TranscoderSession::audioDecoderDecodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t length) {
   return guarded("TranscoderSession::audioDecoderDecodeFirstFrame: ", [&]() -> uint32_t {
     if (audioDecoder == nullptr) return kFailure;
+    if (packetTooLong(logCollector, "audioDecoderDecodeFirstFrame", length, audioFrameHeaderSize)) return kFailure;
     return static_cast<uint32_t>(audioDecoder->decodeFirstFrame(data, offset, length));
   });
 }
@@ -480,6 +614,7 @@ uint32_t TranscoderSession::audioDecoderDecodeFrame(uint8_t* data, uint32_t offs
       return kFailure;
     }
     if (audioDecoder == nullptr) return kFailure;
+    if (packetTooLong(logCollector, "audioDecoderDecodeFrame", length, audioFrameHeaderSize)) return kFailure;
     return static_cast<uint32_t>(audioDecoder->decodeFrame(data, offset, length, timecode, *buffer));
   });
 }
@@ -512,6 +647,12 @@ uint32_t TranscoderSession::audioEncoderSetSampleRate(uint32_t encoderIndex, uin
   return guarded("TranscoderSession::audioEncoderSetSampleRate: ", [&]() -> uint32_t {
     IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
+    if (!isAudioSampleRate(sampleRate)) {
+      std::ostringstream line;
+      line << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate;
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetSampleRate", line.str());
+    }
     encoder->setSampleRate(sampleRate);
     return 0;
   });
@@ -521,6 +662,12 @@ uint32_t TranscoderSession::audioEncoderSetChannels(uint32_t encoderIndex, uint3
   return guarded("TranscoderSession::audioEncoderSetChannels: ", [&]() -> uint32_t {
     IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
+    if (!isAudioChannelCount(channels)) {
+      std::ostringstream line;
+      line << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels;
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetChannels", line.str());
+    }
     encoder->setChannels(channels);
     return 0;
   });
@@ -530,6 +677,12 @@ uint32_t TranscoderSession::audioEncoderSetQuality(uint32_t encoderIndex, double
   return guarded("TranscoderSession::audioEncoderSetQuality: ", [&]() -> uint32_t {
     IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
+    if (!isAudioQuality(quality)) {
+      std::ostringstream line;
+      line << "quality " << quality << " is not a finite number";
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetQuality", line.str());
+    }
     encoder->setQuality(quality);
     return 0;
   });
@@ -539,6 +692,12 @@ uint32_t TranscoderSession::audioEncoderSetBitrate(uint32_t encoderIndex, uint32
   return guarded("TranscoderSession::audioEncoderSetBitrate: ", [&]() -> uint32_t {
     IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
+    if (bitrate > kAudioMaxBitrate) {
+      std::ostringstream line;
+      line << "bit rate " << bitrate << " is above " << kAudioMaxBitrate;
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
+                         "audioEncoderSetBitrate", line.str());
+    }
     encoder->setBitrate(bitrate);
     return 0;
   });
@@ -573,6 +732,12 @@ uint32_t TranscoderSession::audioEncoderAddSampleBuffer(uint32_t encoderIndex, u
 
 uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {
   return guarded("TranscoderSession::audioDecoderBuffersCreate: ", [&]() -> uint32_t {
+    if (count > kAudioMaxBufferCount - audioBuffers.size()) {
+      std::ostringstream line;
+      line << count << " more buffers would pass the limit of " << kAudioMaxBufferCount << " (the set has "
+           << audioBuffers.size() << ")";
+      return refuseAudio(logCollector, kLogContextAudioDecoder, 0, "audioDecoderBuffersCreate", line.str());
+    }
     audioBuffers.reserve(audioBuffers.size() + count);
     for (uint32_t i = 0; i < count; ++i) audioBuffers.push_back(AudioSampleBufferSetItem{new AudioSampleBuffer()});
     return 0;
@@ -582,6 +747,20 @@ uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {
 uint32_t TranscoderSession::audioDecoderBuffersAllocate(uint32_t sampleCount, uint32_t channels,
                                                         uint32_t sampleRate) {
   return guarded("TranscoderSession::audioDecoderBuffersAllocate: ", [&]() -> uint32_t {
+    std::ostringstream line;
+    if (sampleCount < 1 || sampleCount > kAudioMaxBufferSamples) {
+      line << "sample count " << sampleCount << " is not between 1 and " << kAudioMaxBufferSamples;
+    } else if (!isAudioChannelCount(channels)) {
+      line << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels;
+    } else if (!isAudioSampleRate(sampleRate)) {
+      line << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate;
+    } else if (uint64_t{sampleCount} * channels * 2u * audioBuffers.size() > kAudioMaxBufferSetBytes) {
+      line << audioBuffers.size() << " buffers of " << sampleCount << " samples x " << channels
+           << " channels pass the limit of " << kAudioMaxBufferSetBytes << " bytes for the set";
+    }
+    if (!line.str().empty()) {
+      return refuseAudio(logCollector, kLogContextAudioDecoder, 0, "audioDecoderBuffersAllocate", line.str());
+    }
     // Each buffer's own failure is its to report; the set answers 0.
     for (AudioSampleBufferSetItem& item : audioBuffers) item.buffer->allocBuffer(sampleCount, channels, sampleRate);
     return 0;

@@ -7,6 +7,7 @@
 
 #include "audio/samples/AudioFrameEncoded.h"
 #include "session/TranscoderSessionBase.h"
+#include "session/VideoDecodeBlocks.h"
 #include "video/encoders/VideoFrameEncoded.h"
 
 namespace cvx {
@@ -19,9 +20,12 @@ class VideoOverlayFrame;
 class TranscoderSession : public TranscoderSessionBase {
  public:
   static constexpr uint32_t kDefaultFourCC = 0x32315659;  // 'YV12'
-  // Encoders of each kind one session holds. A ladder has a handful; the
-  // bound keeps a host that adds in a loop from exhausting the process.
-  static constexpr uint32_t kMaxEncoders = 256;
+  // Video encoders one session holds. A ladder has a handful; the bound keeps
+  // a host that adds in a loop from exhausting the process.
+  static constexpr uint32_t kMaxVideoEncoders = 64;
+  // The longest compressed frame and codec configuration a video decoder takes.
+  static constexpr uint32_t kMaxVideoFrameLength = 32u << 20;
+  static constexpr uint32_t kMaxVideoConfigLength = 1u << 20;
 
   TranscoderSession();
   ~TranscoderSession() override;
@@ -32,13 +36,9 @@ class TranscoderSession : public TranscoderSessionBase {
   bool getCUDAAvailable() const { return isCUDAAvailable != 0; }
   bool getQuickSyncAvailable() const { return isQuickSyncAvailable != 0; }
 
-  // Stores the compressed frame the video decoder may still read and returns
-  // the one held before, which the caller frees.
-  uint8_t* swapCurrVideoDecodeBuffer(uint8_t* buffer);
-
   // Codec selection by number. Each returns 0 when an object was made, -1
   // otherwise; an unknown number logs nothing and leaves `index` alone, an
-  // encoder beyond kMaxEncoders is refused with a level-3 line.
+  // encoder beyond the session's bound is refused with a level-3 line.
   uint32_t videoDecoderCreate(uint32_t codec, uint32_t implementation, uint32_t fourcc);
   uint32_t videoDecoderCreate(uint32_t codec, uint32_t implementation);
   uint32_t videoEncoderAdd(uint32_t codec, uint32_t implementation, uint32_t& index);
@@ -50,10 +50,19 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t videoDecoderBuffersCreate(uint32_t count);
   uint32_t videoDecoderSetGPUID(int gpuId);
   uint32_t videoDecoderInitialize();
+  // 0 when the video decoder takes an input of `length` bytes: a frame up to
+  // kMaxVideoFrameLength, a configuration up to kMaxVideoConfigLength;
+  // otherwise a level-3 line and -1. The boundary asks before it copies.
+  uint32_t videoDecoderCheckLength(int64_t length, bool configuration);
   // Reallocates every decoder frame at the decoder's size and passes the
   // stream's frame rate to every encoder; returns the decoder's answer.
   uint32_t videoDecoderDecodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length);
-  // The bytes stay the caller's until the next call (see swapCurrVideoDecodeBuffer).
+  // Takes the frame's block (`length` bytes), keeps it while the decoder may
+  // read it (see VideoDecodeBlocks) and hands it to the decoder. A frame
+  // beyond what may wait in the decoder is refused: -1 and a level-3 line.
+  uint32_t videoDecoderAddFrame(MallocBlock block, uint32_t length, int64_t timecode, uint32_t frameType);
+  // The same over bytes that stay the caller's until the decoder's input has
+  // run empty (flag 1 of videoDecoderDecode).
   uint32_t videoDecoderAddFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode,
                                 uint32_t frameType);
   // Runs the decoder once; a ready picture lands in decoder frame `bufferIndex`.
@@ -122,10 +131,17 @@ class TranscoderSession : public TranscoderSessionBase {
  private:
   template <class Call>
   uint32_t withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call);
+  // Sizes decoder frame `index` for the decoder's picture; a frame left
+  // without a block is logged as a fault of `method`.
+  void allocDecoderFrame(uint32_t index, const char* method);
+  // Installs frame at key, or removes the key for no frame; an overlay that
+  // cannot be drawn, or one past the limit, is logged as a fault.
+  uint32_t installOverlay(VideoOverlayFrames& overlays, uint32_t key, std::unique_ptr<VideoOverlayFrame> frame,
+                          int contextType, int contextIndex);
 
   uint32_t fourcc = kDefaultFourCC;
   uint32_t audioSampleFormat = 2;
-  uint8_t* currVideoDecodeBuffer = nullptr;
+  VideoDecodeBlocks videoDecodeBlocks;
   uint32_t audioFrameHeaderSize = 0;
   uint32_t isCUDAAvailable = 0;
   uint32_t isQuickSyncAvailable = 0;

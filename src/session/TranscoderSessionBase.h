@@ -9,6 +9,7 @@
 #include "session/AudioEncoderWrapper.h"
 #include "session/ITranscoderSession.h"
 #include "session/VideoEncoderWrapper.h"
+#include "video/frames/PictureMemoryBudget.h"
 #include "video/frames/VideoFrameBufferSet.h"
 #include "video/frames/VideoOverlayFrames.h"
 
@@ -58,7 +59,10 @@ class TranscoderSessionBase : public ITranscoderSession {
  protected:
   IVideoDecoder* videoDecoder = nullptr;
   IAudioDecoder* audioDecoder = nullptr;
-  VideoFrameBufferSet decoderFrames;
+  // Counts the blocks of decoder frames and renditions; declared before
+  // them, so it outlives them.
+  PictureMemoryBudget pictureMemory;
+  VideoFrameBufferSet decoderFrames{nullptr, &pictureMemory};
   VideoOverlayFrames decoderOverlays;
   std::vector<AudioSampleBufferSetItem> audioBuffers;
   // Held through pointers so that growing either list never moves a set or a

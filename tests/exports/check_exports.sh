@@ -2,7 +2,8 @@
 # Compares the JNI names javac derives from the declared natives with the
 # symbols the library exports. Fails on a missing export that is not listed as
 # pending, on a pending entry that is in fact exported (the list must shrink),
-# and on any exported Java_ symbol that Java does not declare.
+# and on any exported Java_ symbol that Java does not declare. The hardware
+# runtimes are bound late: the library must not need them at load time.
 set -euo pipefail
 header=$1 library=$2 pending=$3
 
@@ -21,5 +22,7 @@ if [ -n "$unexpected" ]; then echo "declared in Java but not exported:"; echo "$
 if [ -n "$stale" ]; then echo "listed as pending but exported (remove from $pending):"; echo "$stale"; status=1; fi
 if [ -n "$extra" ]; then echo "exported but not declared in Java:"; echo "$extra"; status=1; fi
 if [ -n "$other" ]; then echo "symbols leaking from the library:"; echo "$other"; status=1; fi
+late=$(readelf -d "$library" | grep NEEDED | grep -E 'libmfx|libvpl|libva' || true)
+if [ -n "$late" ]; then echo "runtimes linked that must be bound late:"; echo "$late"; status=1; fi
 echo "exports: $(echo "$declared" | wc -l) declared, $(echo "$exported" | grep -c . || true) exported, $(echo "$pending_names" | grep -c . || true) pending"
 exit $status

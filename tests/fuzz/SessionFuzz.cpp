@@ -2,8 +2,9 @@
 // in any order, with any arguments, on up to three sessions at once, all
 // destroyed at the end (what they leak counts). Each call reaches the same
 // TranscoderSession method the export forwards to, with what the export's
-// marshalling would pass: copied byte blocks (the video frame's block kept by
-// the session, the audio decoder's header room in front), overlay objects
+// marshalling would pass: copied byte blocks (lengths the video decoder
+// refuses are not copied, the video frame's block goes to the session, the
+// audio decoder's header room sits in front), overlay objects
 // built field by field, picture reads asked for their size first, parameter
 // records one by one, encoded frames freed after delivery.
 //
@@ -324,19 +325,20 @@ void call(SessionFuzzInput& in, TranscoderSession& s, Call which) {
     case kVideoFrameRound: {
       uint32_t length = 0;
       const uint8_t* bytes = in.payload(length);
+      const bool configuration = which == kVideoDecoderDecodeCodecConfig;
+      // What the decoder would refuse is not copied.
+      if (s.videoDecoderCheckLength(length, configuration) != 0) break;
       uint32_t total = 0;
-      uint8_t* block = copyBlock(bytes, length, 0, total);
+      MallocBlock block(copyBlock(bytes, length, 0, total));
       if (block == nullptr) break;
-      if (which == kVideoDecoderDecodeCodecConfig) {
-        s.videoDecoderDecodeCodecConfig(block, 0, total);
-        std::free(block);
+      if (configuration) {
+        s.videoDecoderDecodeCodecConfig(block.get(), 0, total);
         break;
       }
-      // The frame's block stays with the session until the next frame.
-      std::free(s.swapCurrVideoDecodeBuffer(block));
+      // The frame's block goes to the session, which keeps it while the decoder reads.
       const int64_t timecode = in.timecode();
       const uint32_t frameType = in.number();
-      s.videoDecoderAddFrame(block, 0, total, timecode, frameType);
+      s.videoDecoderAddFrame(std::move(block), total, timecode, frameType);
       if (which == kVideoFrameRound) decodeRound(s, in.number(), in.number(), in.number());
       break;
     }

@@ -88,7 +88,10 @@ int AudioDecoderAAC::initialize() {
 int AudioDecoderAAC::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
   try {
     // Both bytes must be there: the block is a plain copy of the host's record.
-    if (data == nullptr || length < 2) return -1;
+    if (data == nullptr || length < 2) {
+      logError("AudioDecoderAAC.decodeCodecConfig[{context}]: an AudioSpecificConfig has at least two bytes");
+      return -1;
+    }
     const AudioSpecificConfig config = AudioSpecificConfig::fromBytes(data[offset], data[offset + 1]);
     objectType = config.objectType;
     sampleRateIndex = config.sampleRateIndex;
@@ -98,6 +101,17 @@ int AudioDecoderAAC::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t 
     writeStdoutLine("AudioDecoderAAC::decodeCodecConfig: ", e);
     return -1;
   }
+}
+
+bool AudioDecoderAAC::fitsAdtsFrame(const uint8_t* data, uint32_t length, const char* prefix) {
+  // The header needs its room, which the marshalling reserves in front of
+  // every unit, and its length field has 13 bits.
+  if (data != nullptr && length >= kHeaderSize && length <= kMaxFrameBytes) return true;
+  std::ostringstream line;
+  line << prefix << "access unit of " << (length < kHeaderSize ? 0 : length - kHeaderSize)
+       << " bytes does not fit an ADTS frame of " << kHeaderSize << " to " << kMaxFrameBytes << " bytes";
+  logError(line.str());
+  return false;
 }
 
 void AudioDecoderAAC::writeAdtsHeader(uint8_t* out, uint32_t type, uint32_t rateIndex, uint32_t config,
@@ -115,11 +129,7 @@ void AudioDecoderAAC::writeAdtsHeader(uint8_t* out, uint32_t type, uint32_t rate
 int AudioDecoderAAC::decodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t length) {
   try {
     if (handle == nullptr) return -1;
-    // The header needs its room: the marshalling reserves it in front of every frame.
-    if (data == nullptr || length < kHeaderSize) {
-      logError("AudioDecoderAAC.decodeFirstFrame[{context}]: Decode failed");
-      return -1;
-    }
+    if (!fitsAdtsFrame(data, length, "AudioDecoderAAC.decodeFirstFrame[{context}]: ")) return -1;
     writeAdtsHeader(data + offset, objectType, sampleRateIndex, channelConfig, true, length);
     handle->auxinfo(handle, 0, audio_decoder_info::kReset, nullptr, 0);
     if (handle->copybytes(handle, data + offset, length) == 0) {
@@ -142,10 +152,13 @@ int AudioDecoderAAC::decodeFrame(uint8_t* data, uint32_t offset, uint32_t length
                                  AudioSampleBuffer& buffer) {
   try {
     if (handle == nullptr) return -1;
-    if (data == nullptr || length < kHeaderSize) return -1;
+    if (!fitsAdtsFrame(data, length, "AudioDecoderAAC.decodeFrame[{context}]: ")) return -1;
     writeAdtsHeader(data + offset, objectType, sampleRateIndex, channelConfig, true, length);
     output.outputBuffer = buffer.getBuffer();
     output.outputSize = buffer.getBufferSize();
+    // A stream that never yields samples must not grow the queue for ever:
+    // past any real decoder delay the oldest time goes.
+    if (timecodeQueue.size() >= kMaxQueuedTimecodes) timecodeQueue.pop_front();
     timecodeQueue.push_back(timecode);
     handle->auxinfo(handle, 0, audio_decoder_info::kSetOutput, &output, kOutputDescriptorBytes);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <list>
 
@@ -17,6 +18,10 @@ namespace cvx {
 class AudioDecoderAAC : public AudioDecoderBase {
  public:
   static constexpr uint32_t kHeaderSize = 7;
+  // The largest frame an ADTS header can describe, header included.
+  static constexpr uint32_t kMaxFrameBytes = 8191;
+  // Host times waiting for samples; real decoders hold one or two.
+  static constexpr std::size_t kMaxQueuedTimecodes = 64;
 
   AudioDecoderAAC();
   ~AudioDecoderAAC() noexcept(false) override;
@@ -51,6 +56,10 @@ class AudioDecoderAAC : public AudioDecoderBase {
   virtual bufstream_tt* openLibrary();
 
  private:
+  // False, with a level-3 line, when the block cannot take the header or
+  // its length cannot be written into one.
+  bool fitsAdtsFrame(const uint8_t* data, uint32_t length, const char* prefix);
+
   AudioOutputDescriptor output{nullptr, 0};
   bufstream_tt* handle = nullptr;
   uint8_t audioSettings[kAacDecoderSettingsBytes];

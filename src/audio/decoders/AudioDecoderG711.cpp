@@ -1,8 +1,10 @@
 #include "audio/decoders/AudioDecoderG711.h"
 
 #include <exception>
+#include <sstream>
 #include <string>
 
+#include "audio/samples/AudioLimits.h"
 #include "audio/samples/AudioSampleBuffer.h"
 #include "logging/StdoutLine.h"
 
@@ -41,10 +43,20 @@ int AudioDecoderG711::decodeFirstFrame(uint8_t* data, uint32_t, uint32_t length)
   try {
     // The description is read from the start of the block, whatever the offset.
     if (length < 9 || data == nullptr) return 0;
-    sampleRate = readBigEndian32(data + 1);
-    channels = readBigEndian32(data + 5);
+    const uint32_t rate = readBigEndian32(data + 1);
+    const uint32_t count = readBigEndian32(data + 5);
+    // The host sizes its buffers and encoders by these two numbers.
+    if (!isAudioSampleRate(rate) || !isAudioChannelCount(count)) {
+      std::ostringstream line;
+      line << className << ".decodeFirstFrame[{context}]: description of " << rate << " Hz and " << count
+           << " channels is outside 1 to " << kAudioMaxSampleRate << " Hz and 1 to " << kAudioMaxChannels
+           << " channels";
+      logError(line.str());
+      return -1;
+    }
+    sampleRate = rate;
+    channels = count;
     firstFrameDecoded = true;
-    if (sampleRate == 0) logError(std::string(className) + ".decodeFirstFrame[{context}]: sample rate 0 in description");
     return 0;
   } catch (const std::exception& e) {
     writeLabel(className, "decodeFirstFrame", e);

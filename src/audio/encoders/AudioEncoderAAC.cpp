@@ -74,7 +74,9 @@ int AudioEncoderAAC::initialize() {
     aacOutAudioDefaults(&aacSettings, 0);
     aacSettings.bitsPerSample = 16;
     aacSettings.channels = channels;
-    const auto limit = static_cast<uint32_t>(6.0 * static_cast<double>(sampleRate) * static_cast<double>(channels));
+    // Saturated: a product past 32 bits limits nothing.
+    const double product = 6.0 * static_cast<double>(sampleRate) * static_cast<double>(channels);
+    const uint32_t limit = product < static_cast<double>(UINT32_MAX) ? static_cast<uint32_t>(product) : UINT32_MAX;
     if (bitrate > limit) {
       std::ostringstream line;
       line << kInitPrefix << "Bitrate is too high for sample rate. Bitrate adjust from " << bitrate << " to " << limit;
@@ -103,6 +105,10 @@ int AudioEncoderAAC::initialize() {
     outputStream.setChannels(channels);
     outputStream.setSampleRate(sampleRate);
     pcmBuffer = static_cast<uint8_t*>(std::malloc(static_cast<size_t>(kFrameSamples) * frameBytes()));
+    if (pcmBuffer == nullptr) {
+      logError(std::string(kInitPrefix) + "no memory for a frame of samples");
+      return -1;
+    }
     return 0;
   } catch (const std::exception& e) {
     writeStdoutLine("AudioEncoderAAC::initialize: ", e);
@@ -138,8 +144,13 @@ int AudioEncoderAAC::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<Audi
       outputStream.getEncodedFrames(out);
       return 0;
     }
-    sampleQueue.push_back(buffer);
-    AudioSampleBuffer& copy = sampleQueue.back();
+    // The copy keeps only the samples that will be read: a host's block may
+    // be far larger than what it holds, and copies wait for a frame to fill.
+    AudioSampleBuffer& copy = sampleQueue.emplace_back();
+    if (!copy.copyLeading(buffer, count * bytesPerFrame)) {
+      sampleQueue.pop_back();
+      throw std::bad_alloc();
+    }
     copy.setSampleCount(count);
     queuedSamples += count > copy.getSamplesRead() ? count - copy.getSamplesRead() : 0;
     encodeQueuedFrames();
@@ -149,6 +160,12 @@ int AudioEncoderAAC::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<Audi
     writeStdoutLine("AudioEncoderAAC::addSampleBuffer: ", e);
     return -1;
   }
+}
+
+uint64_t AudioEncoderAAC::getQueuedBytes() const {
+  uint64_t bytes = 0;
+  for (const AudioSampleBuffer& copy : sampleQueue) bytes += copy.getBufferSize();
+  return bytes;
 }
 
 void AudioEncoderAAC::encodeQueuedFrames() {

@@ -32,6 +32,8 @@ class AudioEncoderAAC : public AudioEncoderBase {
   static uint32_t bitrateIndex(uint32_t bitsPerSecond);
   uint32_t getBitrateIndex() const { return aacSettings.bitrateIndex; }
   uint32_t getQueuedSamples() const { return queuedSamples; }
+  // Bytes of the copies waiting in the queue.
+  uint64_t getQueuedBytes() const;
 
   // The message functions the library may ask for by name; null for a name
   // not known. They print to the standard output.

@@ -1,11 +1,13 @@
 #include "audio/encoders/AudioEncoderVorbis.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <exception>
 #include <new>
 #include <sstream>
+#include <stdexcept>
 
 #include "audio/samples/AudioSampleBuffer.h"
 #include "logging/StdoutLine.h"
@@ -92,56 +94,60 @@ int AudioEncoderVorbis::getHeaders(std::vector<AudioFrameEncoded>& out) {
 
 void AudioEncoderVorbis::drainHolders(int64_t granulePosition) {
   if (lastGranulePosition >= 0) {
-    uint32_t remaining = static_cast<uint32_t>(granulePosition - lastGranulePosition);
-    while (remaining > 0 && !holders.empty()) {
-      AudioSampleHolder& front = holders.front();
-      if (remaining < front.sampleCount) {
-        front.sampleCount -= remaining;
-        front.timecode += remaining;
-        remaining = 0;
-      } else {
-        remaining -= front.sampleCount;
-        holders.pop_front();
+    const uint64_t step = static_cast<uint64_t>(granulePosition) - static_cast<uint64_t>(lastGranulePosition);
+    holders.drain(static_cast<uint32_t>(step));
+  }
+  lastGranulePosition = granulePosition;
+}
+
+void AudioEncoderVorbis::writeSamples(const uint8_t* in, uint32_t count) {
+  float** channelArrays = codecState.analysisBuffer(static_cast<int>(count));
+  if (channelArrays == nullptr) throw std::runtime_error("no analysis buffer");
+  for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t c = 0; c < encoderChannels; ++c) {
+      const uint8_t* p = in + (static_cast<std::size_t>(i) * encoderChannels + c) * 2u;
+      const int16_t value = static_cast<int16_t>(static_cast<uint16_t>(p[0] | (p[1] << 8)));
+      channelArrays[c][i] = static_cast<float>(value) / 32768.0f;
+    }
+  }
+  codecState.wrote(static_cast<int>(count));
+}
+
+void AudioEncoderVorbis::takePackets(std::vector<AudioFrameEncoded>& out, bool& endOfStream) {
+  while (codecState.blockOut()) {
+    codecState.analyzeBlock();
+    int64_t granulePosition = 0;
+    while (codecState.nextPacket(granulePosition)) {
+      drainHolders(granulePosition);
+      const uint64_t timecode = holders.front().timecode;
+      const uint8_t* body = nullptr;
+      uint32_t bodyLength = 0;
+      while (!endOfStream && codecState.flushPage(body, bodyLength, endOfStream)) {
+        appendFrame(out, body, bodyLength, timecode);
       }
     }
   }
-  lastGranulePosition = granulePosition;
 }
 
 int AudioEncoderVorbis::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) {
   try {
     if (!codecState.isReady() || encoderChannels == 0 || buffer.getBuffer() == nullptr) return -1;
-    // The samples the buffer holds, bounded by what its block can hold for
-    // the channel count the encoder was set up with.
+    // The holder takes the count the decoder stamped the buffer with: the
+    // positions it gave were counted in it.
+    holders.push(buffer.getTimecode(), buffer.getSampleCount());
+    // The samples read are those the block really holds for the channel count
+    // the encoder was set up with.
     const uint32_t capacity = buffer.getBufferSize() / (encoderChannels * 2u);
-    const uint32_t count = buffer.getSampleCount() < capacity ? buffer.getSampleCount() : capacity;
-    holders.push_back(AudioSampleHolder{buffer.getTimecode(), count});
-
-    float** channelArrays = codecState.analysisBuffer(static_cast<int>(count));
-    if (channelArrays == nullptr) return -1;
-    const auto* in = reinterpret_cast<const uint8_t*>(buffer.getBuffer());
-    for (uint32_t i = 0; i < count; ++i) {
-      for (uint32_t c = 0; c < encoderChannels; ++c) {
-        const uint8_t* p = in + (static_cast<std::size_t>(i) * encoderChannels + c) * 2u;
-        const int16_t value = static_cast<int16_t>(static_cast<uint16_t>(p[0] | (p[1] << 8)));
-        channelArrays[c][i] = static_cast<float>(value) / 32768.0f;
-      }
-    }
-    codecState.wrote(static_cast<int>(count));
-
+    const uint32_t count = std::min(buffer.getSampleCount(), capacity);
+    // The library works out the first block over everything written so far
+    // on the stack, and grows its buffer by whatever one call writes: it is
+    // fed in chunks, and each chunk's blocks are taken before the next.
     bool endOfStream = false;
-    while (codecState.blockOut()) {
-      codecState.analyzeBlock();
-      int64_t granulePosition = 0;
-      while (codecState.nextPacket(granulePosition)) {
-        drainHolders(granulePosition);
-        const uint64_t timecode = holders.empty() ? 0 : holders.front().timecode;
-        const uint8_t* body = nullptr;
-        uint32_t bodyLength = 0;
-        while (!endOfStream && codecState.flushPage(body, bodyLength, endOfStream)) {
-          appendFrame(out, body, bodyLength, timecode);
-        }
-      }
+    for (uint32_t written = 0; written < count;) {
+      const uint32_t chunk = std::min(count - written, kChunkSamples);
+      writeSamples(buffer.getBuffer() + static_cast<std::size_t>(written) * encoderChannels * 2u, chunk);
+      written += chunk;
+      takePackets(out, endOfStream);
     }
     return 0;
   } catch (const std::exception& e) {

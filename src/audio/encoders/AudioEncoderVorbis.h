@@ -1,11 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <vector>
 
 #include "audio/encoders/AudioEncoderBase.h"
-#include "audio/samples/AudioSampleHolder.h"
+#include "audio/samples/AudioSampleHolderList.h"
 #include "platform/vorbis/VorbisCodec.h"
 
 namespace cvx {
@@ -26,15 +25,22 @@ class AudioEncoderVorbis : public AudioEncoderBase {
   int addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) override;
   int close() override;
 
-  std::size_t getHolderCount() const { return holders.size(); }
+  // Sample frames handed to the library in one go.
+  static constexpr uint32_t kChunkSamples = 1024;
+
+  uint64_t getHolderCount() const { return holders.size(); }
 
  private:
   void drainHolders(int64_t granulePosition);
+  // Converts `count` sample frames (at most kChunkSamples) into the library.
+  void writeSamples(const uint8_t* in, uint32_t count);
+  // Takes every block the library can give and appends a frame per page.
+  void takePackets(std::vector<AudioFrameEncoded>& out, bool& endOfStream);
   void appendFrame(std::vector<AudioFrameEncoded>& out, const uint8_t* data, uint32_t length, uint64_t timecode);
 
   VorbisCodec codecState;
   std::vector<AudioFrameEncoded> headers;
-  std::list<AudioSampleHolder> holders;
+  AudioSampleHolderList holders;
   int64_t lastGranulePosition = -1;
   // The channel count the library was set up with: the conversion writes
   // exactly that many channel arrays.

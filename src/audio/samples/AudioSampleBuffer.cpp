@@ -27,19 +27,24 @@ void AudioSampleBuffer::release() {
 }
 
 void AudioSampleBuffer::copyFrom(const AudioSampleBuffer& other) {
-  bufferSize = other.bufferSize;
-  sampleCount = other.sampleCount;
-  samplesRead = other.samplesRead;
-  channels = other.channels;
-  sampleRate = other.sampleRate;
-  timecode = other.timecode;
-  buffer = nullptr;
-  if (other.buffer != nullptr) {
-    // The whole capacity is copied, whatever sampleCount says.
-    buffer = static_cast<uint8_t*>(std::malloc(bufferSize > 0 ? bufferSize : 1));
-    if (buffer == nullptr) throw std::bad_alloc();
-    std::memcpy(buffer, other.buffer, bufferSize);
-  }
+  // The whole capacity is copied, whatever sampleCount says.
+  if (!copyLeading(other, other.bufferSize)) throw std::bad_alloc();
+}
+
+bool AudioSampleBuffer::copyLeading(const AudioSampleBuffer& source, uint32_t bytes) {
+  if (this == &source) return true;
+  release();
+  bufferSize = bytes < source.bufferSize ? bytes : source.bufferSize;
+  sampleCount = source.sampleCount;
+  samplesRead = source.samplesRead;
+  channels = source.channels;
+  sampleRate = source.sampleRate;
+  timecode = source.timecode;
+  if (source.buffer == nullptr) return true;
+  buffer = static_cast<uint8_t*>(std::malloc(bufferSize > 0 ? bufferSize : 1));
+  if (buffer == nullptr) return false;
+  std::memcpy(buffer, source.buffer, bufferSize);
+  return true;
 }
 
 int AudioSampleBuffer::allocBuffer(uint32_t newSampleCount, uint32_t newChannels, uint32_t newSampleRate) {

@@ -31,6 +31,12 @@ class AudioSampleBuffer {
   void setTimecode(uint64_t value) { timecode = value; }
   void addSamplesRead(uint32_t value) { samplesRead += value; }
 
+  // Makes this a copy of `source` whose block holds only the first `bytes`
+  // of the source's block (at most its whole size): for readers that keep
+  // samples beyond a call and need no more than they will read. False, and
+  // no block, when the allocation fails.
+  bool copyLeading(const AudioSampleBuffer& source, uint32_t bytes);
+
   // Sample frames the block can hold for its channel count; 0 without a block.
   uint32_t getCapacitySamples() const;
 

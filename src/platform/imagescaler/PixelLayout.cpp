@@ -1,6 +1,6 @@
 #include "platform/imagescaler/PixelLayout.h"
 
-#include <cstdlib>
+#include <climits>
 
 #include "platform/imagescaler/ScaleImage.h"
 
@@ -59,8 +59,10 @@ bool describePicture(const PixelCode& code, uint8_t* plane0, int32_t stride, uin
   if (plane0 == nullptr || width == 0 || height == 0 || width > kMaxSide || height > kMaxSide) {
     return false;
   }
-  if (stride == 0 || (stride < 0 && code.isYuv)) return false;
-  const uint32_t magnitude = static_cast<uint32_t>(std::abs(stride));
+  // INT32_MIN has no magnitude in 32 bits: refused with the other strides
+  // no picture can have.
+  if (stride == 0 || stride == INT32_MIN || (stride < 0 && code.isYuv)) return false;
+  const uint32_t magnitude = static_cast<uint32_t>(stride < 0 ? -stride : stride);
   if (pictureExtent(code, static_cast<int32_t>(magnitude), width, height) == 0) return false;
 
   out = Picture{};

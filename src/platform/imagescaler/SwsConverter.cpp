@@ -199,6 +199,9 @@ bool stridesPositive(const SwsImage& picture, const PlaneRows& layout) {
 }
 
 bool rowsAreWholeBlocks(const SwsImage& picture, const PlaneRows& layout) {
+  // XYZ12 output is converted from RGB48 in place over whole strides, not
+  // over the picture's width: only our own staging may take it.
+  if (picture.format == AV_PIX_FMT_XYZ12LE) return false;
   if (!stridesPositive(picture, layout)) return false;
   for (int p = 0; p < layout.planes; ++p) {
     if (layout.rowBytes[p] % kWriteBlock != 0) return false;
@@ -236,9 +239,13 @@ int scaleFromRows(SwsContext* context, const SwsImage& src, const PlaneRows& lay
   return scaleSlice(context, stageIn.image, tailTop, out);
 }
 
-}  // namespace
+thread_local Stage stageRgb48;
 
-int swsConvert(const SwsImage& src, const SwsImage& dst) {
+bool sameSize(const SwsImage& a, const SwsImage& b) { return a.width == b.width && a.height == b.height; }
+
+// paddedSource: the source is a staging picture of ours, with aligned rows
+// and a spare row, which libswscale may read whole in one slice.
+int scaleImages(const SwsImage& src, const SwsImage& dst, bool paddedSource) {
   const ContextKey key{src.format, src.width, src.height, dst.format, dst.width, dst.height};
   int status = kScaleOk;
   SwsContext* context = contextFor(key, status);
@@ -249,7 +256,9 @@ int swsConvert(const SwsImage& src, const SwsImage& dst) {
   const bool direct = rowsAreWholeBlocks(dst, dstLayout);
   if (!direct && (status = prepareStage(dst, stageOut)) != kScaleOk) return status;
   const SwsImage& out = direct ? dst : stageOut.image;
-  if (stridesPositive(src, srcLayout)) {
+  if (paddedSource) {
+    status = scaleSlice(context, src, 0, out);
+  } else if (stridesPositive(src, srcLayout)) {
     status = scaleFromRows(context, src, srcLayout, out);
   } else {
     if ((status = prepareStage(src, stageIn)) != kScaleOk) return status;
@@ -262,6 +271,27 @@ int swsConvert(const SwsImage& src, const SwsImage& dst) {
              dstLayout.rowBytes[p], dstLayout.rows[p]);
   }
   return kScaleOk;
+}
+
+// libswscale turns its RGB48 into XYZ12 in place after scaling, on rows it
+// counts in source rows: after a change of size, or over a source in two
+// slices, it converts rows past the picture. So XYZ12 is made from RGB48 of
+// its own size, in one slice.
+int convertThroughRgb48(const SwsImage& src, const SwsImage& dst) {
+  int status = prepareStage(SwsImage{AV_PIX_FMT_RGB48LE, {}, {}, dst.width, dst.height}, stageRgb48);
+  if (status != kScaleOk) return status;
+  if ((status = scaleImages(src, stageRgb48.image, false)) != kScaleOk) return status;
+  return scaleImages(stageRgb48.image, dst, true);
+}
+
+}  // namespace
+
+int swsConvert(const SwsImage& src, const SwsImage& dst) {
+  // XYZ12 into XYZ12 of the same size is a copy, with no conversion.
+  if (dst.format == AV_PIX_FMT_XYZ12LE && !(src.format == AV_PIX_FMT_XYZ12LE && sameSize(src, dst))) {
+    return convertThroughRgb48(src, dst);
+  }
+  return scaleImages(src, dst, false);
 }
 
 }  // namespace imagescaler

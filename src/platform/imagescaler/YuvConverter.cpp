@@ -1,6 +1,7 @@
 #include "platform/imagescaler/YuvConverter.h"
 
 #include <cstdio>
+#include <vector>
 
 #include <libyuv.h>
 
@@ -22,6 +23,25 @@ int yuvStatus(int result, const char* call) {
   return kScaleLibraryFailure;
 }
 
+int argbScale(const uint8_t* src, int srcStride, int srcWidth, int srcHeight, uint8_t* dst, int dstStride,
+              int dstWidth, int dstHeight) {
+  return yuvStatus(libyuv::ARGBScale(src, srcStride, srcWidth, srcHeight, dst, dstStride, dstWidth, dstHeight,
+                                     libyuv::kFilterBox),
+                   "ARGBScale");
+}
+
+// This libyuv takes its 4:1 box path whenever the width shrinks exactly four
+// times, and asserts there (ending the process) unless the height shrinks
+// by a multiple of four too. Whole even reductions of the height that are
+// not are the ones it cannot take.
+bool hitsTheQuarterWidthAssertion(const Picture& src, const Picture& dst) {
+  if (src.width != 4 * dst.width || src.height % dst.height != 0) return false;
+  const int rows = src.height / dst.height;
+  return rows % 2 == 0 && rows % 4 != 0;
+}
+
+thread_local std::vector<uint8_t> halfWidth;
+
 }  // namespace
 
 // The box filter averages every source pixel a destination pixel covers, so
@@ -37,10 +57,18 @@ int yuvScalePlanar420(const Picture& src, const Picture& dst) {
 }
 
 int yuvScalePacked4(const Picture& src, const Picture& dst) {
-  return yuvStatus(libyuv::ARGBScale(src.plane[0], src.stride[0], src.width, src.height,
-                                     dst.plane[0], dst.stride[0], dst.width, dst.height,
-                                     libyuv::kFilterBox),
-                   "ARGBScale");
+  if (hitsTheQuarterWidthAssertion(src, dst)) {
+    // Two box passes of 2:1 across average the same four pixels.
+    const int width = dst.width * 2;
+    halfWidth.resize(static_cast<size_t>(width) * 4 * static_cast<size_t>(src.height));
+    const int status = argbScale(src.plane[0], src.stride[0], src.width, src.height, halfWidth.data(), width * 4,
+                                 width, src.height);
+    if (status != kScaleOk) return status;
+    return argbScale(halfWidth.data(), width * 4, width, src.height, dst.plane[0], dst.stride[0], dst.width,
+                     dst.height);
+  }
+  return argbScale(src.plane[0], src.stride[0], src.width, src.height, dst.plane[0], dst.stride[0], dst.width,
+                   dst.height);
 }
 
 int yuvBlendPacked4(const Picture& src, const Picture& attenuated, const Picture& dst) {

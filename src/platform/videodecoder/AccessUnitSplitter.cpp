@@ -11,6 +11,14 @@ bool isMpeg4HeaderOrPlane(uint8_t id) {
   return id <= 0x2F || id == 0xB0 || id == 0xB3 || id == 0xB5 || id == 0xB6;
 }
 
+// A parameter set's bytes without the zeros that stuff the space after it.
+size_t withoutStuffing(const uint8_t* unit, size_t size) {
+  while (size > 1 && unit[size - 1] == 0) {
+    --size;
+  }
+  return size;
+}
+
 }  // namespace
 
 BitstreamKind detectMpeg4Family(const uint8_t* data, size_t size) {
@@ -39,49 +47,144 @@ BitstreamKind detectMpeg4Family(const uint8_t* data, size_t size) {
   return BitstreamKind::Mpeg4;
 }
 
-AccessUnitSplitter::AccessUnitSplitter(BitstreamKind kind) : kind_(kind) {}
+BitstreamKind recogniseMpeg4FamilyStart(const uint8_t* data, size_t size, BitstreamKind current) {
+  if (size < 4 || data[0] != 0 || data[1] != 0) {
+    return BitstreamKind::Mpeg4Family;
+  }
+  if (data[2] == 1) {
+    return isMpeg4HeaderOrPlane(data[3]) ? BitstreamKind::Mpeg4 : BitstreamKind::Mpeg4Family;
+  }
+  if ((data[2] & 0xFC) == 0x84) {
+    return BitstreamKind::Spark;
+  }
+  if ((data[2] & 0xFC) == 0x80) {
+    if (current == BitstreamKind::H263 || current == BitstreamKind::Spark) {
+      return current;
+    }
+    return detectMpeg4Family(data, size);
+  }
+  return BitstreamKind::Mpeg4Family;
+}
+
+AccessUnitSplitter::AccessUnitSplitter(BitstreamKind kind)
+    : kind_(kind), provisional_(kind == BitstreamKind::Mpeg4Family) {}
 
 void AccessUnitSplitter::reset() {
-  buffer_.clear();
+  dropBuffered();
   base_ = 0;
+  forgetParameterSets();
+}
+
+void AccessUnitSplitter::dropBuffered() {
+  buffer_.clear();
   emitted_ = 0;
   scan_ = 0;
   unitBegin_ = 0;
   unitOpen_ = false;
   unitPrefix_ = 0;
   auHasPicture_ = false;
+  auHasIdr_ = false;
   auLastCode_ = kNoCode;
   skipCount_ = 0;
+  deferredCount_ = 0;
   headers_ = StreamHeaderInfo{};
-  forgetParameterSets();
+}
+
+void AccessUnitSplitter::switchKind(BitstreamKind kind) {
+  // What came before was read with the wrong syntax; positions run on, so
+  // that marks attached to the coming bytes still find them.
+  base_ += buffer_.size();
+  dropBuffered();
+  kind_ = kind;
 }
 
 void AccessUnitSplitter::forgetParameterSets() {
-  lastSps_.clear();
-  lastPps_.clear();
+  for (std::vector<uint8_t>& held : heldSps_) held.clear();
+  for (std::vector<uint8_t>& held : heldPps_) held.clear();
 }
 
-bool AccessUnitSplitter::repeatsParameterSet(const uint8_t* unit, size_t size) {
-  const int type = unit[0] & 31;
-  if (type != 7 && type != 8) {
-    return false;
+std::vector<uint8_t>* AccessUnitSplitter::heldParameterSet(const uint8_t* unit, size_t size) {
+  if (size > kMaxHeldParameterSet) {
+    return nullptr;
   }
-  // Trailing zeros are stuffing, not part of the set.
-  while (size > 1 && unit[size - 1] == 0) {
-    --size;
+  const int id = h264ParameterSetId(unit, size);
+  if (id < 0) {
+    return nullptr;
   }
-  std::vector<uint8_t>& last = type == 7 ? lastSps_ : lastPps_;
-  if (last.size() == size && std::equal(last.begin(), last.end(), unit)) {
+  return (unit[0] & 31) == 7 ? &heldSps_[static_cast<size_t>(id)] : &heldPps_[static_cast<size_t>(id)];
+}
+
+void AccessUnitSplitter::applyParameterSet(std::vector<uint8_t>& held, const uint8_t* unit, size_t size) {
+  held.assign(unit, unit + size);
+  if ((unit[0] & 31) == 7) {
+    parseH264SequenceParameterSet(unit, size, headers_);
+    // A changed sequence makes the library drop the picture parameter sets
+    // that referred to it, so the next one must reach it even if it repeats.
+    for (std::vector<uint8_t>& pps : heldPps_) pps.clear();
+  }
+}
+
+void AccessUnitSplitter::closeH264ParameterSet(size_t begin, size_t end, size_t payload) {
+  // Once one set waits for the end of its access unit, those after it wait
+  // too: a changed sequence set makes the picture sets after it new again.
+  const ParameterSetUnit set{begin, end, payload};
+  if (deferredCount_ == 0 && decideParameterSet(set, false)) {
+    return;
+  }
+  if (deferredCount_ < deferred_.size()) {
+    deferred_[deferredCount_++] = set;
+  } else {
+    decideParameterSet(set, true);
+  }
+}
+
+bool AccessUnitSplitter::decideParameterSet(const ParameterSetUnit& set, bool unitKnown) {
+  const uint8_t* unit = buffer_.data() + set.payload;
+  const size_t size = withoutStuffing(unit, set.end - set.payload);
+  std::vector<uint8_t>* held = heldParameterSet(unit, size);
+  if (held == nullptr) {
+    return true;  // the codec judges what we cannot read
+  }
+  if (held->size() == size && std::equal(held->begin(), held->end(), unit)) {
+    addSkip(set.begin, set.end);
     return true;
   }
-  last.assign(unit, unit + size);
-  // A changed sequence makes the library drop the picture parameter sets that
-  // referred to it, so the next one must reach it even if its bytes repeat.
-  if (type == 7) lastPps_.clear();
-  return false;
+  if (held->empty()) {
+    applyParameterSet(*held, unit, size);
+    return true;
+  }
+  if (!unitKnown) {
+    return false;
+  }
+  // A new sequence may begin only with an IDR picture; elsewhere the set is
+  // left out, as long as there is room to.
+  if (auHasIdr_ || !addSkip(set.begin, set.end)) {
+    applyParameterSet(*held, unit, size);
+  }
+  return true;
+}
+
+void AccessUnitSplitter::settleParameterSets() {
+  for (size_t i = 0; i < deferredCount_; ++i) {
+    decideParameterSet(deferred_[i], true);
+  }
+  deferredCount_ = 0;
+}
+
+bool AccessUnitSplitter::addSkip(size_t begin, size_t end) {
+  if (skipCount_ == skip_.size()) {
+    return false;
+  }
+  size_t at = skipCount_++;
+  for (; at > 0 && skip_[at - 1].first > begin; --at) {
+    skip_[at] = skip_[at - 1];
+  }
+  skip_[at] = {begin, end};
+  return true;
 }
 
 void AccessUnitSplitter::emit(size_t end, bool hasPicture, size_t lastCode, Unit& unit) {
+  settleParameterSets();
   unit = Unit{};
   unit.data = buffer_.data();
   unit.size = end;
@@ -96,6 +199,12 @@ void AccessUnitSplitter::emit(size_t end, bool hasPicture, size_t lastCode, Unit
 
 void AccessUnitSplitter::append(const uint8_t* data, size_t size) {
   compact();
+  if (provisional_ && kind_ != BitstreamKind::Mpeg4Family) {
+    const BitstreamKind seen = recogniseMpeg4FamilyStart(data, size, kind_);
+    if (seen != BitstreamKind::Mpeg4Family && seen != kind_) {
+      switchKind(seen);
+    }
+  }
   buffer_.insert(buffer_.end(), data, data + size);
 }
 
@@ -159,22 +268,24 @@ size_t AccessUnitSplitter::bytesToClassify() const {
 }
 
 bool AccessUnitSplitter::beginsAccessUnit(size_t position, size_t prefix) const {
-  const uint8_t id = buffer_[position + prefix];
+  // Only the bytes bytesToClassify() asks for are there to read: for H.263 and
+  // Spark the code may be the last bytes taken in.
+  const size_t id = position + prefix;
   switch (kind_) {
     case BitstreamKind::H264: {
-      const int type = id & 31;
+      const int type = buffer_[id] & 31;
       if (type == 9 || type == 7 || type == 8 || type == 6 || (type >= 14 && type <= 18)) {
         return true;
       }
       // A slice opens a new picture when it starts at macroblock 0 (ue code "1").
-      return (type == 1 || type == 5) && (buffer_[position + prefix + 1] & 0x80) != 0;
+      return (type == 1 || type == 5) && (buffer_[id + 1] & 0x80) != 0;
     }
     case BitstreamKind::Mpeg2:
-      return id == 0x00 || id == 0xB3 || id == 0xB8;
+      return buffer_[id] == 0x00 || buffer_[id] == 0xB3 || buffer_[id] == 0xB8;
     case BitstreamKind::Mpeg4:
-      return isMpeg4HeaderOrPlane(id);
+      return isMpeg4HeaderOrPlane(buffer_[id]);
     default:
-      return true;
+      return true;  // every H.263 and Spark code opens a picture
   }
 }
 
@@ -202,12 +313,8 @@ void AccessUnitSplitter::closeUnit(size_t begin, size_t end) {
   const size_t size = end - payload;
   switch (kind_) {
     case BitstreamKind::H264:
-      if (repeatsParameterSet(unit, size)) {
-        if (skipCount_ < skip_.size()) {
-          skip_[skipCount_++] = {begin, end};
-        }
-      } else if ((unit[0] & 31) == 7) {
-        parseH264SequenceParameterSet(unit, size, headers_);
+      if ((unit[0] & 31) == 7 || (unit[0] & 31) == 8) {
+        closeH264ParameterSet(begin, end, payload);
       }
       break;
     case BitstreamKind::Mpeg2:
@@ -252,6 +359,7 @@ bool AccessUnitSplitter::next(bool endOfStream, Unit& unit) {
     }
     const bool begins = beginsAccessUnit(code.position, code.prefix);
     const bool picture = isPicture(code.position, code.prefix);
+    const bool idr = kind_ == BitstreamKind::H264 && (buffer_[code.position + code.prefix] & 31) == 5;
     unitBegin_ = code.position;
     unitPrefix_ = code.prefix;
     unitOpen_ = true;
@@ -259,10 +367,12 @@ bool AccessUnitSplitter::next(bool endOfStream, Unit& unit) {
     if (begins && auHasPicture_ && code.position > 0) {
       emit(code.position, true, auLastCode_, unit);
       auHasPicture_ = picture;
+      auHasIdr_ = idr;
       auLastCode_ = code.position;
       return true;
     }
     auHasPicture_ = auHasPicture_ || picture;
+    auHasIdr_ = auHasIdr_ || idr;
     auLastCode_ = code.position;
   }
   if (!waiting && buffer_.size() >= 2) {
@@ -279,6 +389,7 @@ bool AccessUnitSplitter::next(bool endOfStream, Unit& unit) {
   emit(buffer_.size(), auHasPicture_, lastCode, unit);
   auLastCode_ = kNoCode;
   auHasPicture_ = false;
+  auHasIdr_ = false;
   return true;
 }
 

@@ -87,22 +87,42 @@ bool isHighProfile(uint32_t profile) {
   }
 }
 
-}  // namespace
-
-bool parseH264SequenceParameterSet(const uint8_t* nal, size_t size, StreamHeaderInfo& info) {
-  // Emulation prevention bytes (00 00 03) go before bit reading.
-  std::array<uint8_t, kMaxSpsBytes> rbsp{};
+// The payload of a NAL unit after its header byte, emulation prevention
+// bytes (00 00 03) removed, as far as `out` holds; returns the length.
+template <size_t N>
+size_t unescapeNal(const uint8_t* nal, size_t size, std::array<uint8_t, N>& out) {
   size_t length = 0;
   int zeros = 0;
-  for (size_t i = 1; i < size && length < rbsp.size(); ++i) {
+  for (size_t i = 1; i < size && length < out.size(); ++i) {
     if (zeros >= 2 && nal[i] == 3) {
       zeros = 0;
       continue;
     }
     zeros = nal[i] == 0 ? zeros + 1 : 0;
-    rbsp[length++] = nal[i];
+    out[length++] = nal[i];
   }
-  BitReader reader(rbsp.data(), length);
+  return length;
+}
+
+}  // namespace
+
+int h264ParameterSetId(const uint8_t* nal, size_t size) {
+  // The id comes within the first bytes: after profile, flags and level for a
+  // sequence set, first thing for a picture set.
+  std::array<uint8_t, 16> rbsp{};
+  BitReader reader(rbsp.data(), unescapeNal(nal, size, rbsp));
+  const bool sequence = size > 0 && (nal[0] & 31) == 7;
+  if (sequence) {
+    reader.skip(24);
+  }
+  const uint32_t id = reader.ue();
+  const uint32_t largest = sequence ? 31 : 255;
+  return reader.overrun() || id > largest ? -1 : static_cast<int>(id);
+}
+
+bool parseH264SequenceParameterSet(const uint8_t* nal, size_t size, StreamHeaderInfo& info) {
+  std::array<uint8_t, kMaxSpsBytes> rbsp{};
+  BitReader reader(rbsp.data(), unescapeNal(nal, size, rbsp));
   uint32_t profile = reader.bits(8);
   reader.skip(16);  // constraint flags, level
   reader.ue();      // seq_parameter_set_id

@@ -28,4 +28,9 @@ bool parseMpeg2SequenceHeader(const uint8_t* unit, size_t size, StreamHeaderInfo
 bool parseMpeg2Extension(const uint8_t* unit, size_t size, StreamHeaderInfo& info);
 bool parseMpeg4VideoObjectLayer(const uint8_t* unit, size_t size, StreamHeaderInfo& info);
 
+// The id of an H.264 sequence (NAL type 7) or picture (type 8) parameter set,
+// read from the NAL unit (header byte first); -1 when it cannot be read or is
+// beyond the ids the syntax allows (31 and 255).
+int h264ParameterSetId(const uint8_t* nal, size_t size);
+
 }  // namespace cvx

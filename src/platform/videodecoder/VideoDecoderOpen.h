@@ -35,6 +35,15 @@ constexpr uint32_t kSequenceAnnounced = 0x10202;  // accepted, no effect
 constexpr uint32_t kSetThreadCount = 0x1F001;  // `offset` = threads, 0 or 1 single-threaded, at most 16
 constexpr uint32_t kSetLogger = 0x1F002;       // pointer = ILogger*, `offset` = context index
 constexpr uint32_t kFetchLastError = 0x1F003;  // writes a const char* to the library's last error text
+constexpr uint32_t kSetMaxPixels = 0x1F004;    // `offset` = largest picture in pixels, below kMaxPicturePixels; at the next key frame
+}  // namespace decoder_info
+
+// The largest picture the streams decode: 8192 x 4352 pixels in all, the
+// largest frame the H.264 levels allow. A stream's larger pictures are
+// refused before anything is allocated for them, and never reported.
+constexpr uint32_t kMaxPicturePixels = 8192 * 4352;
+
+namespace decoder_info {
 }  // namespace decoder_info
 
 // State bits returned by kRunParser. One report per call: a sequence change

@@ -36,8 +36,10 @@ const AVCodec* findDecoder(BitstreamKind kind) {
   return nullptr;
 }
 
-// Input with no picture boundary in it for this long is not video we can use.
-constexpr size_t kMaxBufferedBytes = 64u << 20;
+// Input with no picture boundary in it for this long is not video we can use:
+// the splitter holds at most the picture it gathers and the frame after it,
+// each at most 32 MiB (the session's bound), and their headers.
+constexpr size_t kMaxBufferedBytes = 72u << 20;
 constexpr int kMaxThreads = 16;
 constexpr int kMaxErrorsInARow = 8;
 // One run decodes what is complete until something is to be reported; the
@@ -81,7 +83,7 @@ uint32_t VideoDecoderStream::copyBytes(const uint8_t* data, uint32_t size) {
     return 0;
   }
   if (splitter_.bufferedBytes() + size > kMaxBufferedBytes) {
-    status_.fail("copybytes", "no picture boundary in 64 MiB of input; the input was dropped");
+    status_.fail("copybytes", "no picture boundary in 72 MiB of input; the input was dropped");
     dropInput();
   }
   splitter_.append(data, size);
@@ -148,10 +150,15 @@ uint32_t VideoDecoderStream::auxInfo(uint32_t offset, uint32_t infoId, void* inf
       outputFrame_ = static_cast<const FrameRecord*>(infoPtr);
       return kDecoderInfoOk;
     case kSetThreadCount:
-      threadCount_ = std::clamp(static_cast<int>(std::min<uint32_t>(offset, kMaxThreads)), 1, kMaxThreads);
+    case kSetMaxPixels:
+      // Both are the codec's at opening: it reopens with the next picture,
+      // which then has to be a key frame.
+      if (infoId == kSetThreadCount) {
+        threadCount_ = std::clamp(static_cast<int>(std::min<uint32_t>(offset, kMaxThreads)), 1, kMaxThreads);
+      } else {
+        maxPixels_ = std::clamp(offset, 1u, kMaxPicturePixels);
+      }
       if (context_) {
-        // The codec takes its threads at opening; it reopens with the next
-        // picture, which then has to be a key frame.
         context_.reset();
         splitter_.forgetParameterSets();
         packetPending_ = false;
@@ -252,6 +259,7 @@ bool VideoDecoderStream::openCodec() {
     return false;
   }
   context->thread_count = threadCount_;
+  context->max_pixels = maxPixels_;
   context->thread_type = threadCount_ > 1 ? (FF_THREAD_FRAME | FF_THREAD_SLICE) : 0;
   // Damaged pictures are held back here until the next key frame.
   context->flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
@@ -259,6 +267,7 @@ bool VideoDecoderStream::openCodec() {
     return false;
   }
   context_ = std::move(context);
+  contextKind_ = splitter_.kind();
   return true;
 }
 
@@ -273,6 +282,11 @@ bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
     slot.userData = marks_[markHead_].userData;
     markHead_ = (markHead_ + 1) % kMarkCapacity;
     --markCount_;
+  }
+  if (context_ && contextKind_ != splitter_.kind()) {
+    // The MPEG-4 family's syntax was detected again: a codec for the new one.
+    context_.reset();
+    needKeyFrame_ = true;
   }
   if (!context_ && !openCodec()) {
     return false;
@@ -337,6 +351,7 @@ void VideoDecoderStream::acceptFrame(AVFrame& frame) {
     }
     needKeyFrame_ = false;
   }
+  splitter_.confirmKind();
   const Slot* slot = nullptr;
   if (frame.pts != AV_NOPTS_VALUE && frame.pts >= 0) {
     const Slot& candidate = slots_[static_cast<size_t>(frame.pts) % kSlotCapacity];
@@ -361,8 +376,9 @@ void VideoDecoderStream::queueHeaderSequence() {
   // wanted at configuration. Later, pictures carry their own sequence, so a
   // change is reported in display order, just before its first picture.
   const StreamHeaderInfo& headers = splitter_.headers();
-  if (picturePacketSent_ || !headers.valid) {
-    return;
+  const int64_t pixels = int64_t{headers.width} * headers.height;
+  if (picturePacketSent_ || !headers.valid || pixels > maxPixels_) {
+    return;  // a picture size the codec refuses is no sequence of ours
   }
   const AVRational pixelAspect{headers.sarNum, headers.sarDen};
   const SequenceValues values = sequenceOf(headers.width, headers.height, pixelAspect, headers);

@@ -8,6 +8,7 @@
 #include "platform/videodecoder/AccessUnitSplitter.h"
 #include "platform/videodecoder/AvHandles.h"
 #include "platform/videodecoder/AvStatus.h"
+#include "platform/videodecoder/VideoDecoderOpen.h"
 
 namespace cvx {
 
@@ -87,6 +88,7 @@ class VideoDecoderStream : public BufStreamSource {
   AccessUnitSplitter splitter_;
   AvStatus status_;
   AvCodecContextPtr context_;
+  BitstreamKind contextKind_ = BitstreamKind::H264;  // the syntax context_ decodes
   AvPacketPtr packet_;
   AvFramePtr received_;
   AvFramePtr current_;
@@ -113,6 +115,7 @@ class VideoDecoderStream : public BufStreamSource {
   const FrameRecord* outputFrame_ = nullptr;
   uint32_t parseOptions_ = 0;
   int threadCount_ = 1;
+  uint32_t maxPixels_ = kMaxPicturePixels;
   bool ended_ = false;
   bool draining_ = false;
   bool needKeyFrame_ = true;

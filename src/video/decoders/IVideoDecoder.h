@@ -23,8 +23,9 @@ enum VideoDecodeFlags : uint32_t {
 // The session's one video decoder. Calls come from one host thread:
 // setLogger, settings, initialize, decodeCodecConfig, then for each frame
 // addFrame followed by decode until the input-empty flag. The bytes given to
-// addFrame stay valid until the next addFrame; the codec configuration's bytes
-// only for the call.
+// addFrame stay valid until the decoder's input has run empty (isInputEmpty),
+// also when frames are added without decoding in between; the codec
+// configuration's bytes only for the call.
 class IVideoDecoder : public IParameterTarget {
  public:
   ~IVideoDecoder() noexcept(false) override = default;

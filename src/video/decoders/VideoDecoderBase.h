@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
+#include "video/decoders/ByteBlock.h"
 #include "video/decoders/IVideoDecoder.h"
 #include "parameters/ParameterTargetDefaults.h"
 
@@ -46,6 +48,26 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
   void logInfo(const std::string& statement);
   void logError(const std::string& statement);
 
+  // NAL units taken from one frame; real pictures have a few hundred slices
+  // at most, and each unit costs two queued spans.
+  static constexpr uint32_t kMaxNalUnitsPerFrame = 16384;
+
+  // Reads an H.264 decoder configuration record at data + offset and keeps
+  // its first SPS and first PPS, each behind a start code. False, keeping
+  // what was held, for a record that does not hold both. Sets that `queue`
+  // still has spans of are kept alive until it has run empty.
+  bool readConfigurationRecord(const std::deque<byteBlock>& queue, const uint8_t* data, uint32_t offset,
+                               uint32_t length);
+  // Queues one frame of length-prefixed NAL units as start-code spans onto
+  // `queue`, with an access unit delimiter, the SPS and the PPS in front where
+  // the frame brings none of its own; the block at the queue's front takes
+  // the frame type. The payload stays the caller's. Returns 0, or -1 when a
+  // length runs past the frame or it holds more than kMaxNalUnitsPerFrame
+  // units (what came before is queued).
+  // `owner` names the class in the log line.
+  int queueLengthPrefixedFrame(const char* owner, std::deque<byteBlock>& queue, const uint8_t* data, uint32_t offset,
+                               uint32_t length, int64_t timecode, uint32_t frameType);
+
   uint32_t codec = 0xFFFFFFFFu;
   uint32_t width = 0;
   uint32_t height = 0;
@@ -58,6 +80,12 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
   // The parameter sets of the last configuration, each behind a start code.
   std::vector<uint8_t> sps;
   std::vector<uint8_t> pps;
+  // Parameter sets that a later configuration replaced while spans of them
+  // were still queued: they live until the queue has run empty.
+  std::vector<std::vector<uint8_t>> retiredParameterSets;
+  bool parameterSetsQueued = false;
+  // The NAL units of the frame being queued, reused from frame to frame.
+  std::vector<byteBlock> localBufferList;
   ILogger* logger = nullptr;
   uint32_t parseOptions = 1;
 };

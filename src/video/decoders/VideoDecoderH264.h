@@ -21,9 +21,6 @@ class VideoDecoderH264 : public VideoDecoderStreamBase {
 
  protected:
   std::string displaySize(const int32_t* seq, uint32_t& displayW, uint32_t& displayH) override;
-
- private:
-  std::vector<byteBlock> localBufferList;
 };
 
 }  // namespace cvx

@@ -4,6 +4,7 @@
 #include <exception>
 #include <sstream>
 
+#include "logging/LogCollector.h"
 #include "logging/StdoutLine.h"
 #include "platform/videodecoder/VideoDecoderOpen.h"
 #include "video/frames/VideoFrameBuffer.h"
@@ -44,6 +45,8 @@ int VideoDecoderStreamBase::initialize() {
     if (handle != nullptr) return 0;
     handle = opener != nullptr ? opener(nullptr, nullptr, nullptr) : nullptr;
     if (handle == nullptr) return -1;
+    // What the library refuses in a stream is a fault of the input: it goes to our log.
+    aux(0, decoder_info::kSetLogger, loggerOrDefault(logger), 0);
     if (threads > 1) aux(threads, decoder_info::kSetThreadCount, nullptr, 0);
     return 0;
   } catch (const std::exception& e) {
@@ -198,8 +201,18 @@ void VideoDecoderStreamBase::updateDecodeInfo() {
 }
 
 int VideoDecoderStreamBase::setParameterLong(uint32_t settingIndex, int64_t value) {
-  if (settingIndex == kSettingParseOptions) parseOptions = static_cast<uint32_t>(value);
-  if (settingIndex == kSettingThreads) threads = value < 1 ? 1u : value > 16 ? 16u : static_cast<uint32_t>(value);
+  const bool threadSetting = settingIndex == kSettingThreads;
+  if (settingIndex != kSettingParseOptions && !threadSetting) return 0;
+  const int64_t smallest = threadSetting ? 1 : 0;
+  const int64_t largest = threadSetting ? kMaxThreads : int64_t{UINT32_MAX};
+  if (value < smallest || value > largest) {
+    std::ostringstream line;
+    line << className << ".setParameterLong[{context}]: setting " << settingIndex << " takes " << smallest << " to "
+         << largest << "; " << value << " ignored";
+    logError(line.str());
+    return 0;
+  }
+  (threadSetting ? threads : parseOptions) = static_cast<uint32_t>(value);
   return 0;
 }
 

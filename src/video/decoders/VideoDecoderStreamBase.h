@@ -20,11 +20,13 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
   // Opens the library's stream; the three arguments are unused by ours.
   using StreamOpener = bufstream_tt* (*)(void*, void*, void*);
 
-  // Settings of every stream decoder. 0: parser options (1 by default);
-  // 1: decoding threads (1 by default: a server runs many sessions side by
-  // side, and frame threads add delay), read at initialize.
+  // Settings of every stream decoder. 0: parser options (1 by default, any
+  // 32-bit value); 1: decoding threads (1 to 16, 1 by default: a server runs
+  // many sessions side by side, and frame threads add delay), read at
+  // initialize. A value out of range is ignored with a level-3 line.
   static constexpr uint32_t kSettingParseOptions = 0;
   static constexpr uint32_t kSettingThreads = 1;
+  static constexpr int64_t kMaxThreads = 16;
 
   ~VideoDecoderStreamBase() noexcept(false) override;
 

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -30,6 +31,24 @@ void dropProgress(int32_t, const char* format, ...) {
   va_start(args, format);
   std::vsnprintf(text, sizeof(text), format, args);
   va_end(args);
+}
+
+// The library takes times in tenths of a millisecond. A timecode whose
+// tenths do not fit 64 bits is held at the nearest one that does, and the
+// end of a frame at the largest time; every other timecode is exact.
+constexpr int64_t kTenthsPerMillisecond = 10;
+constexpr int64_t kLatestTenths = INT64_MAX / kTenthsPerMillisecond * kTenthsPerMillisecond;
+constexpr int64_t kEarliestTenths = INT64_MIN / kTenthsPerMillisecond * kTenthsPerMillisecond;
+
+int64_t toTenths(int64_t milliseconds) {
+  if (milliseconds > kLatestTenths / kTenthsPerMillisecond) return kLatestTenths;
+  if (milliseconds < kEarliestTenths / kTenthsPerMillisecond) return kEarliestTenths;
+  return milliseconds * kTenthsPerMillisecond;
+}
+
+int64_t endOfFrame(int64_t start, uint64_t duration) {
+  const uint64_t room = static_cast<uint64_t>(INT64_MAX) - static_cast<uint64_t>(start);
+  return duration >= room ? INT64_MAX : start + static_cast<int64_t>(duration);
 }
 
 H264GenericFunction resolveCallback(const char* name) {
@@ -99,8 +118,10 @@ int VideoEncoderH264::setFrameRate(double framesPerSecond) {
     settings.writeDouble(kFrameRate, framesPerSecond);
     // A rate of 0 or one that is not finite has no duration; the library's
     // check refuses such a rate.
-    frameDuration = std::isfinite(framesPerSecond) && framesPerSecond > 0.0
-                        ? static_cast<uint64_t>(std::floor(10000.0 / framesPerSecond + 0.5))
+    // Rates below one frame in 2^53 tenths would not convert: they count as none.
+    const double tenths = 10000.0 / framesPerSecond + 0.5;
+    frameDuration = std::isfinite(framesPerSecond) && framesPerSecond > 0.0 && tenths < 0x1p53
+                        ? static_cast<uint64_t>(std::floor(tenths))
                         : 0;
     return 0;
   });
@@ -164,8 +185,8 @@ int VideoEncoderH264::addFrame(VideoFrameBuffer& frame, uint32_t frameTypeHint) 
     }
     ++frameCount;
     time_stamp_info info{};
-    info.start = frame.getTimecode() * 10;
-    info.stop = info.start + static_cast<int64_t>(frameDuration);
+    info.start = toTenths(frame.getTimecode());
+    info.stop = endOfFrame(info.start, frameDuration);
     info.hint = hint;
     info.reserved = 0;
     void* extInfo[1] = {&info};

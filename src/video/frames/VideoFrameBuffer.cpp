@@ -2,20 +2,25 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <new>
 
 #include "logging/StdoutLine.h"
 #include "platform/imagescaler/ScaleImage.h"
 #include "video/frames/IImageScaler.h"
 #include "video/frames/LibraryImageScaler.h"
+#include "video/frames/PictureLimits.h"
+#include "video/frames/PictureMemoryBudget.h"
 
 namespace cvx {
 
 namespace {
 
-// Source coordinates travel with 8 fractional bits in 32-bit fields.
-constexpr uint64_t kMaxSourceCoordinate = INT32_MAX / 256;
+// Source coordinates travel with 8 fractional bits in 32-bit fields; every
+// coordinate of a picture within the limits fits them.
+static_assert(int64_t{kMaxPictureSide} * 256 <= INT32_MAX, "source coordinates fit the rectangles");
 
 bool fitsInt32(uint64_t value) { return value <= static_cast<uint64_t>(INT32_MAX); }
 
@@ -91,27 +96,73 @@ uint64_t VideoFrameBuffer::calcBufferLayout(uint32_t width, uint32_t height, uin
   return size;
 }
 
+uint64_t VideoFrameBuffer::calcBlockBytes(uint32_t width, uint32_t height, uint32_t fourcc) {
+  int32_t stride = 0, frameStartOffset = 0;
+  const uint64_t size = calcBufferLayout(width, height, fourcc, stride, frameStartOffset);
+  if (size == 0 || (fourcc != kFourCCYV12 && fourcc != kFourCCI420)) return size;
+  const uint64_t w = width;
+  const uint64_t h = height;
+  const uint64_t secondChroma = w * h + w * h / 4;
+  const uint64_t chromaReadEnd = secondChroma + ((h + 1) / 2 - 1) * (w / 2) + (w + 1) / 2;
+  return std::max(size, chromaReadEnd);
+}
+
+bool VideoFrameBuffer::isPictureCode(uint32_t fourcc) {
+  int32_t stride = 0, frameStartOffset = 0;
+  return calcBufferLayout(2, 2, fourcc, stride, frameStartOffset) != 0 &&
+         scaleImageExtent(fourcc, std::abs(stride), 2, 2) != 0;
+}
+
 int VideoFrameBuffer::allocBuffer(uint32_t width, uint32_t height, uint32_t fourcc) {
   try {
     if (bytes_ != nullptr && width == record_.width && height == record_.height) return 0;
     freeBuffer();
     lastFillWidth_ = 0;
     lastFillHeight_ = 0;
+    record_.fourcc = fourcc;
+    if (width != 0 && height != 0 && isPictureSizeRefused(width, height)) {
+      makeEmpty();
+      return -1;
+    }
     byteCount_ = calcBufferLayout(width, height, fourcc, stride_, frameStartOffset_);
     // Left unpainted: a buffer is black only once somebody paints it.
-    ownedBlock_.reset(new uint8_t[byteCount_]);
-    bytes_ = ownedBlock_.get();
+    const uint64_t blockBytes = calcBlockBytes(width, height, fourcc);
+    if (blockBytes != 0 && !takeBlock(blockBytes)) {
+      makeEmpty();
+      return -1;
+    }
     record_.width = width;
     record_.height = height;
-    record_.fourcc = fourcc;
     setPlanes();
     updateVpxImage();
     return 0;
   } catch (const std::exception& e) {
     writeStdoutLine("VideoFrameBuffer::allocBuffer: ", e);
-    updateVpxImage();
+    makeEmpty();
     return -1;
   }
+}
+
+bool VideoFrameBuffer::takeBlock(uint64_t bytes) {
+  if (budget_ != nullptr && !budget_->reserve(bytes)) return false;
+  ownedBlock_.reset(new (std::nothrow) uint8_t[bytes]);
+  if (!ownedBlock_) {
+    if (budget_ != nullptr) budget_->release(bytes);
+    return false;
+  }
+  bytes_ = ownedBlock_.get();
+  blockBytes_ = bytes;
+  return true;
+}
+
+void VideoFrameBuffer::makeEmpty() {
+  freeBuffer();
+  byteCount_ = 0;
+  stride_ = 0;
+  frameStartOffset_ = 0;
+  record_.width = 0;
+  record_.height = 0;
+  updateVpxImage();
 }
 
 int VideoFrameBuffer::allocBuffer(uint32_t width, uint32_t height) {
@@ -143,9 +194,18 @@ void VideoFrameBuffer::setPlanes() {
 }
 
 int VideoFrameBuffer::freeBuffer() {
+  if (ownedBlock_ && budget_ != nullptr) budget_->release(blockBytes_);
   ownedBlock_.reset();
+  blockBytes_ = 0;
   bytes_ = nullptr;
+  std::memset(record_.plane, 0, sizeof record_.plane);
+  std::memset(record_.planeStride, 0, sizeof record_.planeStride);
+  updateVpxImage();
   return 0;
+}
+
+bool VideoFrameBuffer::hasPicture() const {
+  return record_.plane[0] != nullptr && record_.width != 0 && record_.height != 0;
 }
 
 int VideoFrameBuffer::attachExternal(uint32_t width, uint32_t height, uint32_t fourcc,
@@ -233,61 +293,64 @@ int VideoFrameBuffer::scaleFrom(const VideoFrameBuffer& source, bool forceBlackF
   try {
     frameType_ = source.frameType_;
     timecode_ = source.timecode_;
+    if (!hasPicture() || !source.hasPicture()) return -1;
 
-    const uint64_t srcW = source.record_.width;
-    const uint64_t srcH = source.record_.height;
-    uint64_t x = 0, y = 0, w = srcW, h = srcH;
+    // Within the picture limits every value below fits 32 bits, and every
+    // product 64 bits; the source selection is clipped to the source.
+    const int64_t srcW = source.record_.width;
+    const int64_t srcH = source.record_.height;
+    const int64_t dstW = record_.width;
+    const int64_t dstH = record_.height;
+    if (isPictureSizeRefused(srcW, srcH) || isPictureSizeRefused(dstW, dstH)) return -1;
+    int64_t x = 0, y = 0, w = srcW, h = srcH;
     bool useRectangles = false;
     if (cropEnabled_) {
-      const uint64_t cutW = uint64_t{crop_[0]} + crop_[1];
-      const uint64_t cutH = uint64_t{crop_[2]} + crop_[3];
+      const int64_t cutW = int64_t{crop_[0]} + crop_[1];
+      const int64_t cutH = int64_t{crop_[2]} + crop_[3];
       if (cutW >= srcW || cutH >= srcH) return 0;  // the crop leaves nothing
-      x += crop_[0];
+      x = crop_[0];
       w -= cutW;
-      y += crop_[2];
+      y = crop_[2];
       h -= cutH;
     } else if (srcRectEnabled_) {
       x = srcRect_[0];
       y = srcRect_[1];
       if (x >= srcW || y >= srcH) return 0;  // the rectangle lies off the source
-      w = std::min<uint64_t>(srcRect_[2], srcW - x);
-      h = std::min<uint64_t>(srcRect_[3], srcH - y);
+      w = std::min<int64_t>(srcRect_[2], srcW - x);
+      h = std::min<int64_t>(srcRect_[3], srcH - y);
+      if (w == 0 || h == 0) return 0;  // nothing to fit, and no ratio to divide by
     }
-    const uint64_t dstW = record_.width;
-    const uint64_t dstH = record_.height;
-    // Nothing to fit, and no ratio to divide by.
-    if (w == 0 || h == 0 || dstW == 0 || dstH == 0) return 0;
-    if (x + w > kMaxSourceCoordinate || y + h > kMaxSourceCoordinate) return 0;
 
     uint32_t flags = 0;
     ScaleRectangles rectangles;
     std::memset(&rectangles, 0, sizeof rectangles);
-    uint64_t left = x, top = y, right = x + w - 1, bottom = y + h - 1;
+    int64_t left = x, top = y, right = x + w - 1, bottom = y + h - 1;
     if (scaleMode_ == kScaleModeLetterbox) {
       if (forceBlackFill || lastFillWidth_ != w || lastFillHeight_ != h) {
         lastFillWidth_ = static_cast<uint32_t>(w);
         lastFillHeight_ = static_cast<uint32_t>(h);
         blackFill();
       }
-      const uint64_t fitW = dstH * w / h;
-      const uint64_t fitH = dstW * h / w;
+      const int64_t fitW = dstH * w / h;
+      const int64_t fitH = dstW * h / w;
       flags |= kScaleUseSourceRect | kScaleUseDestRect;
       useRectangles = true;
       // An odd remainder leaves the extra pixel on the right or at the bottom.
+      int64_t dstLeft = 0, dstTop = 0, dstRight = dstW - 1, dstBottom = dstH - 1;
       if (fitW > dstW) {
-        rectangles.dstLeft = 0;
-        rectangles.dstRight = static_cast<int32_t>(dstW - 1);
-        rectangles.dstTop = static_cast<int32_t>((dstH - fitH) / 2);
-        rectangles.dstBottom = static_cast<int32_t>(rectangles.dstTop + fitH) - 1;
+        dstTop = (dstH - fitH) / 2;
+        dstBottom = dstTop + fitH - 1;
       } else {
-        rectangles.dstLeft = static_cast<int32_t>((dstW - fitW) / 2);
-        rectangles.dstRight = static_cast<int32_t>(rectangles.dstLeft + fitW) - 1;
-        rectangles.dstTop = 0;
-        rectangles.dstBottom = static_cast<int32_t>(dstH - 1);
+        dstLeft = (dstW - fitW) / 2;
+        dstRight = dstLeft + fitW - 1;
       }
+      rectangles.dstLeft = static_cast<int32_t>(dstLeft);
+      rectangles.dstTop = static_cast<int32_t>(dstTop);
+      rectangles.dstRight = static_cast<int32_t>(dstRight);
+      rectangles.dstBottom = static_cast<int32_t>(dstBottom);
     } else if (scaleMode_ == kScaleModeCropToFill) {
-      const uint64_t cropW = h * dstW / dstH;
-      const uint64_t cropH = w * dstH / dstW;
+      const int64_t cropW = h * dstW / dstH;
+      const int64_t cropH = w * dstH / dstW;
       flags |= kScaleUseSourceRect;
       useRectangles = true;
       if (cropW > w) {
@@ -304,8 +367,8 @@ int VideoFrameBuffer::scaleFrom(const VideoFrameBuffer& source, bool forceBlackF
     if (useRectangles) {
       rectangles.srcLeft = static_cast<int32_t>(left * 256);
       rectangles.srcTop = static_cast<int32_t>(top * 256);
-      rectangles.srcRight = static_cast<int32_t>(static_cast<int64_t>(right) * 256);
-      rectangles.srcBottom = static_cast<int32_t>(static_cast<int64_t>(bottom) * 256);
+      rectangles.srcRight = static_cast<int32_t>(right * 256);
+      rectangles.srcBottom = static_cast<int32_t>(bottom * 256);
     }
     scaler_->scaleImage(flags, source.record_.fourcc, source.record_.plane[0],
                         source.record_.planeStride[0], source.record_.width,
@@ -329,11 +392,12 @@ int VideoFrameBuffer::getFrameBGRA(uint8_t* buffer, uint64_t capacity, uint64_t*
   }
   if (width != nullptr) *width = w;
   if (height != nullptr) *height = h;
-  const uint64_t bytes = uint64_t{w} * h * 4;
+  const bool readable = hasPicture() && !isPictureSizeRefused(w, h);
+  const uint64_t bytes = readable ? uint64_t{w} * h * 4 : 0;
   if (size != nullptr) *size = bytes;
   if (timecode != nullptr) *timecode = timecode_;
   if (buffer == nullptr) return 0;
-  if (capacity < bytes || !fitsInt32(uint64_t{w} * 4) || record_.plane[0] == nullptr) return -1;
+  if (bytes == 0 || capacity < bytes) return -1;
   const int status = scaler_->scaleImage(
       0, record_.fourcc, record_.plane[0], record_.planeStride[0], record_.width, record_.height,
       kFourCCBGRA, buffer, static_cast<int32_t>(w * 4), w, h, nullptr, 1, nullptr, nullptr);
@@ -431,7 +495,9 @@ int VideoFrameBuffer::copyNV12ToYV12(VideoFrameBuffer& destination,
     std::memcpy(dst + r * static_cast<uint64_t>(dstStride), src + r * static_cast<uint64_t>(srcStride),
                 rowBytes);
   }
-  // Chroma goes on right after the copied rows, not after the full plane.
+  // Chroma goes on right after the copied rows, not after the full plane;
+  // a source one pixel wide has none, and maybe no plane to point into.
+  if (cw == 0) return 0;
   uint8_t* out = dst + rows * static_cast<uint64_t>(dstStride);
   for (int pass = 1; pass >= 0; --pass) {
     for (uint64_t r = 0; r < ch; ++r, out += dstChromaStride) {

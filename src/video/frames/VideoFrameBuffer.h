@@ -10,6 +10,7 @@
 namespace cvx {
 
 class IImageScaler;
+class PictureMemoryBudget;
 
 // One picture in one block, with its timecode, frame type and the settings by
 // which a source is fitted into it. The frame record at its head is what the
@@ -31,12 +32,28 @@ class VideoFrameBuffer {
   static uint64_t calcBufferLayout(uint32_t width, uint32_t height, uint32_t fourcc,
                                    int32_t& stride, int32_t& frameStartOffset);
 
+  // The bytes a block of this layout is given: calcBufferLayout's size, and
+  // for 4:2:0 of odd width or height what the VP8 encoder reads past it,
+  // (height + 1) / 2 chroma rows of (width + 1) / 2 bytes at the plane rule's
+  // stride and offsets. The layout values themselves stay as calcBufferLayout
+  // gives them.
+  static uint64_t calcBlockBytes(uint32_t width, uint32_t height, uint32_t fourcc);
+
+  // True for the codes a buffer can hold a picture in: those with a layout
+  // of their own that the scaler also draws (not YV16, NV12, v210, H264).
+  static bool isPictureCode(uint32_t fourcc);
+
   // Gives the buffer a block for this size and code. A buffer that already
   // holds a block of this size keeps it, and its old code, unchanged. The new
-  // block is not painted. Returns 0, or -1 after a failure.
+  // block is not painted. A size of 0 in either side, or a code without a
+  // layout, leaves the buffer without a block and returns 0. A size past the
+  // picture limits, or a block the memory budget or the allocator refuses,
+  // leaves the buffer empty (no size, no planes) and returns -1; every later
+  // use of an empty buffer draws nothing and reports failure.
   int allocBuffer(uint32_t width, uint32_t height, uint32_t fourcc);
   int allocBuffer(uint32_t width, uint32_t height);
-  // Frees the block (a borrowed one is only let go). Returns 0.
+  // Frees the block (a borrowed one is only let go) and lets go of the
+  // planes that pointed into it. Returns 0.
   int freeBuffer();
   // Makes the buffer describe pixels it does not own, such as a hardware
   // surface: planes and strides as given, byteCount bytes from planes[0].
@@ -85,15 +102,16 @@ class VideoFrameBuffer {
 
   // Fills this buffer from source with its scale mode, crop and source
   // rectangle; copies timecode and frame type first. A selection that is
-  // empty or leaves the source, or an empty picture on either side, draws
-  // nothing. Returns 0, or -1 after a failure.
+  // empty or leaves the source draws nothing and returns 0; a buffer
+  // without a picture on either side draws nothing and returns -1.
   int scaleFrom(const VideoFrameBuffer& source, bool forceBlackFill);
 
   // A top-down BGRA copy for the host. width and height in: the size wanted,
   // or 0 in either for the frame's own, which is then written back. size
-  // receives width x height x 4 and timecode the frame's timecode. A null
-  // buffer only asks for the size. Returns 0 after drawing; -1 without
-  // writing a byte when capacity is below size or there is no picture.
+  // receives width x height x 4, or 0 when there is no picture or the size
+  // is past the picture limits; timecode receives the frame's timecode. A
+  // null buffer only asks for the size. Returns 0 after drawing; -1 without
+  // writing a byte when capacity is below size or size is 0.
   int getFrameBGRA(uint8_t* buffer, uint64_t capacity, uint64_t* size, uint32_t* width,
                    uint32_t* height, int64_t* timecode) const;
 
@@ -108,9 +126,17 @@ class VideoFrameBuffer {
 
   // Borrowed; the default is the platform's scaler.
   void setImageScaler(IImageScaler* scaler);
+  // Borrowed, and to outlive the buffer; set before the first allocBuffer.
+  // Without one, blocks are limited by the allocator alone.
+  void setMemoryBudget(PictureMemoryBudget* budget) { budget_ = budget; }
+
+  // True when plane 0 addresses pixels of a non-empty picture.
+  bool hasPicture() const;
 
  private:
   void setPlanes();
+  bool takeBlock(uint64_t bytes);
+  void makeEmpty();
 
   FrameRecord record_;
   VpxImageView vpxImage_;
@@ -129,7 +155,9 @@ class VideoFrameBuffer {
   uint32_t srcRect_[4] = {0, 0, 0, 0};
   bool srcRectEnabled_ = false;
   std::unique_ptr<uint8_t[]> ownedBlock_;
+  uint64_t blockBytes_ = 0;  // what ownedBlock_ spans, as reserved in budget_
   IImageScaler* scaler_;
+  PictureMemoryBudget* budget_ = nullptr;
 };
 
 // The scale modes of VideoFrameBuffer; any other value stretches.

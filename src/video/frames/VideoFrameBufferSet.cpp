@@ -48,8 +48,8 @@ AxisPlacement placeOnAxis(int32_t offset, uint32_t size, uint32_t frameSize, boo
 
 }  // namespace
 
-VideoFrameBufferSet::VideoFrameBufferSet(IImageScaler* scaler)
-    : scaler_(scaler != nullptr ? scaler : &defaultImageScaler()) {}
+VideoFrameBufferSet::VideoFrameBufferSet(IImageScaler* scaler, PictureMemoryBudget* budget)
+    : scaler_(scaler != nullptr ? scaler : &defaultImageScaler()), budget_(budget) {}
 
 VideoFrameBufferSet::~VideoFrameBufferSet() = default;
 
@@ -57,7 +57,7 @@ int32_t VideoFrameBufferSet::add() {
   try {
     auto buffer = std::make_unique<VideoFrameBuffer>();
     buffer->setImageScaler(scaler_);
-    items_.reserve(items_.size() + 1);
+    buffer->setMemoryBudget(budget_);
     buffers_.push_back(std::move(buffer));
     items_.emplace_back(buffers_.back().get());
     return static_cast<int32_t>(items_.size() - 1);
@@ -93,10 +93,15 @@ int VideoFrameBufferSet::applyOverlays2(VideoFrameBuffer& frame, VideoOverlayFra
     if (drawList_.empty()) return 0;
     // The scratch is sized from the same snapshot that is drawn, so an
     // overlay installed meanwhile cannot outgrow it.
+    // Only overlays that can be drawn on this frame count: one larger than
+    // the frame is skipped, so the scratch never outgrows the frame.
     uint32_t alphaWidth = 0, alphaHeight = 0;
     bool hasAlpha = false;
     for (const VideoOverlayFrameRef& overlay : drawList_) {
-      if (!overlay->isAlpha()) continue;
+      if (!overlay->isAlpha() || !overlay->isDrawable() || overlay->getDstWidth() > frame.getWidth() ||
+          overlay->getDstHeight() > frame.getHeight()) {
+        continue;
+      }
       hasAlpha = true;
       if (overlay->getDstWidth() > alphaWidth) alphaWidth = overlay->getDstWidth();
       if (overlay->getDstHeight() > alphaHeight) alphaHeight = overlay->getDstHeight();
@@ -125,7 +130,10 @@ void VideoFrameBufferSet::drawOverlay(VideoFrameBuffer& frame, const VideoOverla
   const uint32_t frameWidth = frame.getWidth();
   const uint32_t frameHeight = frame.getHeight();
   // Source coordinates carry 8 fractional bits in 32-bit fields.
-  if (!overlay.isDrawable() || frameWidth > kMaxFrameSide || frameHeight > kMaxFrameSide) return;
+  if (!overlay.isDrawable() || !frame.hasPicture() || frameWidth > kMaxFrameSide ||
+      frameHeight > kMaxFrameSide) {
+    return;
+  }
   const int32_t align = overlay.getDstAlign();
   const AxisPlacement across =
       placeOnAxis(overlay.getDstX(), overlay.getDstWidth(), frameWidth,

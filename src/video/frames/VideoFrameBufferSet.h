@@ -10,6 +10,7 @@
 namespace cvx {
 
 class IImageScaler;
+class PictureMemoryBudget;
 class VideoFrameBuffer;
 class VideoOverlayFrames;
 
@@ -17,9 +18,10 @@ class VideoOverlayFrames;
 // Moves a decoded picture into a rendition's buffer and composites overlays.
 class VideoFrameBufferSet {
  public:
-  // scaler is borrowed and handed to every buffer made; null means the
-  // platform's.
-  explicit VideoFrameBufferSet(IImageScaler* scaler = nullptr);
+  // scaler and budget are borrowed and handed to every buffer made; a null
+  // scaler means the platform's, a null budget no limit but the allocator's.
+  // The budget must outlive the set.
+  explicit VideoFrameBufferSet(IImageScaler* scaler = nullptr, PictureMemoryBudget* budget = nullptr);
   ~VideoFrameBufferSet();
   VideoFrameBufferSet(const VideoFrameBufferSet&) = delete;
   VideoFrameBufferSet& operator=(const VideoFrameBufferSet&) = delete;
@@ -42,6 +44,7 @@ class VideoFrameBufferSet {
                    VideoOverlayFrames& overlays);
 
   IImageScaler* scaler_;
+  PictureMemoryBudget* budget_;
   std::vector<std::unique_ptr<VideoFrameBuffer>> buffers_;
   std::vector<VideoFrameBufferSetItem> items_;
   std::vector<VideoOverlayFrameRef> drawList_;  // reused frame after frame

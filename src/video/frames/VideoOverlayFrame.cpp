@@ -1,11 +1,11 @@
 #include "video/frames/VideoOverlayFrame.h"
 
-#include <climits>
 #include <new>
 
 #include "platform/imagescaler/ScaleImage.h"
 #include "video/frames/IImageScaler.h"
 #include "video/frames/LibraryImageScaler.h"
+#include "video/frames/PictureLimits.h"
 
 namespace cvx {
 
@@ -42,7 +42,7 @@ void VideoOverlayFrame::convertToVuya() {
   // The picture is read as tightly packed top-down rows; an array too short
   // for that is left as it is, and drawing will skip it.
   const uint64_t pixels = uint64_t{width_} * height_;
-  if (pixels == 0 || pixels * 4 > heldBytes_ || uint64_t{width_} * 4 > INT32_MAX) return;
+  if (pixels == 0 || pixels * 4 > heldBytes_ || width_ > kMaxOverlaySide || height_ > kMaxOverlaySide) return;
   const uint8_t* bgra = bytes_.get();
   bool transparent = false;
   for (uint64_t i = 0; i < pixels && !transparent; ++i) transparent = bgra[i * 4 + 3] < 255;
@@ -65,7 +65,11 @@ void VideoOverlayFrame::convertToVuya() {
 bool VideoOverlayFrame::isAlpha() const { return fourcc_ == kFourCCVUYA; }
 
 bool VideoOverlayFrame::isDrawable() const {
-  if (!bytes_ || stride_ <= 0) return false;
+  if (!bytes_ || stride_ <= 0 || width_ > kMaxOverlaySide || height_ > kMaxOverlaySide ||
+      isPictureSizeRefused(dstWidth_, dstHeight_) || frameStartOffset_ < 0 ||
+      static_cast<uint32_t>(frameStartOffset_) >= byteCount_) {
+    return false;
+  }
   const uint64_t extent = scaleImageExtent(fourcc_, stride_, width_, height_);
   return extent != 0 && extent <= heldBytes_;
 }

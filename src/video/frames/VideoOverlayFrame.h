@@ -48,8 +48,9 @@ class VideoOverlayFrame {
   int32_t getDstAlign() const { return dstAlign_; }
   bool isAlpha() const;
   // True when the pixels cover every row that the code, stride and size
-  // need, read from the start of the array with a positive stride. Anything
-  // else is not drawn.
+  // need, read from the start of the array with a positive stride; the size
+  // is within the overlay limits, the size on the frame within the picture
+  // limits, and frameStartOffset inside the array. Anything else is not drawn.
   bool isDrawable() const;
 
   // Borrowed; the default is the platform's scaler.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "logging/StdoutLine.h"
+#include "video/frames/PictureLimits.h"
 
 namespace cvx {
 
@@ -31,17 +32,19 @@ uint32_t VideoOverlayFrames::getOverlayCount() {
   return static_cast<uint32_t>(overlays_.size());
 }
 
-void VideoOverlayFrames::setOverlay(uint32_t key, std::unique_ptr<VideoOverlayFrame> frame) {
-  if (!frame) return;
+bool VideoOverlayFrames::setOverlay(uint32_t key, std::unique_ptr<VideoOverlayFrame> frame) {
+  if (!frame) return false;
   VideoOverlayFrameRef incoming(std::move(frame));
   VideoOverlayFrameRef previous;
   {
     ConcurrentLockGuard guard(lock_.get());
+    if (overlays_.size() >= kMaxOverlays && overlays_.count(key) == 0) return false;
     VideoOverlayFrameRef& slot = overlays_[key];
     previous = std::move(slot);
     slot = std::move(incoming);
   }
   // previous goes here, outside the lock, unless a transfer still holds it.
+  return true;
 }
 
 void VideoOverlayFrames::removeOverlay(uint32_t key) {

@@ -26,8 +26,9 @@ class VideoOverlayFrames : public IVideoOverlayFrameProvider {
   uint32_t getOverlayCount() override;
 
   // Installs frame at key, replacing what was there. A replaced frame goes
-  // once the last transfer drawing it lets it go.
-  void setOverlay(uint32_t key, std::unique_ptr<VideoOverlayFrame> frame);
+  // once the last transfer drawing it lets it go. False, and the frame
+  // dropped, for a new key once kMaxOverlays are installed.
+  bool setOverlay(uint32_t key, std::unique_ptr<VideoOverlayFrame> frame);
   // Silent when the key is absent. The scratch stays.
   void removeOverlay(uint32_t key);
   bool hasAlphaOverlay();

@@ -1,6 +1,7 @@
 #include "audio/encoders/AudioEncoderVorbis.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -122,18 +123,75 @@ TEST(AudioEncoderVorbisSetup, ARefusedConfigurationFailsWithoutTouchingTheLibrar
   EXPECT_TRUE(headers.empty());
 }
 
-TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
-  AudioEncoderVorbis encoder;
+int startStereo(AudioEncoderVorbis& encoder) {
   encoder.setChannels(2);
   encoder.setSampleRate(44100);
   encoder.setBitrate(128000);
-  ASSERT_EQ(encoder.initialize(), 0);
+  return encoder.initialize();
+}
+
+TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
   AudioSampleBuffer buffer;
   ASSERT_EQ(buffer.allocBuffer(256, 2, 44100), 0);
   std::memset(buffer.getBuffer(), 0, buffer.getBufferSize());
   buffer.setSampleCount(100000);  // claims far more than its block holds
   std::vector<AudioFrameEncoded> out;
   for (int i = 0; i < 50; ++i) ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  release(out);
+}
+
+TEST(AudioEncoderVorbisSetup, AnEmptyBufferDoesNotEndTheStream) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
+  std::vector<AudioFrameEncoded> out;
+  buffer.setSampleCount(0);  // the library reads a count of 0 as the end of the stream
+  ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  for (uint64_t i = 0; i < 50; ++i) {
+    buffer.setSampleCount(1024);
+    buffer.setTimecode(i * 1024);
+    fillSine(buffer, 2, i * 1024, 440.0, 44100);
+    ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  }
+  EXPECT_GT(out.size(), 40u);
+  release(out);
+}
+
+// Runs `body` on a thread with a stack of `bytes`, the size a JVM gives its threads.
+template <class Body>
+void runOnStackOf(std::size_t bytes, Body body) {
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, bytes), 0);
+  pthread_t thread;
+  auto run = [](void* argument) -> void* {
+    (*static_cast<Body*>(argument))();
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, run, &body), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+TEST(AudioEncoderVorbisSetup, ALargeBufferGoesInThroughBoundedChunksOnAJavaSizedStack) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(400000, 2, 44100), 0);
+  buffer.setTimecode(1000);
+  fillSine(buffer, 2, 0, 440.0, 44100);
+  std::vector<AudioFrameEncoded> out;
+  int result = -2;
+  runOnStackOf(1 << 20, [&] { result = encoder.addSampleBuffer(buffer, out); });
+  ASSERT_EQ(result, 0);
+  // About nine seconds of stereo at 128 kbit/s, less the lookahead.
+  ASSERT_GT(out.size(), 300u);
+  EXPECT_EQ(out.front().timecode, 1000u);
+  EXPECT_GE(out.back().timecode, 1000u + 400000u - 4096u);
+  EXPECT_LE(out.back().timecode, 1000u + 400000u);
   release(out);
 }
 

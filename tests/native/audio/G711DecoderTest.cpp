@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "audio/decoders/AudioDecoderALaw.h"
@@ -114,21 +115,46 @@ TEST_P(G711DecoderTest, RefusesFramesWhileNoRateIsKnown) {
   uint8_t packet[160] = {};
   drain();
   EXPECT_EQ(decoder->decodeFrame(packet, 0, 160, 20, buffer), -1);
-  uint8_t zeroRate[9] = {0, 0, 0, 0, 0, 0, 0, 0, 1};
-  ASSERT_EQ(decoder->decodeFirstFrame(zeroRate, 0, 9), 0);
-  EXPECT_EQ(decoder->decodeFrame(packet, 0, 160, 20, buffer), -1);
   uint8_t good[9] = {0, 0, 0, 0x1F, 0x40, 0, 0, 0, 1};
   ASSERT_EQ(decoder->decodeFirstFrame(good, 0, 9), 0);
   decoder->resetDecodedFrameState();
   EXPECT_TRUE(decoder->isFirstFrameDecoded());
   EXPECT_EQ(decoder->decodeFrame(packet, 0, 160, 20, buffer), -1) << "a reset forgets the rate";
   std::vector<LogStatement> log = drain();
-  ASSERT_FALSE(log.empty());
+  ASSERT_EQ(log.size(), 2u);
   for (const LogStatement& s : log) {
     EXPECT_EQ(s.level, 3);
     EXPECT_EQ(s.contextType, 3);
   }
   EXPECT_EQ(decoder->getDecodedFrameCount(), 0u);
+}
+
+TEST_P(G711DecoderTest, TakesOnlyDescriptionsWithinTheLimits) {
+  struct Case {
+    uint32_t rate, channels;
+    bool taken;
+  };
+  const Case cases[] = {{0, 1, false},           {384001, 2, false}, {8000, 0, false}, {8000, 9, false},
+                        {0xFFFFFFFFu, 0xFFFFFFFFu, false}, {1, 1, true}, {384000, 8, true}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::to_string(c.rate) + " Hz, " + std::to_string(c.channels) + " channels");
+    SetUp();
+    drain();
+    const uint8_t description[9] = {0,
+                                    static_cast<uint8_t>(c.rate >> 24), static_cast<uint8_t>(c.rate >> 16),
+                                    static_cast<uint8_t>(c.rate >> 8), static_cast<uint8_t>(c.rate),
+                                    static_cast<uint8_t>(c.channels >> 24), static_cast<uint8_t>(c.channels >> 16),
+                                    static_cast<uint8_t>(c.channels >> 8), static_cast<uint8_t>(c.channels)};
+    EXPECT_EQ(decoder->decodeFirstFrame(const_cast<uint8_t*>(description), 0, 9), c.taken ? 0 : -1);
+    EXPECT_EQ(decoder->isFirstFrameDecoded(), c.taken);
+    EXPECT_EQ(decoder->getSampleRate(), c.taken ? c.rate : 0u);
+    EXPECT_EQ(decoder->getChannels(), c.taken ? c.channels : 0u);
+    const std::vector<LogStatement> log = drain();
+    ASSERT_EQ(log.size(), c.taken ? 0u : 1u);
+    if (!c.taken) {
+      EXPECT_EQ(log[0].level, 3);
+    }
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(BothLaws, G711DecoderTest, ::testing::Values(7, 8));

@@ -6,6 +6,7 @@
 
 #include "audio/decoders/AudioDecoderAAC.h"
 #include "audio/samples/AudioSampleBuffer.h"
+#include "audio/samples/AudioTimecode.h"
 #include "audio_codecs/AudioCodecFixtures.h"
 #include "audio_codecs/ScriptedDecoderStream.h"
 #include "logging/LogCollector.h"
@@ -144,6 +145,41 @@ TEST_F(AacDecoderFlowTest, TimesWaitInTheQueueWhileTheLibraryHoldsFramesAndTheHi
   EXPECT_EQ(buffer.getTimecode(), 0u) << "the first packet's time";
   EXPECT_EQ(decoder->getTimecodeQueueLength(), 5u);
   EXPECT_TRUE(drain(log).empty()) << "the queue stayed below its record";
+}
+
+TEST_F(AacDecoderFlowTest, AStreamThatNeverYieldsKeepsOnlyTheNewestTimes) {
+  library.answers = {{0, 0}};
+  library.consumeLimit = 1000;
+  for (uint64_t i = 0; i < 1000; ++i) ASSERT_EQ(feed(i * 23), 0);
+  EXPECT_EQ(decoder->getTimecodeQueueLength(), AudioDecoderAAC::kMaxQueuedTimecodes);
+  library.answers = {{4096, audio_decoder_state::kInputUsed}};
+  ASSERT_EQ(feed(23000), 0);
+  EXPECT_EQ(buffer.getTimecode(),
+            millisecondsToSamplePosition((1000 - AudioDecoderAAC::kMaxQueuedTimecodes + 1) * 23, 44100))
+      << "the oldest time still queued";
+}
+
+TEST_F(AacDecoderFlowTest, RefusesUnitsThatDoNotFitAnAdtsFrame) {
+  // Whole blocks as the decoder gets them: header room plus the unit.
+  for (uint32_t size : {0u, 6u, 8192u, 100000u}) {
+    SCOPED_TRACE(size);
+    std::vector<uint8_t> block(size + 1, 0x21);
+    library.fed.clear();
+    EXPECT_EQ(decoder->decodeFirstFrame(block.data(), 0, size), -1);
+    EXPECT_EQ(decoder->decodeFrame(block.data(), 0, size, 0, buffer), -1);
+    EXPECT_TRUE(library.fed.empty());
+    const std::vector<LogStatement> lines = drain(log);
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].level, 3);
+    EXPECT_NE(lines[1].statement.find("does not fit an ADTS frame"), std::string::npos) << lines[1].statement;
+  }
+  library.answers = {{4096, audio_decoder_state::kInputUsed}};
+  std::vector<uint8_t> largest(8191, 0x21);
+  EXPECT_EQ(decoder->decodeFrame(largest.data(), 0, 8191, 0, buffer), 0);
+  ASSERT_EQ(library.fed.size(), 1u);
+  EXPECT_EQ(std::vector<uint8_t>(library.fed[0].begin() + 3, library.fed[0].begin() + 6),
+            (std::vector<uint8_t>{0x83, 0xFF, 0xFF}))
+      << "the header says 8191 bytes";
 }
 
 TEST_F(AacDecoderFlowTest, APacketThatGivesNoFrameWithdrawsItsTime) {

@@ -185,6 +185,21 @@ TEST_F(AacEncoderFramingTest, NeverReadsPastABlockThatClaimsMoreSamplesThanItHol
   release(out);
 }
 
+TEST_F(AacEncoderFramingTest, QueuedCopiesKeepOnlyTheSamplesTheyWillGive) {
+  AudioSampleBuffer large;
+  ASSERT_EQ(large.allocBuffer(65536, 2, 44100), 0);
+  std::memset(large.getBuffer(), 0, large.getBufferSize());
+  std::vector<AudioFrameEncoded> out;
+  for (uint32_t i = 0; i < 100; ++i) {
+    large.setSampleCount(1);
+    large.setTimecode(i);
+    ASSERT_EQ(encoder->addSampleBuffer(large, out), 0);
+  }
+  EXPECT_EQ(encoder->getQueuedSamples(), 100u);
+  EXPECT_EQ(encoder->getQueuedBytes(), 100u * 4u) << "not a 256 KiB block each";
+  release(out);
+}
+
 TEST(AacEncoderRoundTrip, OurDecoderHearsTheSineAgain) {
   LogCollector log;
   auto encoder = makeEncoder(log, 2, 44100, 128000);

@@ -2,13 +2,14 @@
 
 // Minimal codecs for session tests: each records its destruction into a
 // shared journal, and may be told to throw from its destructor.
+#include <deque>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "audio/decoders/AudioDecoderBase.h"
 #include "audio/encoders/AudioEncoderBase.h"
-#include "video/decoders/IVideoDecoder.h"
+#include "video/decoders/VideoDecoderBase.h"
 #include "video/encoders/IVideoEncoder.h"
 #include "parameters/ParameterTargetDefaults.h"
 
@@ -97,6 +98,33 @@ class FakeAudioDecoder : public AudioDecoderBase {
  private:
   DestructionJournal* journal_;
   std::string name_;
+};
+
+// A video decoder that keeps the spans it is given, as the real ones do, and
+// reads one of them per decode call.
+class FakeVideoDecoder : public VideoDecoderBase {
+ public:
+  int initialize() override { return 0; }
+  int setGPUID(int) override { return 0; }
+  int close() override { return 0; }
+  int decodeCodecConfig(uint8_t*, uint32_t, uint32_t) override { return 0; }
+  int getDecodedFrame(VideoFrameBuffer&) override { return 0; }
+  int addFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t, uint32_t) override {
+    spans.push_back({data + offset, length});
+    return 0;
+  }
+  int decode(uint32_t& flags) override {
+    if (!spans.empty()) {
+      read.emplace_back(spans.front().first, spans.front().first + spans.front().second);
+      spans.pop_front();
+    }
+    flags = spans.empty() ? 1u : 0u;
+    return 0;
+  }
+  bool isInputEmpty() override { return spans.empty(); }
+
+  std::deque<std::pair<const uint8_t*, uint32_t>> spans;
+  std::vector<std::vector<uint8_t>> read;  // the bytes of each span, as read
 };
 
 }  // namespace testing

@@ -115,12 +115,11 @@ class SessionRun {
   void run() {
     for (size_t i = 0; i < video_.packets.size(); ++i) {
       const test::CodedPacket& packet = video_.packets[i];
-      // As the export does: the session keeps the copy until the next frame.
-      auto* block = static_cast<uint8_t*>(std::malloc(packet.size));
+      // As the export does: the session keeps the copy while the decoder reads it.
+      MallocBlock block(static_cast<uint8_t*>(std::malloc(packet.size)));
       ASSERT_NE(block, nullptr);
-      std::memcpy(block, video_.bytes.data() + packet.position, packet.size);
-      std::free(session_.swapCurrVideoDecodeBuffer(block));
-      check("videoDecoderAddFrame", session_.videoDecoderAddFrame(block, 0, static_cast<uint32_t>(packet.size),
+      std::memcpy(block.get(), video_.bytes.data() + packet.position, packet.size);
+      check("videoDecoderAddFrame", session_.videoDecoderAddFrame(std::move(block), static_cast<uint32_t>(packet.size),
                                                                   static_cast<int64_t>(i) * 40, packet.key ? 1 : 2));
       uint32_t flags = 0;
       do {

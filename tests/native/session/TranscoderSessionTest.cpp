@@ -2,8 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
 #include "audio/samples/AudioSampleBuffer.h"
 #include "fakes/FakeCodecs.h"
+#include "fakes/FakeNvidiaDriver.h"
 #include "logging/LogCollector.h"
 
 namespace cvx {
@@ -12,6 +18,7 @@ namespace {
 using testing::DestructionJournal;
 using testing::FakeAudioDecoder;
 using testing::FakeAudioEncoder;
+using testing::FakeVideoDecoder;
 using testing::FakeVideoEncoder;
 
 std::vector<LogStatement> drain(TranscoderSession& session) {
@@ -21,6 +28,8 @@ std::vector<LogStatement> drain(TranscoderSession& session) {
 }
 
 TEST(TranscoderSession, OpensItsLogWithTheHardwareAnswers) {
+  // The same answer on a machine that has an NVIDIA driver.
+  testing::FakeNvidiaDriver noDriver(testing::FakeNvidiaDriver::Folder::Empty);
   TranscoderSession session;
   std::vector<LogStatement> log = drain(session);
   ASSERT_EQ(log.size(), 2u);
@@ -84,14 +93,72 @@ TEST(TranscoderSession, LookupsGiveNothingPastTheEnd) {
   EXPECT_EQ(session.getVideoEncoder(0xFFFFFFFFu), nullptr);
 }
 
-TEST(TranscoderSession, SwapsTheCurrentDecodeBlock) {
+MallocBlock filledBlock(uint8_t value, uint32_t length) {
+  MallocBlock block(static_cast<uint8_t*>(std::malloc(length)));
+  std::memset(block.get(), value, length);
+  return block;
+}
+
+// A host that adds frames without draining the decoder (its decode failed
+// midway, say) must not have the bytes the decoder has yet to read freed
+// under it (ASan watches the reads); a frame beyond what may wait is refused
+// with a log line, and the frames before it decode as they were.
+TEST(TranscoderSession, KeepsCompressedFramesUntilTheDecoderHasReadThem) {
   TranscoderSession session;
-  auto* first = static_cast<uint8_t*>(std::malloc(4));
-  auto* second = static_cast<uint8_t*>(std::malloc(4));
-  EXPECT_EQ(session.swapCurrVideoDecodeBuffer(first), nullptr);
-  EXPECT_EQ(session.swapCurrVideoDecodeBuffer(second), first);
-  std::free(first);
-  // `second` is freed by the session's destructor; the leak checker watches.
+  auto* decoder = new FakeVideoDecoder();
+  session.replaceVideoDecoder(decoder);
+  ASSERT_EQ(session.videoDecoderBuffersCreate(1), 0u);
+  drain(session);
+  const uint32_t kLength = 1000;
+  for (uint32_t i = 0; i < VideoDecodeBlocks::kMaxFrames; ++i) {
+    ASSERT_EQ(session.videoDecoderAddFrame(filledBlock(static_cast<uint8_t>(i), kLength), kLength, i, 2), 0u);
+  }
+  EXPECT_EQ(session.videoDecoderAddFrame(filledBlock(0xEE, kLength), kLength, 99, 2), 0xFFFFFFFFu);
+  const std::vector<LogStatement> log = drain(session);
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_EQ(log[0].level, 3);
+  EXPECT_EQ(log[0].contextType, 1);
+  EXPECT_EQ(log[0].statement.rfind("TranscoderSession.videoDecoderAddFrame[{context}]: frame of 1000 bytes refused: "
+                                   "16 frames of 16000 bytes wait in the decoder",
+                                   0),
+            0u)
+      << log[0].statement;
+
+  uint32_t flags = 0;
+  while ((flags & 1) == 0) session.videoDecoderDecode(0, flags);
+  ASSERT_EQ(decoder->read.size(), VideoDecodeBlocks::kMaxFrames);
+  for (uint32_t i = 0; i < decoder->read.size(); ++i) {
+    EXPECT_EQ(decoder->read[i], std::vector<uint8_t>(kLength, static_cast<uint8_t>(i))) << "frame " << i;
+  }
+  // Drained: the next frame is taken, the blocks before it go (the leak checker watches the rest).
+  EXPECT_EQ(session.videoDecoderAddFrame(filledBlock(7, 1), 1, 0, 2), 0u);
+}
+
+TEST(TranscoderSession, RefusesVideoInputLongerThanTheDecoderTakes) {
+  TranscoderSession session;
+  session.replaceVideoDecoder(new FakeVideoDecoder());
+  drain(session);
+  struct Case {
+    int64_t length;
+    bool configuration;
+    uint32_t status;
+  } cases[] = {
+      {TranscoderSession::kMaxVideoFrameLength, false, 0},
+      {int64_t{TranscoderSession::kMaxVideoFrameLength} + 1, false, 0xFFFFFFFFu},
+      {INT64_MAX, false, 0xFFFFFFFFu},
+      {TranscoderSession::kMaxVideoConfigLength, true, 0},
+      {int64_t{TranscoderSession::kMaxVideoConfigLength} + 1, true, 0xFFFFFFFFu},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.length);
+    EXPECT_EQ(session.videoDecoderCheckLength(c.length, c.configuration), c.status);
+    const std::vector<LogStatement> log = drain(session);
+    ASSERT_EQ(log.size(), c.status == 0 ? 0u : 1u);
+    if (!log.empty()) {
+      EXPECT_EQ(log[0].level, 3);
+      EXPECT_NE(log[0].statement.find(std::to_string(c.length) + " bytes refused"), std::string::npos);
+    }
+  }
 }
 
 TEST(TranscoderSession, BufferSetGrowsAndAllocatesEveryBuffer) {

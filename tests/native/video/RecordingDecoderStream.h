@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/bufstream/BufStream.h"
+#include "platform/videodecoder/VideoDecoderOpen.h"
 
 namespace cvx {
 namespace testing {
@@ -35,6 +36,7 @@ class RecordingDecoderStream {
   bool returnUserData = true;
   uint8_t userData[16] = {};
   bool done = false;
+  void* logger = nullptr;  // what the class told the stream to log to
   static inline RecordingDecoderStream* current = nullptr;
   static inline int freed = 0;
 
@@ -65,6 +67,10 @@ class RecordingDecoderStream {
   }
   static uint32_t auxinfo(bufstream_tt* bs, uint32_t offset, uint32_t infoId, void* ptr, uint32_t) {
     RecordingDecoderStream* s = from(bs);
+    if (infoId == decoder_info::kSetLogger) {  // our own code, apart from the order of the library's calls
+      s->logger = ptr;
+      return 0;
+    }
     s->calls.push_back(Call{infoId, offset});
     switch (infoId) {
       case 0x10010: {

@@ -100,6 +100,7 @@ TEST_F(VideoDecoderH264Test, ConfigurationSetsUpTheParserAndReadsTheSequence) {
             0u)
       << lines[0].statement;
   EXPECT_EQ(lines[0].contextType, 1);
+  EXPECT_EQ(fake.logger, &log) << "what the library refuses goes to the same log";
 }
 
 TEST_F(VideoDecoderH264Test, ConfigurationCallsInOrder) {
@@ -145,6 +146,40 @@ TEST_F(VideoDecoderH264Test, ParserOptionsFollowTheSetting) {
   RecordingDecoderStream::current = &fake;
 }
 
+// Nothing out of range reaches the library: such a value is ignored, with a line.
+TEST_F(VideoDecoderH264Test, SettingsOutOfRangeAreIgnoredWithALogLine) {
+  struct Case {
+    uint32_t index;
+    int64_t value;
+    int64_t stored;  // what the getter answers afterwards
+  } cases[] = {
+      {1, 16, 16}, {1, 17, 16}, {1, 0, 16}, {1, -5, 16}, {1, 1, 1},
+      {0, 0, 0}, {0, 0xFFFFFFFF, 0xFFFFFFFF}, {0, 0x100000000, 0xFFFFFFFF}, {0, -1, 0xFFFFFFFF},
+      {7, 3, 0},
+  };
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::to_string(c.index) + ": " + std::to_string(c.value));
+    EXPECT_EQ(decoder->setParameterLong(c.index, c.value), 0);
+    int64_t value = -9;
+    decoder->getParameterLong(c.index, &value);
+    EXPECT_EQ(value, c.stored);
+    lines.clear();
+    log.getLogStatements(lines);
+    const bool refused = c.index < 2 && c.value != c.stored;
+    ASSERT_EQ(lines.size(), refused ? 1u : 0u);
+    if (refused) {
+      EXPECT_EQ(lines[0].level, 3);
+      EXPECT_EQ(lines[0].statement.rfind("VideoDecoderH264.setParameterLong[{context}]: setting " +
+                                             std::to_string(c.index) + " takes ",
+                                         0),
+                0u)
+          << lines[0].statement;
+    }
+  }
+}
+
 TEST_F(VideoDecoderH264Test, AFirstConfigurationThatFindsNoSequenceFails) {
   fake.states = {0, 0x1};
   Bytes record = configRecord(kSps, kPps);
@@ -185,6 +220,28 @@ TEST_F(VideoDecoderH264Test, OwnDelimiterAndParameterSetsAreNotRepeated) {
   ASSERT_EQ(decoder->addFrame(frame.data(), 0, static_cast<uint32_t>(frame.size()), 0, 1), 0);
   drainAll();
   EXPECT_EQ(fake.bytes, annexB({{9, 0x10}, kSps, kPps, {0x65, 7}}));
+}
+
+// A configuration that comes while a frame still waits in the queue (the
+// host's decode stopped early) changes what later frames get; the waiting
+// frame keeps the sets it was queued with, whose storage must outlive the
+// change (ASan watches the reads).
+TEST_F(VideoDecoderH264Test, ALaterConfigurationLeavesWaitingFramesTheirParameterSets) {
+  configure();
+  fake.states = {0x1};  // the parser reports at once: the rest of the frame waits
+  Bytes first = lengthPrefixed({{0x41, 0xAA}});
+  decoder->addFrame(first.data(), 0, static_cast<uint32_t>(first.size()), 0, 2);
+  uint32_t flags = 0;
+  ASSERT_EQ(decoder->decode(flags), 0);
+  ASSERT_FALSE(decoder->isInputEmpty());
+  const Bytes otherSps(200, 0x67);
+  const Bytes otherPps(100, 0x68);
+  Bytes record = configRecord(otherSps, otherPps);
+  ASSERT_EQ(decoder->decodeCodecConfig(record.data(), 0, static_cast<uint32_t>(record.size())), 0);
+  Bytes second = lengthPrefixed({{0x41, 0xBB}});
+  decoder->addFrame(second.data(), 0, static_cast<uint32_t>(second.size()), 40, 2);
+  drainAll();
+  EXPECT_EQ(fake.bytes, annexB({{9, 0x30}, kSps, kPps, {0x41, 0xAA}, {9, 0x30}, otherSps, otherPps, {0x41, 0xBB}}));
 }
 
 TEST_F(VideoDecoderH264Test, DelimitersFollowTheHostsFrameType) {

@@ -362,6 +362,35 @@ TEST(VideoEncoderH264, UnderKeyFrameFollowKeyFramesFallOnTheSourcesOnly) {
   EXPECT_EQ(keyTimecodes(placed.frames), (std::set<int64_t>{timecodeOf(0)}));
 }
 
+// Timecodes enter the library in tenths of a millisecond: those whose tenths
+// do not fit 64 bits are held at the nearest that do, the others are exact.
+TEST(VideoEncoderH264, TimecodesAtTheEdgesOfSixtyFourBitsSaturate) {
+  constexpr int64_t kMin = INT64_MIN;
+  constexpr int64_t kMax = INT64_MAX;
+  const struct {
+    int64_t in, out;
+  } cases[] = {{kMin, kMin / 10}, {kMin / 10 + 1, kMin / 10 + 1}, {-5, -5}, {0, 0},
+               {kMax / 10 - 1, kMax / 10 - 1}, {kMax, kMax / 10}};
+  const SyntheticClip clip = cvx::test::makeClip(64, 48, 1, kFourCcI420, -1);
+  auto encoder = makeEncoder();
+  configure(*encoder, 0, 64, 48, 200000);
+  encoder->setParameterLong(10011, 1);  // zero latency: each picture comes out at once
+  ASSERT_EQ(encoder->initialize(), 0);
+  VideoFrameBuffer frame;
+  ASSERT_EQ(frame.allocBuffer(64, 48, kFourCcI420), 0);
+  std::memcpy(frame.getBytes(), clip.pictures[0].data(), clip.pictures[0].size());
+  EncodedFrames out;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.in);
+    frame.setTimecode(c.in);
+    ASSERT_EQ(encoder->addFrame(frame, 0), 0);
+    const size_t before = out.frames.size();
+    encoder->getEncodedFrames(out.frames);
+    ASSERT_EQ(out.frames.size(), before + 1);
+    EXPECT_EQ(out.frames.back().timecode, c.out);
+  }
+}
+
 TEST(VideoEncoderH264, InitializeReportsTheCheckAndStaysUsableAfterAFailure) {
   LogCollector log;
   auto encoder = makeEncoder();

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
@@ -23,18 +24,23 @@ int scale(uint32_t flags, uint32_t srcCode, const uint8_t* src, int32_t srcStrid
                     nullptr, 1, rects, nullptr);
 }
 
-ScaleRectangles rectangles(int sl, int st, int sr, int sb, int dl, int dt, int dr, int db) {
+// Rectangles as they stand, source coordinates already in 1/256 pixel.
+ScaleRectangles raw(int32_t sl, int32_t st, int32_t sr, int32_t sb, int32_t dl, int32_t dt, int32_t dr, int32_t db) {
   ScaleRectangles r;
   std::memset(&r, 0, sizeof r);
-  r.srcLeft = sl * 256;
-  r.srcTop = st * 256;
-  r.srcRight = sr * 256;
-  r.srcBottom = sb * 256;
+  r.srcLeft = sl;
+  r.srcTop = st;
+  r.srcRight = sr;
+  r.srcBottom = sb;
   r.dstLeft = dl;
   r.dstTop = dt;
   r.dstRight = dr;
   r.dstBottom = db;
   return r;
+}
+
+ScaleRectangles rectangles(int sl, int st, int sr, int sb, int dl, int dt, int dr, int db) {
+  return raw(sl * 256, st * 256, sr * 256, sb * 256, dl, dt, dr, db);
 }
 
 TEST(ScaleImageColour, BgraThroughI420ComesBackWithinTolerance) {
@@ -160,6 +166,9 @@ TEST(ScaleImageBounds, RectanglesAreClippedAndNothingOutsideIsTouched) {
       {"wholly outside the destination", rectangles(0, 0, 15, 7, 30, 0, 40, 7), false},
       {"wholly outside the source", rectangles(20, 0, 30, 7, 0, 0, 7, 7), false},
       {"right before left", rectangles(0, 0, 15, 7, 5, 0, 4, 7), false},
+      // Found by ScalerFuzz: products of such spans overflow 64 bits.
+      {"the widest spans there are", raw(INT32_MIN + 64, INT32_MIN, INT32_MAX, INT32_MAX, INT32_MIN, -2, INT32_MAX, 9), true},
+      {"a source span far past its picture", raw(0, 0, INT32_MAX - 255, 7 * 256, INT32_MIN, 0, INT32_MAX, 7), false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -272,6 +281,131 @@ TEST(ScaleImageBounds, LibraryWritesStopAtTheLastRowOfWholeBlockRows) {
   }
 }
 
+// A picture of one code, in a block of exactly its extent plus guard bytes.
+struct Coded {
+  uint32_t code;
+  uint32_t width, height;
+  int32_t stride;
+  std::vector<uint8_t> bytes;
+  static constexpr size_t kGuard = 256;
+  Coded(uint32_t c, uint32_t w, uint32_t h) : code(c), width(w), height(h), stride(strideOf(c, w)) {
+    bytes.assign(scaleImageExtent(c, stride, w, h) + kGuard, 0xA5);
+  }
+  static int32_t strideOf(uint32_t c, uint32_t w) {
+    const int32_t bpp = c == kFourCCXYZ12 ? 6 : c == kFourCCBGRA || c == kFourCCVUYA ? 4 : c == kFourCCBGR3 ? 3
+                       : c == kFourCCYUY2 || c == kFourCCUYVY ? 2 : 1;
+    return static_cast<int32_t>(w) * bpp;
+  }
+  bool guardIntact() const {
+    for (size_t i = bytes.size() - kGuard; i < bytes.size(); ++i) {
+      if (bytes[i] != 0xA5) return false;
+    }
+    return true;
+  }
+};
+
+// Every code into every code at reductions of up to 1920 times, and into
+// sizes of one or two pixels: each is drawn, inside its block, in the
+// colour of the source.
+TEST(ScaleImageBounds, ExtremeReductionsGoInStepsForEveryPairOfCodes) {
+  const uint32_t codes[] = {kFourCCI420, kFourCCNV12, kFourCCYUY2, kFourCCUYVY,
+                            kFourCCBGR3, kFourCCBGRA, kFourCCVUYA, kFourCCXYZ12};
+  const struct {
+    uint32_t sw, sh, dw, dh;
+  } sizes[] = {{640, 360, 4, 4}, {1000, 40, 4, 40}, {640, 360, 64, 2}, {1920, 1080, 8, 8},
+               {1920, 1080, 1, 1}, {4096, 2, 2, 2}};
+  const uint8_t bgr[3] = {50, 100, 200};
+  for (const auto& size : sizes) {
+    std::vector<uint8_t> solid(size_t{size.sw} * size.sh * 4);
+    for (size_t i = 0; i < solid.size(); i += 4) {
+      std::memcpy(&solid[i], bgr, 3);
+      solid[i + 3] = 255;
+    }
+    for (uint32_t from : codes) {
+      Coded src(from, size.sw, size.sh);
+      ASSERT_EQ(scale(0, kFourCCBGRA, solid.data(), size.sw * 4, size.sw, size.sh, from, src.bytes.data(),
+                      src.stride, size.sw, size.sh), kScaleOk);
+      for (uint32_t to : codes) {
+        SCOPED_TRACE(testing::Message() << std::hex << from << " into " << to << std::dec << ", " << size.sw
+                                        << "x" << size.sh << " into " << size.dw << "x" << size.dh);
+        Coded dst(to, size.dw, size.dh);
+        ASSERT_EQ(scale(0, from, src.bytes.data(), src.stride, size.sw, size.sh, to, dst.bytes.data(),
+                        dst.stride, size.dw, size.dh), kScaleOk);
+        EXPECT_TRUE(dst.guardIntact());
+        std::vector<uint8_t> back(size_t{size.dw} * size.dh * 4);
+        ASSERT_EQ(scale(0, to, dst.bytes.data(), dst.stride, size.dw, size.dh, kFourCCBGRA, back.data(),
+                        size.dw * 4, size.dw, size.dh), kScaleOk);
+        // 4:2:0 and 4:2:2 pictures of one pixel keep no chroma of their own.
+        // libyuv's box filter rounds down, about a level a step, so the
+        // colour may sink a little more than through one conversion.
+        const bool chroma = size.dw > 1 && (size.dh > 1 || (to != kFourCCI420 && to != kFourCCNV12));
+        for (int c = 0; c < 3 && chroma; ++c) EXPECT_NEAR(back[c], bgr[c], 12) << "channel " << c;
+      }
+    }
+  }
+}
+
+// libyuv asserts, ending the process, on a 4:1 box reduction across with
+// an even reduction down that is not a multiple of four (64x48 into 16x8,
+// an alpha overlay at a quarter of its width). Every whole ratio of a
+// 4-byte picture must scale; found by ScalerFuzz.
+TEST(ScaleImageBounds, Packed4ReductionsOfEveryWholeRatio) {
+  for (int sw = 1; sw <= 24; ++sw) {
+    for (int sh = 1; sh <= 24; ++sh) {
+      std::vector<uint8_t> src(static_cast<size_t>(sw) * sh * 4);
+      for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<uint8_t>(i * 7);
+      for (int dw = 1; dw <= sw; ++dw) {
+        for (int dh = 1; dh <= sh; ++dh) {
+          if (sw % dw != 0 || sh % dh != 0) continue;
+          SCOPED_TRACE(testing::Message() << sw << "x" << sh << " into " << dw << "x" << dh);
+          std::vector<uint8_t> dst(static_cast<size_t>(dw) * dh * 4);
+          ASSERT_EQ(scale(0, kFourCCVUYA, src.data(), sw * 4, sw, sh, kFourCCVUYA, dst.data(), dw * 4, dw, dh),
+                    kScaleOk);
+        }
+      }
+    }
+  }
+}
+
+// The XYZ12 output of libswscale is converted over whole strides and on
+// rows counted in the source's: a rectangle of an XYZ12 picture, scaled or
+// not, must leave the rest of the picture and the bytes after it alone.
+TEST(ScaleImageBounds, Xyz12RectanglesStayInsideTheirRectangle) {
+  const struct {
+    uint32_t code, sw, sh, fw, fh;
+    int dl, dt, dr, db;
+  } cases[] = {
+      {kFourCCYV12, 320, 240, 160, 96, 16, 0, 143, 95},  // a letterbox rendition
+      {kFourCCI420, 64, 48, 64, 48, 0, 0, 63, 47},
+      {kFourCCBGR3, 16, 16, 160, 96, 0, 0, 159, 95},     // its black fill
+      {kFourCCI420, 9, 9, 3, 3, 1, 1, 1, 1},
+      {kFourCCXYZ12, 40, 30, 40, 30, 5, 5, 34, 24},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.sw << "x" << c.sh << " into " << c.dr - c.dl + 1 << "x"
+                                    << c.db - c.dt + 1 << " of " << c.fw << "x" << c.fh);
+    Coded src(c.code, c.sw, c.sh);
+    for (size_t i = 0; i < src.bytes.size(); ++i) src.bytes[i] = static_cast<uint8_t>(i * 13);
+    Coded frame(kFourCCXYZ12, c.fw, c.fh);
+    const ScaleRectangles r = rectangles(0, 0, c.sw - 1, c.sh - 1, c.dl, c.dt, c.dr, c.db);
+    ASSERT_EQ(scale(0x10001, c.code, src.bytes.data(), src.stride, c.sw, c.sh, kFourCCXYZ12, frame.bytes.data(),
+                    frame.stride, c.fw, c.fh, &r), kScaleOk);
+    EXPECT_TRUE(frame.guardIntact());
+    size_t outside = 0, inside = 0;
+    for (uint32_t y = 0; y < c.fh; ++y) {
+      for (uint32_t x = 0; x < c.fw * 6; ++x) {
+        const bool in = static_cast<int>(y) >= c.dt && static_cast<int>(y) <= c.db &&
+                        static_cast<int>(x / 6) >= c.dl && static_cast<int>(x / 6) <= c.dr;
+        const bool changed = frame.bytes[y * frame.stride + x] != 0xA5;
+        outside += !in && changed;
+        inside += in && changed;
+      }
+    }
+    EXPECT_EQ(outside, 0u);
+    EXPECT_GT(inside, 0u);
+  }
+}
+
 TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {
   std::vector<uint8_t> src(64 * 4 * 4, 50), dst(64 * 4 * 4, 0x33);
   EXPECT_EQ(scale(0, kFourCCv210, src.data(), 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleUnsupported);
@@ -280,6 +414,10 @@ TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {
   EXPECT_EQ(scale(0, kFourCCBGRA, nullptr, 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
   EXPECT_EQ(scale(0x10000, kFourCCBGRA, src.data(), 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
   EXPECT_EQ(scale(0, kFourCCBGRA, src.data(), 256, 0, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleBadArgument);
+  // A stride of INT32_MIN has no magnitude; found by ScalerFuzz.
+  EXPECT_EQ(scale(0x100, kFourCCXYZ12, src.data(), 384, 64, 1, kFourCCBGRA, dst.data(), INT32_MIN, 64, 1),
+            kScaleBadArgument);
+  EXPECT_EQ(scale(0, kFourCCBGRA, src.data(), INT32_MIN, 64, 1, kFourCCBGRA, dst.data(), 256, 64, 1), kScaleBadArgument);
   for (uint8_t b : dst) ASSERT_EQ(b, 0x33);
   EXPECT_STRNE(scaleImageLastError(), "");
 }

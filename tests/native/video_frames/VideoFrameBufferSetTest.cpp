@@ -7,6 +7,7 @@
 
 #include "RecordingImageScaler.h"
 #include "platform/imagescaler/ScaleImage.h"
+#include "video/frames/PictureLimits.h"
 #include "video/frames/VideoFrameBuffer.h"
 #include "video/frames/VideoFrameBufferSet.h"
 #include "video/frames/VideoOverlayFrames.h"
@@ -183,6 +184,8 @@ TEST(VideoFrameBufferSetFit, StretchCropAndSourceRectangleArguments) {
   }
 }
 
+// An empty selection draws nothing and is no failure; a buffer without a
+// picture on either side draws nothing and is one.
 TEST(VideoFrameBufferSetFit, DegenerateSelectionsDrawNothing) {
   RecordingImageScaler scaler(false);
   VideoFrameBuffer source, empty;
@@ -192,12 +195,15 @@ TEST(VideoFrameBufferSetFit, DegenerateSelectionsDrawNothing) {
     int32_t mode;
     uint32_t dstW, dstH;
     std::vector<uint32_t> crop, rect;
+    int status;
   } cases[] = {
-      {"crop as wide as the source", 1, 32, 16, {32, 32, 0, 0}, {}},
-      {"crop past the source", 4, 32, 16, {0, 0, 30, 0xFFFFFFF0u}, {}},
-      {"source rectangle off the source", 1, 32, 16, {}, {64, 0, 10, 10}},
-      {"zero-height source rectangle", 1, 32, 16, {}, {0, 0, 10, 0}},
-      {"crop to fill into no picture", 4, 0, 0, {}, {}},
+      {"crop as wide as the source", 1, 32, 16, {32, 32, 0, 0}, {}, 0},
+      {"crop past the source", 4, 32, 16, {0, 0, 30, 0xFFFFFFF0u}, {}, 0},
+      {"crops that wrap in 32 bits", 1, 32, 16, {0x80000000u, 0x80000000u, 0, 0}, {}, 0},
+      {"source rectangle off the source", 1, 32, 16, {}, {64, 0, 10, 10}, 0},
+      {"source rectangle at the 32-bit edge", 4, 32, 16, {}, {0x7FFFFFFFu, 0x80000000u, 1, 1}, 0},
+      {"zero-height source rectangle", 1, 32, 16, {}, {0, 0, 10, 0}, 0},
+      {"crop to fill into no picture", 4, 0, 0, {}, {}, -1},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -210,7 +216,7 @@ TEST(VideoFrameBufferSetFit, DegenerateSelectionsDrawNothing) {
     if (!c.crop.empty()) target.setCrop(c.crop.data(), 4);
     if (!c.rect.empty()) target.setSrcRect(c.rect.data(), 4);
     scaler.calls.clear();
-    EXPECT_EQ(target.scaleFrom(source, true), 0);
+    EXPECT_EQ(target.scaleFrom(source, true), c.status);
     EXPECT_TRUE(scaler.calls.empty());
   }
   VideoFrameBuffer target;
@@ -218,7 +224,7 @@ TEST(VideoFrameBufferSetFit, DegenerateSelectionsDrawNothing) {
   target.setImageScaler(&scaler);
   target.setScaleMode(kScaleModeLetterbox);
   scaler.calls.clear();
-  EXPECT_EQ(target.scaleFrom(empty, false), 0);  // a source of 0 x 0
+  EXPECT_EQ(target.scaleFrom(empty, false), -1);  // a source of 0 x 0
   EXPECT_TRUE(scaler.calls.empty());
 }
 
@@ -300,20 +306,47 @@ TEST(VideoFrameBufferSetOverlays, KeyOrderPassesAndSharedScratch) {
   EXPECT_EQ(scaler.calls[6].rectangles.dstBottom, 19);
 }
 
-TEST(VideoFrameBufferSetOverlays, ShortArraysAndReplacedFramesAreSafe) {
+TEST(VideoFrameBufferSetOverlays, LyingFieldsAndReplacedFramesAreSafe) {
   VideoFrameBufferSet set;
   VideoFrameBuffer frame;
   ASSERT_EQ(frame.allocBuffer(64, 32, kFourCCI420), 0);
   paintI420(frame, 50);
   VideoOverlayFrames overlays;
-  {
-    SCOPED_TRACE("an array shorter than its rows is not drawn");
+  // Fields that do not describe the array are never drawn: the scaler gets
+  // no call, and no scratch is made for them.
+  const struct {
+    const char* name;
+    uint32_t fourcc, bytes;
+    int32_t stride, frameStartOffset;
+    uint32_t width, height, dstWidth, dstHeight;
+  } lies[] = {
+      {"an array shorter than its rows", kFourCCBGRA, 100, 64, 0, 16, 16, 16, 16},
+      {"a stride shorter than a row", kFourCCBGRA, 4096, 60, 0, 16, 16, 16, 16},
+      {"a negative stride", kFourCCBGRA, 4096, -64, 0, 16, 16, 16, 16},
+      {"an offset past the array", kFourCCBGRA, 1024, 64, 1024, 16, 16, 16, 16},
+      {"a negative offset", kFourCCBGRA, 1024, 64, -1, 16, 16, 16, 16},
+      {"a code the scaler does not know", 0x12345678, 1024, 64, 0, 16, 16, 16, 16},
+      {"compressed data", kFourCCH264, 1024, 64, 0, 16, 16, 16, 16},
+      {"wider than an overlay may be", kFourCCBGRA, 4100 * 4, 4100 * 4, 0, 4100, 1, 16, 16},
+      {"no size on the frame", kFourCCBGRA, 1024, 64, 0, 16, 16, 0, 16},
+      {"a size on the frame that wraps", kFourCCBGRA, 1024, 64, 0, 16, 16, 0xFFFFFFFFu, 2},
+  };
+  for (const auto& lie : lies) {
+    SCOPED_TRACE(lie.name);
+    RecordingImageScaler scaler(true);
+    VideoFrameBufferSet watched(&scaler);
+    std::unique_ptr<uint8_t[]> pixels(new uint8_t[lie.bytes]);
+    std::memset(pixels.get(), 200, lie.bytes);  // alpha 200: would take the scratch
     auto overlay = std::make_unique<VideoOverlayFrame>();
-    overlay->setPlacement(0, 0, 16, 16, 17);
-    overlay->setFrame(kFourCCBGRA, std::unique_ptr<uint8_t[]>(new uint8_t[100]()), 100, 64, 0, 16, 16);
+    overlay->setPlacement(0, 0, lie.dstWidth, lie.dstHeight, 17);
+    overlay->setFrame(lie.fourcc, std::move(pixels), lie.bytes, lie.stride, lie.frameStartOffset, lie.width,
+                      lie.height);
     EXPECT_FALSE(overlay->isDrawable());
-    overlays.setOverlay(1, std::move(overlay));
-    ASSERT_EQ(set.applyOverlays2(frame, overlays), 0);
+    VideoOverlayFrames lying;
+    EXPECT_TRUE(lying.setOverlay(1, std::move(overlay)));
+    ASSERT_EQ(watched.applyOverlays2(frame, lying), 0);
+    EXPECT_TRUE(scaler.calls.empty());
+    EXPECT_EQ(lying.getScratch(), nullptr);
     EXPECT_EQ(lumaAt(frame, 0, 0), 50);
   }
   {
@@ -389,6 +422,34 @@ TEST(VideoFrameBufferSetOverlays, OpaqueBgraKeepsItsCodeAndDrawsInOnePass) {
   EXPECT_EQ(nearly->getBytes()[4 * 6 + 3], 255);
   auto other = makeOverlay(kFourCCBGR4, 4, 4, 0, 0, 0, 17);
   EXPECT_FALSE(other->isAlpha());
+}
+
+// An alpha overlay larger than the frame is skipped, so it must not size the
+// scratch either; and a provider holds at most kMaxOverlays keys.
+TEST(VideoFrameBufferSetOverlays, ScratchAndCountStayBounded) {
+  VideoFrameBufferSet set;
+  VideoFrameBuffer frame;
+  ASSERT_EQ(frame.allocBuffer(64, 32, kFourCCI420), 0);
+  paintI420(frame, 50);
+  VideoOverlayFrames overlays;
+  auto huge = makeOverlay(kFourCCBGRA, 4, 4, 100, 0, 0, 17);
+  huge->setPlacement(0, 0, kMaxPictureSide, 4096, 17);
+  ASSERT_TRUE(huge->isAlpha());
+  ASSERT_TRUE(huge->isDrawable());
+  overlays.setOverlay(1, std::move(huge));
+  overlays.setOverlay(2, makeOverlay(kFourCCBGRA, 8, 6, 100, 0, 0, 17));
+  ASSERT_EQ(set.applyOverlays2(frame, overlays), 0);
+  EXPECT_EQ(overlays.getScratchWidth(), 8u);
+  EXPECT_EQ(overlays.getScratchHeight(), 6u);
+
+  for (uint32_t key = 3; key <= kMaxOverlays; ++key) {
+    ASSERT_TRUE(overlays.setOverlay(key * 7, makeOverlay(kFourCCBGRA, 1, 1, 255, 0, 0, 17)));
+  }
+  EXPECT_EQ(overlays.getOverlayCount(), kMaxOverlays);
+  EXPECT_FALSE(overlays.setOverlay(5, makeOverlay(kFourCCBGRA, 1, 1, 255, 0, 0, 17)));
+  EXPECT_TRUE(overlays.setOverlay(2, makeOverlay(kFourCCBGRA, 2, 2, 255, 0, 0, 17))) << "a key held may be replaced";
+  overlays.removeOverlay(1);
+  EXPECT_TRUE(overlays.setOverlay(5, makeOverlay(kFourCCBGRA, 1, 1, 255, 0, 0, 17)));
 }
 
 TEST(VideoFrameBufferSetOverlays, SetOwnsBuffersAndBoundsIndices) {

@@ -1,9 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "platform/imagescaler/ScaleImage.h"
+#include "video/encoders/VideoEncoderVPX.h"
+#include "video/encoders/VideoFrameEncoded.h"
+#include "video/frames/PictureLimits.h"
+#include "video/frames/PictureMemoryBudget.h"
 #include "video/frames/VideoFrameBuffer.h"
 
 namespace cvx {
@@ -175,6 +181,95 @@ TEST(VideoFrameBufferPixels, GetFrameBGRASizeQueryAndCapacity) {
     ASSERT_LE(scaled[i], 1);
     ASSERT_EQ(scaled[i + 3], 255);
   }
+}
+
+// The VP8 encoder reads (height + 1) / 2 chroma rows of (width + 1) / 2
+// bytes: past the plane rule's block when a side is odd. The block covers
+// that (AddressSanitizer sees the encoder's copies), the layout stays.
+TEST(VideoFrameBufferVpxView, OddSizedPicturesEncodeWithinTheirBlocks) {
+  const uint32_t sizes[][2] = {{16, 5}, {15, 5}, {17, 3}, {2, 1}, {1, 1}, {3, 7}, {64, 47}};
+  for (uint32_t fourcc : {kFourCCI420, kFourCCYV12}) {
+    for (const auto& size : sizes) {
+      const uint32_t w = size[0], h = size[1];
+      SCOPED_TRACE(testing::Message() << w << "x" << h << (fourcc == kFourCCI420 ? " I420" : " YV12"));
+      VideoFrameBuffer frame;
+      ASSERT_EQ(frame.allocBuffer(w, h, fourcc), 0);
+      EXPECT_EQ(frame.getByteCount(), uint64_t{w} * h * 12 / 8) << "the layout's size stays";
+      EXPECT_EQ(frame.getPlane(2), frame.getBytes() + w * h + w * h / 4);
+      EXPECT_EQ(frame.getPlaneStride(1), static_cast<int32_t>(w / 2));
+      std::memset(frame.getBytes(), 128, VideoFrameBuffer::calcBlockBytes(w, h, fourcc));
+      VideoEncoderVPX encoder;
+      encoder.setDefaults(0, 0);
+      encoder.setFrameSize(w, h);
+      encoder.setBitrate(100000);
+      ASSERT_EQ(encoder.initialize(), 0);
+      std::vector<VideoFrameEncoded> out;
+      for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(encoder.addFrame(frame, 0), 0);
+        encoder.getEncodedFrames(out);
+      }
+      EXPECT_EQ(out.size(), 2u) << "both pictures were encoded";
+      for (VideoFrameEncoded& f : out) std::free(f.buffer);
+    }
+  }
+  EXPECT_EQ(VideoFrameBuffer::calcBlockBytes(16, 5, kFourCCI420), 124u);  // 120 + one chroma row's overhang
+  EXPECT_EQ(VideoFrameBuffer::calcBlockBytes(16, 4, kFourCCI420), 96u);
+  EXPECT_EQ(VideoFrameBuffer::calcBlockBytes(16, 5, kFourCCBGRA), 320u);
+}
+
+// Sizes past the limits, and blocks the budget refuses, leave a buffer
+// empty: no size, no planes, nothing pointing at a block it no longer has,
+// and every use of it draws nothing.
+TEST(VideoFrameBufferLimits, RefusedBlocksLeaveTheBufferEmptyAndInert) {
+  PictureMemoryBudget budget(100000);
+  struct Case {
+    const char* name;
+    uint32_t width, height, fourcc;
+  } cases[] = {
+      {"wider than the limit", kMaxPictureSide + 1, 16, kFourCCI420},
+      {"a width that wraps 32 bits", 0xFFFFFFFFu, 16, kFourCCBGRA},
+      {"more pixels than the limit", kMaxPictureSide, kMaxPictureSide, kFourCCBGRA},
+      {"more than the budget", 320, 240, kFourCCBGRA},
+  };
+  VideoFrameBuffer source;
+  ASSERT_EQ(source.allocBuffer(64, 48, kFourCCI420), 0);
+  std::memset(source.getBytes(), 90, source.getByteCount());
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    VideoFrameBuffer buffer;
+    buffer.setMemoryBudget(&budget);
+    ASSERT_EQ(buffer.allocBuffer(32, 16, kFourCCI420), 0);  // a block first, freed by the refusal
+    EXPECT_LT(budget.getAvailable(), 100000u);
+    buffer.setScaleMode(kScaleModeLetterbox);
+    EXPECT_EQ(buffer.allocBuffer(c.width, c.height, c.fourcc), -1);
+    EXPECT_EQ(budget.getAvailable(), 100000u) << "the old block's bytes went back";
+    EXPECT_EQ(buffer.getWidth(), 0u);
+    EXPECT_EQ(buffer.getHeight(), 0u);
+    EXPECT_EQ(buffer.getBytes(), nullptr);
+    for (int p = 0; p < 4; ++p) {
+      EXPECT_EQ(buffer.getPlane(p), nullptr);
+      EXPECT_EQ(buffer.getVpxImage()->planes[p], nullptr);
+    }
+    EXPECT_EQ(buffer.scaleFrom(source, true), -1);
+    VideoFrameBuffer target;
+    ASSERT_EQ(target.allocBuffer(16, 16, kFourCCBGRA), 0);
+    EXPECT_EQ(target.scaleFrom(buffer, true), -1);
+    uint64_t size = 1;
+    uint32_t width = 8, height = 8;
+    EXPECT_EQ(buffer.getFrameBGRA(nullptr, 0, &size, &width, &height, nullptr), 0);
+    EXPECT_EQ(size, 0u) << "no picture to read";
+    std::vector<uint8_t> bgra(8 * 8 * 4);
+    EXPECT_EQ(buffer.getFrameBGRA(bgra.data(), bgra.size(), &size, &width, &height, nullptr), -1);
+    EXPECT_EQ(VideoFrameBuffer::copyYV12ToNV12(buffer, source), -1);
+    // The same size later, once there is room again, gets its block.
+    EXPECT_EQ(buffer.allocBuffer(32, 16, kFourCCI420), 0);
+    EXPECT_NE(buffer.getPlane(0), nullptr);
+  }
+  // A read at a size past the limits is refused the same way.
+  uint64_t size = 1;
+  uint32_t width = kMaxPictureSide + 1, height = 2;
+  EXPECT_EQ(source.getFrameBGRA(nullptr, 0, &size, &width, &height, nullptr), 0);
+  EXPECT_EQ(size, 0u);
 }
 
 TEST(VideoFrameBufferCopies, YV12ToNV12AndBack) {

@@ -158,6 +158,35 @@ TEST_F(VideoDecoderStreamH264, DamageDropsPicturesUntilTheNextKeyFrame) {
   }
 }
 
+// A stream whose pictures are larger than the limit gives neither a sequence
+// nor a picture: the codec refuses them before allocating anything.
+TEST_F(VideoDecoderStreamH264, PicturesBeyondThePixelLimitAreNeitherReportedNorDecoded) {
+  for (uint32_t limit : {320u * 240u - 1u, 320u * 240u}) {
+    SCOPED_TRACE(limit);
+    const bool fits = limit >= 320u * 240u;
+    ClassDriver driver(openVideoDecoderStreamH264(nullptr, nullptr, nullptr), kFourccYV12);
+    driver.stream()->auxinfo(driver.stream(), limit, decoder_info::kSetMaxPixels, nullptr, 0);
+    const CodedPacket& first = fixture_.packets.front();
+    for (const Nal& nal : splitNals(fixture_.bytes.data() + first.position, first.size)) {
+      if ((nal.data[0] & 31) == 7 && driver.sps.empty()) driver.sps = withStartCode(nal);
+      if ((nal.data[0] & 31) == 8 && driver.pps.empty()) driver.pps = withStartCode(nal);
+    }
+    EXPECT_EQ((driver.configure({driver.sps, driver.pps}) & 0x101u) == 0x101u, fits);
+    for (size_t i = 0; i < fixture_.packets.size(); ++i) {
+      std::vector<std::pair<const uint8_t*, uint32_t>> frame;
+      const CodedPacket& packet = fixture_.packets[i];
+      for (const Nal& nal : splitNals(fixture_.bytes.data() + packet.position, packet.size)) {
+        if ((nal.data[0] & 31) != 7 && (nal.data[0] & 31) != 8) frame.emplace_back(nal.data, nal.size);
+      }
+      driver.addH264Frame(frame, timecodeOf(i), packet.key ? 1 : 2);
+      driver.decodeAll();
+    }
+    driver.finish();
+    EXPECT_EQ(driver.pictures.size(), fits ? fixture_.displayPacket.size() : 0u);
+    EXPECT_EQ(driver.sequences.size(), fits ? 1u : 0u);
+  }
+}
+
 TEST_F(VideoDecoderStreamH264, PictureIsWrittenOnlyIntoARecordOfItsSize) {
   ClassDriver driver(openVideoDecoderStreamH264(nullptr, nullptr, nullptr), kFourccYV12);
   feedH264(driver, fixture_);

@@ -1,95 +1,90 @@
 package com.corvane.cvx.transcoder.host;
 
-import com.corvane.cvx.transcoder.model.TranscoderLongByReference;
-import com.corvane.cvx.transcoder.model.TranscoderPacket;
-import com.corvane.cvx.transcoder.model.TranscoderSessionNative;
+import com.corvane.cvx.transcoder.AudioCodec;
+import com.corvane.cvx.transcoder.AudioDecoder;
+import com.corvane.cvx.transcoder.AudioEncoder;
+import com.corvane.cvx.transcoder.AudioImplementation;
+import com.corvane.cvx.transcoder.AudioPacket;
+import com.corvane.cvx.transcoder.PacketSink;
+import com.corvane.cvx.transcoder.Session;
+import com.corvane.cvx.transcoder.TranscoderException;
 
-import java.util.ArrayList;
+import java.io.IOException;
 import java.util.List;
 import java.util.function.Consumer;
 
 /**
- * The audio side of a session: one decoder picked by the input's FLV sound
- * format (the library's codec number), one sample buffer, and up to two
- * encoders, AAC for the FLV renditions and Vorbis for the WebM ones. Every
- * audio step that the library cannot do is reported and skipped: the video
- * is transcoded all the same.
+ * The audio side of a session: one decoder picked by the input's FLV sound format (the library's codec
+ * number), one sample buffer, and up to two encoders, AAC for the FLV renditions and Vorbis for the WebM
+ * ones. Every audio step that the library cannot do is reported and skipped: the video is transcoded all
+ * the same.
  */
 final class AudioPath {
-    static final int CODEC_MPEG_AUDIO = 2;
-    static final int CODEC_ALAW = 7;
-    static final int CODEC_MULAW = 8;
-    static final int CODEC_AAC = 10;
-    static final int CODEC_SPEEX = 11;
-    /** The implementation number that picks the MP3 decoder for codec 2. */
-    static final int IMPLEMENTATION_MP3 = 3;
     /** FLV carries G.711 at 8 kHz only. */
     static final int G711_RATE = 8000;
 
-    /** Receives the encoded packets of one encoder. */
-    interface PacketSink {
-        void accept(TranscoderPacket packet) throws java.io.IOException;
-    }
-
-    private final TranscoderSessionNative lib;
-    private final long session;
-    private final int codec;
+    private final AudioDecoder decoder;
     private int sampleRate;
     private int channels;
     private int capacity;
-    private int aacEncoder = -1;
-    private int vorbisEncoder = -1;
+    private AudioEncoder aacEncoder;
+    private AudioEncoder vorbisEncoder;
     private AudioFormat aacFormat;
     private AudioFormat vorbisFormat;
-    private final List<TranscoderPacket> packets = new ArrayList<>();
     private long packetsIn;
 
-    private AudioPath(TranscoderSessionNative lib, long session, int codec) {
-        this.lib = lib;
-        this.session = session;
-        this.codec = codec;
+    private AudioPath(AudioDecoder decoder) {
+        this.decoder = decoder;
     }
 
     /**
-     * Builds the audio side before frames flow, or answers null with the reason
-     * told to {@code say} when there is nothing the library can do with it.
+     * Builds the audio side before frames flow, or answers null with the reason told to {@code say} when
+     * there is nothing the library can do with it.
      */
-    static AudioPath open(TranscoderSessionNative lib, long session, InputProbe probe, boolean wantAac,
-            boolean wantVorbis, long bitrate, Consumer<String> say) {
+    static AudioPath open(Session session, InputProbe probe, boolean wantAac, boolean wantVorbis, long bitrate,
+            Consumer<String> say) {
         String name = InputProbe.audioCodecName(probe.audioCodec) + " (codec " + probe.audioCodec + ")";
-        int implementation = probe.audioCodec == CODEC_MPEG_AUDIO ? IMPLEMENTATION_MP3 : 0;
-        if (TranscoderSessionNative.failed(lib.audioDecoderCreate(session, probe.audioCodec, implementation))) {
+        AudioCodec codec = AudioCodec.of(probe.audioCodec);
+        if (codec == null || !codec.hasDecoder()) {
             say.accept("audio skipped: this library has no decoder for " + name);
             return null;
         }
-        AudioPath path = new AudioPath(lib, session, probe.audioCodec);
+        AudioDecoder decoder;
+        try {
+            // FLV's MP3 is MPEG audio layer III.
+            decoder = session.audioDecoder(codec)
+                    .implementation(codec == AudioCodec.MPEG_AUDIO ? AudioImplementation.MP3 : AudioImplementation.DEFAULT)
+                    .open();
+        } catch (TranscoderException e) {
+            say.accept(e.export().equals("audioDecoderCreate") ? "audio skipped: this library has no decoder for " + name
+                    : "audio skipped: the " + name + " decoder did not initialise");
+            return null;
+        }
+        AudioPath path = new AudioPath(decoder);
         if (!path.startDecoder(probe, name, say)) {
             return null;
         }
         if (wantAac) {
-            path.openAac(bitrate, say);
+            path.openAac(session, bitrate, say);
         }
         if (wantVorbis) {
-            path.openVorbis(bitrate, say);
+            path.openVorbis(session, bitrate, say);
         }
-        if (path.aacEncoder < 0 && path.vorbisEncoder < 0) {
+        if (path.aacEncoder == null && path.vorbisEncoder == null) {
             return null;
         }
         return path;
     }
 
     private boolean startDecoder(InputProbe probe, String name, Consumer<String> say) {
-        if (TranscoderSessionNative.failed(lib.audioDecoderInitialize(session))) {
-            say.accept("audio skipped: the " + name + " decoder did not initialise");
-            return false;
-        }
-        if (codec == CODEC_AAC) {
+        if (decoder.codec() == AudioCodec.AAC) {
             if (probe.audioConfig == null || probe.audioConfig.length < 2) {
                 say.accept("audio skipped: the AAC stream has no AudioSpecificConfig");
                 return false;
             }
-            if (TranscoderSessionNative.failed(
-                    lib.audioDecoderDecodeCodecConfig(session, probe.audioConfig, 0, probe.audioConfig.length))) {
+            try {
+                decoder.decodeCodecConfig(probe.audioConfig);
+            } catch (TranscoderException e) {
                 say.accept("audio skipped: the AAC decoder refused the stream's configuration");
                 return false;
             }
@@ -103,26 +98,25 @@ final class AudioPath {
         // which is decoded once more for its samples when the stream runs.
         byte[] first = isG711() ? description(G711_RATE, probe.firstAudio.soundStereo ? 2 : 1)
                 : probe.firstAudio.data;
-        lib.audioDecoderDecodeFirstFrame(session, first, 0, first.length);
-        if (lib.audioDecoderIsFirstFrameDecoded(session) != 1) {
-            say.accept("audio skipped: the " + name + " decoder could not read the first frame");
+        try {
+            if (!decoder.decodeFirstFrame(first, 0, first.length)) {
+                say.accept("audio skipped: the " + name + " decoder could not read the first frame");
+                return false;
+            }
+            sampleRate = decoder.sampleRate();
+            channels = decoder.channels();
+            if (sampleRate <= 0 || channels <= 0 || channels > 8) {
+                say.accept("audio skipped: the " + name + " decoder reports " + sampleRate + " Hz, " + channels
+                        + " channels");
+                return false;
+            }
+            capacity = isG711() ? probe.firstAudio.data.length : frameSamples();
+            decoder.buffers(1, capacity);
+            return true;
+        } catch (TranscoderException e) {
+            say.accept("audio skipped: " + e.getMessage());
             return false;
         }
-        TranscoderLongByReference rate = new TranscoderLongByReference();
-        TranscoderLongByReference count = new TranscoderLongByReference();
-        lib.audioDecoderGetSampleRate(session, rate);
-        lib.audioDecoderGetChannels(session, count);
-        sampleRate = (int) rate.value;
-        channels = (int) count.value;
-        if (sampleRate <= 0 || channels <= 0 || channels > 8) {
-            say.accept("audio skipped: the " + name + " decoder reports " + sampleRate + " Hz, " + channels
-                    + " channels");
-            return false;
-        }
-        capacity = isG711() ? probe.firstAudio.data.length : frameSamples();
-        return !TranscoderSessionNative.failed(lib.audioDecoderBuffersCreate(session, 1))
-                && !TranscoderSessionNative.failed(
-                        lib.audioDecoderBuffersAllocate(session, capacity, channels, sampleRate));
     }
 
     /**
@@ -130,61 +124,52 @@ final class AudioPath {
      * exactly 1024 samples whole, so an AAC source's buffer must be that size.
      */
     private int frameSamples() {
-        return switch (codec) {
-            case CODEC_AAC -> 1024;
-            case CODEC_MPEG_AUDIO -> 1152;
+        return switch (decoder.codec()) {
+            case AAC -> 1024;
+            case MPEG_AUDIO -> 1152;
             default -> 2048;
         };
     }
 
     private boolean isG711() {
-        return codec == CODEC_ALAW || codec == CODEC_MULAW;
+        return decoder.codec() == AudioCodec.G711_ALAW || decoder.codec() == AudioCodec.G711_MULAW;
     }
 
-    private void openAac(long bitrate, Consumer<String> say) {
+    private void openAac(Session session, long bitrate, Consumer<String> say) {
         if (!AudioFormat.aacHasRate(sampleRate)) {
             say.accept("AAC audio skipped: AAC has no rate index for " + sampleRate + " Hz");
             return;
         }
-        TranscoderLongByReference index = new TranscoderLongByReference(-1);
-        if (TranscoderSessionNative.failed(lib.audioEncoderAdd(session, CODEC_AAC, 0, index))) {
-            say.accept("no AAC encoder in this library: FLV renditions are written without audio");
-            return;
+        try {
+            // The encoder's ceiling is six bits a sample; asking no more keeps its log quiet.
+            aacEncoder = session.audioEncoder(AudioCodec.AAC).sampleRate(sampleRate).channels(channels)
+                    .bitrate(Math.min(bitrate, 6L * sampleRate * channels)).open();
+            aacFormat = AudioFormat.aac(sampleRate, channels);
+        } catch (TranscoderException e) {
+            say.accept(e.export().equals("audioEncoderAdd")
+                    ? "no AAC encoder in this library: FLV renditions are written without audio"
+                    : "the AAC encoder did not initialise: FLV renditions are written without audio");
         }
-        int e = (int) index.value;
-        // The encoder's ceiling is six bits a sample; asking no more keeps its log quiet.
-        long rate = Math.min(bitrate, 6L * sampleRate * channels);
-        lib.audioEncoderSetSampleRate(session, e, sampleRate);
-        lib.audioEncoderSetChannels(session, e, channels);
-        lib.audioEncoderSetBitrate(session, e, rate);
-        if (TranscoderSessionNative.failed(lib.audioEncoderInitialize(session, e))) {
-            say.accept("the AAC encoder did not initialise: FLV renditions are written without audio");
-            return;
-        }
-        aacEncoder = e;
-        aacFormat = AudioFormat.aac(sampleRate, channels);
     }
 
-    private void openVorbis(long bitrate, Consumer<String> say) {
-        TranscoderLongByReference index = new TranscoderLongByReference(-1);
-        if (TranscoderSessionNative.failed(lib.audioEncoderAdd(session, 9, 0, index))) {
-            say.accept("no Vorbis encoder in this library: WebM renditions are written without audio");
-            return;
+    private void openVorbis(Session session, long bitrate, Consumer<String> say) {
+        try {
+            AudioEncoder encoder = session.audioEncoder(AudioCodec.VORBIS).sampleRate(sampleRate).channels(channels)
+                    .bitrate(vorbisBitrate(bitrate, sampleRate, channels)).open();
+            List<AudioPacket> headers = encoder.headers();
+            if (headers.size() == 3) {
+                vorbisEncoder = encoder;
+                vorbisFormat = AudioFormat.vorbis(sampleRate, channels, headers.stream().map(AudioPacket::data).toList());
+                return;
+            }
+        } catch (TranscoderException e) {
+            if (e.export().equals("audioEncoderAdd")) {
+                say.accept("no Vorbis encoder in this library: WebM renditions are written without audio");
+                return;
+            }
         }
-        int e = (int) index.value;
-        lib.audioEncoderSetSampleRate(session, e, sampleRate);
-        lib.audioEncoderSetChannels(session, e, channels);
-        lib.audioEncoderSetBitrate(session, e, vorbisBitrate(bitrate, sampleRate, channels));
-        List<TranscoderPacket> headers = new ArrayList<>();
-        if (TranscoderSessionNative.failed(lib.audioEncoderInitialize(session, e))
-                || TranscoderSessionNative.failed(lib.audioEncoderGetHeaders(session, e, headers))
-                || headers.size() != 3) {
-            say.accept("the Vorbis encoder did not initialise for " + sampleRate + " Hz, " + channels
-                    + " channels: WebM renditions are written without audio");
-            return;
-        }
-        vorbisEncoder = e;
-        vorbisFormat = AudioFormat.vorbis(sampleRate, channels, headers.stream().map(p -> p.buffer).toList());
+        say.accept("the Vorbis encoder did not initialise for " + sampleRate + " Hz, " + channels
+                + " channels: WebM renditions are written without audio");
     }
 
     /** Vorbis's managed mode accepts a band of rates that narrows with the sample rate. */
@@ -215,37 +200,24 @@ final class AudioPath {
     }
 
     /** Decodes one FLV audio tag and hands each encoder's packets to its sink. */
-    void feed(FlvReader.Tag tag, PacketSink aacSink, PacketSink vorbisSink) throws HostException, java.io.IOException {
-        if (tag.config || tag.data.length == 0 || tag.codec != codec) {
+    void feed(FlvReader.Tag tag, PacketSink<AudioPacket, IOException> aacSink,
+            PacketSink<AudioPacket, IOException> vorbisSink) throws IOException {
+        if (tag.config || tag.data.length == 0 || tag.codec != decoder.codec().number()) {
             return;
         }
         if (isG711() && tag.data.length != capacity) {
             // One byte is one sample: the buffer holds exactly one packet, which
             // is what the AAC encoder's whole-buffer path needs.
             capacity = tag.data.length;
-            check(lib.audioDecoderBuffersAllocate(session, capacity, channels, sampleRate), "audioDecoderBuffersAllocate");
+            decoder.buffers(1, capacity);
         }
-        check(lib.audioDecoderDecodeFrame(session, tag.data, 0, tag.data.length, tag.timestamp, 0),
-                "audioDecoderDecodeFrame");
+        decoder.decode(tag.data, tag.timestamp, 0);
         packetsIn++;
-        encode(aacEncoder, aacSink);
-        encode(vorbisEncoder, vorbisSink);
-    }
-
-    private void encode(int encoder, PacketSink sink) throws HostException, java.io.IOException {
-        if (encoder < 0) {
-            return;
+        if (aacEncoder != null) {
+            aacEncoder.encode(0, aacSink);
         }
-        packets.clear();
-        check(lib.audioEncoderAddSampleBuffer(session, encoder, 0, packets), "audioEncoderAddSampleBuffer");
-        for (TranscoderPacket p : packets) {
-            sink.accept(p);
-        }
-    }
-
-    private static void check(long status, String what) throws HostException {
-        if (TranscoderSessionNative.failed(status)) {
-            throw new HostException(HostException.LIBRARY, what + " answered failure (" + status + ")");
+        if (vorbisEncoder != null) {
+            vorbisEncoder.encode(0, vorbisSink);
         }
     }
 

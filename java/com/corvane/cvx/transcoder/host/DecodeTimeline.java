@@ -1,6 +1,7 @@
 package com.corvane.cvx.transcoder.host;
 
-import com.corvane.cvx.transcoder.model.TranscoderPacket;
+import com.corvane.cvx.transcoder.PictureType;
+import com.corvane.cvx.transcoder.VideoPacket;
 
 import java.io.IOException;
 import java.util.ArrayDeque;
@@ -22,13 +23,13 @@ import java.util.PriorityQueue;
 final class DecodeTimeline {
     /** Receives each packet with its times, in decode order. */
     interface Sink {
-        void write(TranscoderPacket packet, long presentation, long decode) throws IOException;
+        void write(VideoPacket packet, long presentation, long decode) throws IOException;
     }
 
     /** More frames than any encoder reorders across. */
     static final int WINDOW = 24;
 
-    private final ArrayDeque<TranscoderPacket> pending = new ArrayDeque<>();
+    private final ArrayDeque<VideoPacket> pending = new ArrayDeque<>();
     private final PriorityQueue<Long> times = new PriorityQueue<>();
     private final Sink sink;
     private long shift = -1;
@@ -38,9 +39,9 @@ final class DecodeTimeline {
         this.sink = sink;
     }
 
-    void add(TranscoderPacket packet) throws IOException {
+    void add(VideoPacket packet) throws IOException {
         pending.add(packet);
-        times.add(packet.timecode);
+        times.add(packet.timecode());
         if (pending.size() > WINDOW) {
             release();
         }
@@ -65,9 +66,9 @@ final class DecodeTimeline {
         if (shift < 0) {
             shift = measureShift();
         }
-        TranscoderPacket packet = pending.poll();
+        VideoPacket packet = pending.poll();
         long rank = times.poll();
-        long presentation = packet.timecode + shift;
+        long presentation = packet.timecode() + shift;
         // Should a later stretch reorder deeper than the shift allows, the
         // decode time gives way (it only has to rise and stay at or before the
         // presentation time); presentation times are never bent while room is left.
@@ -89,12 +90,12 @@ final class DecodeTimeline {
         long step = Long.MAX_VALUE;
         boolean bidirectional = false;
         int i = 0;
-        for (TranscoderPacket p : pending) {
-            most = Math.max(most, sorted.get(i) - p.timecode);
+        for (VideoPacket p : pending) {
+            most = Math.max(most, sorted.get(i) - p.timecode());
             if (i > 0 && sorted.get(i) > sorted.get(i - 1)) {
                 step = Math.min(step, sorted.get(i) - sorted.get(i - 1));
             }
-            bidirectional |= p.frameType == 3;
+            bidirectional |= p.pictureType() == PictureType.BIDIRECTIONAL;
             i++;
         }
         if (bidirectional && step != Long.MAX_VALUE) {

@@ -1,6 +1,7 @@
 package com.corvane.cvx.transcoder.host;
 
-import com.corvane.cvx.transcoder.model.TranscoderPacket;
+import com.corvane.cvx.transcoder.AudioPacket;
+import com.corvane.cvx.transcoder.VideoPacket;
 
 import java.io.BufferedOutputStream;
 import java.io.ByteArrayOutputStream;
@@ -99,10 +100,10 @@ public final class FlvWriter implements MediaWriter {
     }
 
     @Override
-    public void writeVideo(TranscoderPacket packet) throws IOException {
+    public void writeVideo(VideoPacket packet) throws IOException {
         if (!sequenceHeaderWritten) {
             // A decoder can only start at a key frame that carries the parameter sets.
-            byte[] config = packet.frameType == 1 ? decoderConfiguration(packet.buffer) : null;
+            byte[] config = packet.isKeyFrame() ? decoderConfiguration(packet.data()) : null;
             if (config == null) {
                 return;
             }
@@ -116,14 +117,14 @@ public final class FlvWriter implements MediaWriter {
     }
 
     @Override
-    public void writeAudio(TranscoderPacket packet) throws IOException {
-        if (audio == null || packet.buffer == null || packet.buffer.length == 0) {
+    public void writeAudio(AudioPacket packet) throws IOException {
+        if (audio == null || packet.data().length == 0) {
             return;
         }
-        byte[] body = new byte[2 + packet.buffer.length];
+        byte[] body = new byte[2 + packet.data().length];
         body[0] = (byte) AAC_SOUND_BYTE;
         body[1] = 1;
-        System.arraycopy(packet.buffer, 0, body, 2, packet.buffer.length);
+        System.arraycopy(packet.data(), 0, body, 2, packet.data().length);
         long time = packet.timecodeMillis() - origin;
         interleaver.addAudio(time, new Body(time, body));
     }
@@ -139,10 +140,10 @@ public final class FlvWriter implements MediaWriter {
     }
 
     /** A video packet with its times settled: the audio may now be placed around it. */
-    private void timed(TranscoderPacket packet, long presentation, long decode) throws IOException {
-        byte[] units = withoutDelimiters(packet.buffer);
+    private void timed(VideoPacket packet, long presentation, long decode) throws IOException {
+        byte[] units = withoutDelimiters(packet.data());
         byte[] body = new byte[5 + units.length];
-        body[0] = (byte) ((packet.frameType == 1 ? 0x10 : 0x20) | 7);
+        body[0] = (byte) ((packet.isKeyFrame() ? 0x10 : 0x20) | 7);
         body[1] = 1;
         int offset = (int) (presentation - decode);
         body[2] = (byte) (offset >> 16);

@@ -1,5 +1,7 @@
 package com.corvane.cvx.transcoder.host;
 
+import com.corvane.cvx.transcoder.H264Settings;
+
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
@@ -7,16 +9,12 @@ import java.util.Locale;
 
 /** The reference host's command line. */
 public final class HostOptions {
-    static final String[] PRESETS = {"ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow",
-        "slower", "veryslow", "placebo"};
-
     public Path input;
     public Path outputDir = Path.of("out");
     public LadderPlan ladder;
-    /** H.264 profile family: 0 baseline (live, no B-frames), 1 main, 2 high. */
-    public int profile = TranscodeSession.PROFILE_MAIN;
-    /** H.264 speed preset, 0 ultrafast .. 9 placebo. */
-    public int preset = 2;
+    /** H.264 profile family: baseline (live, no B-frames), main, high. */
+    public H264Settings.Profile profile = H264Settings.Profile.MAIN;
+    public H264Settings.Preset preset = H264Settings.Preset.VERYFAST;
     public long audioBitrate = 128_000;
     /** Decoding threads: a host running one stream may use the machine's cores. */
     public int decoderThreads = Math.min(4, Runtime.getRuntime().availableProcessors());
@@ -68,14 +66,14 @@ public final class HostOptions {
         return args[i];
     }
 
-    private static int preset(String v) throws HostException {
-        for (int i = 0; i < PRESETS.length; i++) {
-            if (PRESETS[i].equals(v.toLowerCase(Locale.ROOT)) || Integer.toString(i).equals(v)) {
-                return i;
+    private static H264Settings.Preset preset(String v) throws HostException {
+        for (H264Settings.Preset p : H264Settings.Preset.values()) {
+            if (p.name().equalsIgnoreCase(v) || Integer.toString(p.ordinal()).equals(v)) {
+                return p;
             }
         }
-        throw new HostException(HostException.USAGE, "unknown preset '" + v + "' (0..9 or " + String.join(", ", PRESETS)
-                + ")");
+        throw new HostException(HostException.USAGE, "unknown preset '" + v + "' (0..9 or ultrafast, superfast,"
+                + " veryfast, faster, fast, medium, slow, slower, veryslow, placebo)");
     }
 
     private static int threads(String v) throws HostException {
@@ -90,11 +88,11 @@ public final class HostOptions {
         throw new HostException(HostException.USAGE, "decoder threads '" + v + "' is not 1..16");
     }
 
-    private static int profile(String v) throws HostException {
+    private static H264Settings.Profile profile(String v) throws HostException {
         return switch (v.toLowerCase(Locale.ROOT)) {
-            case "baseline", "0" -> TranscodeSession.PROFILE_BASELINE;
-            case "main", "1" -> TranscodeSession.PROFILE_MAIN;
-            case "high", "2" -> TranscodeSession.PROFILE_HIGH;
+            case "baseline", "0" -> H264Settings.Profile.BASELINE;
+            case "main", "1" -> H264Settings.Profile.MAIN;
+            case "high", "2" -> H264Settings.Profile.HIGH;
             default -> throw new HostException(HostException.USAGE, "unknown profile '" + v
                     + "' (baseline, main or high)");
         };

@@ -1,6 +1,7 @@
 package com.corvane.cvx.transcoder.host;
 
-import com.corvane.cvx.transcoder.model.TranscoderPacket;
+import com.corvane.cvx.transcoder.AudioPacket;
+import com.corvane.cvx.transcoder.VideoPacket;
 
 import java.io.IOException;
 
@@ -10,9 +11,9 @@ import java.io.IOException;
  * audio with sample positions. The writer orders the two streams itself.
  */
 public interface MediaWriter extends AutoCloseable {
-    void writeVideo(TranscoderPacket packet) throws IOException;
+    void writeVideo(VideoPacket packet) throws IOException;
 
-    void writeAudio(TranscoderPacket packet) throws IOException;
+    void writeAudio(AudioPacket packet) throws IOException;
 
     /** Flushes what the writer still holds and completes the file. */
     @Override

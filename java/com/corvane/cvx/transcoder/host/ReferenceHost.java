@@ -1,6 +1,6 @@
 package com.corvane.cvx.transcoder.host;
 
-import com.corvane.cvx.transcoder.model.TranscoderSessionNative;
+import com.corvane.cvx.transcoder.Transcoder;
 
 import java.io.IOException;
 import java.io.PrintStream;
@@ -9,7 +9,7 @@ import java.util.Locale;
 
 /**
  * The reference host: transcodes an FLV file into a ladder of renditions
- * through the library's exports only, as a media server would. Prints a
+ * through the library's Java API, as a media server would. Prints a
  * progress line while it runs and a table of the renditions at the end.
  * Every failure is one line on the error stream and an exit code (see
  * {@link HostException}); user mistakes never show a stack trace.
@@ -49,9 +49,9 @@ public final class ReferenceHost {
             throw new HostException(HostException.OUTPUT, "cannot create the output folder " + options.outputDir
                     + ": " + e.getMessage());
         }
-        TranscoderSessionNative lib = load();
+        load();
         ProgressMeter progress = new ProgressMeter(err, !options.quiet, System.console() != null);
-        try (TranscodeSession session = new TranscodeSession(lib, options, err)) {
+        try (TranscodeSession session = new TranscodeSession(options, err)) {
             session.open(options.input, watermark);
             InputProbe probe = session.probe();
             out.printf(Locale.ROOT, "input  %s: %s %.3f fps%s%n", options.input,
@@ -64,11 +64,9 @@ public final class ReferenceHost {
         }
     }
 
-    private static TranscoderSessionNative load() throws HostException {
+    private static void load() throws HostException {
         try {
-            TranscoderSessionNative lib = new TranscoderSessionNative();
-            lib.nativeInitialize();
-            return lib;
+            Transcoder.natives();
         } catch (UnsatisfiedLinkError | NoClassDefFoundError | SecurityException e) {
             throw new HostException(HostException.LIBRARY, "cannot load the transcoder library ("
                     + e.getMessage() + "); set -Dcvx.transcoder.library=/path/to/libcvx-transcoder.so");

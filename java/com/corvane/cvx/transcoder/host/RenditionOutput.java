@@ -1,14 +1,23 @@
 package com.corvane.cvx.transcoder.host;
 
-import java.nio.file.Path;
+import com.corvane.cvx.transcoder.PacketSink;
+import com.corvane.cvx.transcoder.Rendition;
+import com.corvane.cvx.transcoder.VideoEncoder;
+import com.corvane.cvx.transcoder.VideoPacket;
 
-/** One rung while it runs: its library indices, its writer and its figures. */
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+
+/** One rung while it runs: its rendition and encoder, its writer and its figures. */
 final class RenditionOutput {
     final RenditionPlan plan;
     final Path file;
-    /** The rendition's item in the encoder buffer set. */
-    int item = -1;
-    int encoder = -1;
+    Rendition rendition;
+    VideoEncoder encoder;
+    /** One picture's packets, gathered while the encoder is timed and written after. */
+    final List<VideoPacket> pending = new ArrayList<>();
+    final PacketSink<VideoPacket, RuntimeException> collect = pending::add;
     MediaWriter writer;
     boolean closed;
     boolean hasAudio;

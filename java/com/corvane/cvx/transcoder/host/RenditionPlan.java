@@ -1,5 +1,8 @@
 package com.corvane.cvx.transcoder.host;
 
+import com.corvane.cvx.transcoder.ScaleMode;
+import com.corvane.cvx.transcoder.VideoCodec;
+
 import java.util.Locale;
 
 /**
@@ -126,6 +129,19 @@ public final class RenditionPlan {
 
     public int scaleMode() {
         return scaleMode;
+    }
+
+    public VideoCodec videoCodec() {
+        return isH264() ? VideoCodec.H264 : VideoCodec.VP8;
+    }
+
+    /** The library fits by letterbox (1) or crop (4), and stretches for any other number. */
+    public ScaleMode fit() {
+        return switch (scaleMode) {
+            case SCALE_LETTERBOX -> ScaleMode.LETTERBOX;
+            case SCALE_CROP -> ScaleMode.CROP;
+            default -> ScaleMode.STRETCH;
+        };
     }
 
     public boolean isH264() {

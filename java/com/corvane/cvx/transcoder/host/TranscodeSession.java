@@ -1,58 +1,50 @@
 package com.corvane.cvx.transcoder.host;
 
-import com.corvane.cvx.transcoder.model.TranscoderLogStatement;
-import com.corvane.cvx.transcoder.model.TranscoderLongByReference;
-import com.corvane.cvx.transcoder.model.TranscoderNativeParameterValue;
-import com.corvane.cvx.transcoder.model.TranscoderPacket;
-import com.corvane.cvx.transcoder.model.TranscoderSessionNative;
+import com.corvane.cvx.transcoder.AudioPacket;
+import com.corvane.cvx.transcoder.FrameType;
+import com.corvane.cvx.transcoder.LogEntry;
+import com.corvane.cvx.transcoder.PacketSink;
+import com.corvane.cvx.transcoder.PictureSink;
+import com.corvane.cvx.transcoder.Session;
+import com.corvane.cvx.transcoder.Transcoder;
+import com.corvane.cvx.transcoder.TranscoderException;
+import com.corvane.cvx.transcoder.VideoCodec;
+import com.corvane.cvx.transcoder.VideoDecoder;
+import com.corvane.cvx.transcoder.VideoEncoder;
+import com.corvane.cvx.transcoder.VideoPacket;
 
 import java.io.IOException;
 import java.io.PrintStream;
 import java.nio.file.Path;
-import java.util.ArrayDeque;
 import java.util.ArrayList;
 import java.util.List;
 
 /**
- * Drives one library session over one FLV input, in the order a media server
- * uses the exports: build the structure once (decoder, buffers, renditions,
- * encoders, audio), then for each frame decode, transfer to every rendition,
- * encode, and hand the packets to the writers.
+ * Drives one library session over one FLV input, as a media server uses the library: build the structure
+ * once (decoder, renditions, encoders, audio), then for each frame decode, transfer the picture to every
+ * rendition, encode, and hand the packets to the writers.
  */
 public final class TranscodeSession implements AutoCloseable {
-    /** videoDecoderDecode flags. */
-    private static final long FLAG_INPUT_EMPTY = 1;
-    private static final long FLAG_PICTURE = 4;
-    private static final long FLAG_NOT_SHOWN = 8;
-    /** Encoder profile families of setDefaults' first argument. */
-    public static final int PROFILE_BASELINE = 0;
-    public static final int PROFILE_MAIN = 1;
-    public static final int PROFILE_HIGH = 2;
-    private static final int LOG_FAULT = 3;
-    private static final int DECODER_SETTING_THREADS = 1;
-    private static final int KEPT_FAULTS = 5;
-
     /** Told about progress after every picture. */
     public interface Progress {
         void update(long pictures, long mediaMillis);
     }
 
-    private final TranscoderSessionNative lib;
     private final HostOptions options;
     private final PrintStream messages;
     private final List<RenditionOutput> outputs = new ArrayList<>();
-    private final List<TranscoderPacket> encoded = new ArrayList<>();
-    private final List<TranscoderLogStatement> log = new ArrayList<>();
-    private final ArrayDeque<String> recentFaults = new ArrayDeque<>();
-    private final TranscoderLongByReference flags = new TranscoderLongByReference();
-    private long session;
+    /** The per-frame callbacks, made once. */
+    private final PictureSink<IOException> onPicture = this::picture;
+    private final PacketSink<AudioPacket, IOException> toFlv = this::toFlv;
+    private final PacketSink<AudioPacket, IOException> toWebm = this::toWebm;
+    private Session session;
+    private VideoDecoder decoder;
     private InputProbe probe;
     private AudioPath audio;
     private long pictures;
     private long videoPacketsIn;
 
-    public TranscodeSession(TranscoderSessionNative lib, HostOptions options, PrintStream messages) {
-        this.lib = lib;
+    public TranscodeSession(HostOptions options, PrintStream messages) {
         this.options = options;
         this.messages = messages;
     }
@@ -80,38 +72,39 @@ public final class TranscodeSession implements AutoCloseable {
     /** Builds everything before the first frame. */
     public void open(Path input, Watermark watermark) throws HostException {
         probe = InputProbe.read(input);
-        session = lib.createInstance();
-        if (session == 0) {
-            throw new HostException(HostException.LIBRARY, "the library could not create a session");
+        try {
+            session = Transcoder.session().logSink(this::print).open();
+            openVideoDecoder();
+            openRenditions(input, watermark);
+            if (probe.audioCodec >= 0 && !options.noAudio) {
+                audio = AudioPath.open(session, probe, options.ladder.hasH264(), options.ladder.hasVp8(),
+                        options.audioBitrate, text -> messages.println("note: " + text));
+            }
+            // The codec configuration comes after the encoders exist, so that they take the stream's frame rate.
+            if (probe.videoConfig != null) {
+                decoder.decodeCodecConfig(probe.videoConfig);
+            }
+            openWriters();
+            session.drainLog();
+        } catch (TranscoderException e) {
+            throw library(e);
         }
-        openVideoDecoder();
-        openRenditions(input, watermark);
-        if (probe.audioCodec >= 0 && !options.noAudio) {
-            audio = AudioPath.open(lib, session, probe, options.ladder.hasH264(), options.ladder.hasVp8(),
-                    options.audioBitrate, text -> messages.println("note: " + text));
-        }
-        // The codec configuration comes after the encoders exist, so that they take the stream's frame rate.
-        if (probe.videoConfig != null) {
-            check(lib.videoDecoderDecodeCodecConfig(session, probe.videoConfig, 0, probe.videoConfig.length),
-                    "videoDecoderDecodeCodecConfig");
-        }
-        openWriters();
-        drainLog();
     }
 
     private void openVideoDecoder() throws HostException {
-        long status = lib.videoDecoderCreate(session, probe.videoCodec, 0);
-        if (TranscoderSessionNative.failed(status)) {
-            throw new HostException(HostException.INPUT, "unsupported video codec: "
-                    + InputProbe.videoCodecName(probe.videoCodec) + " (FLV codec id " + probe.videoCodec
-                    + ") has no decoder in this library");
+        HostException unsupported = new HostException(HostException.INPUT, "unsupported video codec: "
+                + InputProbe.videoCodecName(probe.videoCodec) + " (FLV codec id " + probe.videoCodec
+                + ") has no decoder in this library");
+        // FLV's codec ids are the library's codec numbers.
+        VideoCodec codec = VideoCodec.of(probe.videoCodec);
+        if (codec == null || !codec.hasDecoder()) {
+            throw unsupported;
         }
-        check(lib.videoDecoderBuffersCreate(session, 1), "videoDecoderBuffersCreate");
-        // Setting 1 of the stream decoders: their thread count, read when they initialise.
-        lib.videoDecoderSetParameterValues(session, new TranscoderNativeParameterValue[] {
-            TranscoderNativeParameterValue.ofLong(DECODER_SETTING_THREADS, options.decoderThreads)});
-        check(lib.videoDecoderInitialize(session), "videoDecoderInitialize");
-        check(lib.videoEncoderBufferSetsCreate(session, 1), "videoEncoderBufferSetsCreate");
+        try {
+            decoder = session.videoDecoder(codec).threads(options.decoderThreads).open();
+        } catch (TranscoderException e) {
+            throw e.export().equals("videoDecoderCreate") ? unsupported : library(e);
+        }
     }
 
     private void openRenditions(Path input, Watermark watermark) throws HostException {
@@ -125,28 +118,20 @@ public final class TranscodeSession implements AutoCloseable {
             }
             names.add(name);
             RenditionOutput out = new RenditionOutput(plan, options.outputDir.resolve(name));
-            TranscoderLongByReference index = new TranscoderLongByReference(-1);
-            check(lib.videoEncoderBufferAdd(session, plan.width(), plan.height(), plan.scaleMode(), index),
-                    "videoEncoderBufferAdd for " + plan);
-            out.item = (int) index.value;
-            check(lib.videoEncoderAdd(session, plan.codec(), 0, index), "videoEncoderAdd for " + plan);
-            out.encoder = (int) index.value;
-            int e = out.encoder;
-            if (plan.isH264()) {
-                check(lib.videoEncoderSetDefaults(session, e, options.profile, options.preset), "videoEncoderSetDefaults");
-            } else {
-                check(lib.videoEncoderSetDefaults(session, e, 0, 0), "videoEncoderSetDefaults");
+            try {
+                out.rendition = session.rendition(plan.width(), plan.height()).scaleMode(plan.fit()).add();
+                VideoEncoder.Builder encoder = session.videoEncoder(plan.videoCodec()).rendition(out.rendition)
+                        .name(plan.toString()).frameRate(probe.frameRate).bitrate(plan.bitrate());
+                if (plan.isH264()) {
+                    // Key frames where the source has them: the H.264 rungs switch cleanly.
+                    encoder.h264(options.profile, options.preset).keyFrameFollow();
+                }
+                out.encoder = encoder.open();
+            } catch (TranscoderException e) {
+                throw new HostException(HostException.LIBRARY, e.getMessage() + " for " + plan);
             }
-            check(lib.videoEncoderSetFrameSize(session, e, plan.width(), plan.height()), "videoEncoderSetFrameSize");
-            check(lib.videoEncoderSetFrameRate(session, e, probe.frameRate), "videoEncoderSetFrameRate");
-            check(lib.videoEncoderSetBitrate(session, e, plan.bitrate()), "videoEncoderSetBitrate");
-            if (plan.isH264()) {
-                // Key frames where the source has them: the H.264 rungs switch cleanly.
-                check(lib.videoEncoderSetKeyFrameFollow(session, e, true), "videoEncoderSetKeyFrameFollow");
-            }
-            check(lib.videoEncoderInitialize(session, e), "videoEncoderInitialize for " + plan);
             if (watermark != null) {
-                watermark.install(lib, session, out.item, plan.width(), plan.height());
+                watermark.install(out.rendition);
             }
             outputs.add(out);
         }
@@ -179,52 +164,51 @@ public final class TranscodeSession implements AutoCloseable {
             for (FlvReader.Tag tag = reader.next(); tag != null; tag = reader.next()) {
                 if (tag.type == FlvReader.TAG_VIDEO) {
                     if (!tag.config && tag.codec == probe.videoCodec) {
-                        video(tag);
+                        videoPacketsIn++;
+                        decoder.decode(tag.data, 0, tag.data.length, tag.presentationTime(), frameType(tag), 0,
+                                onPicture);
                         progress.update(pictures, tag.presentationTime() - probe.origin);
                     }
                 } else if (audio != null) {
-                    audio.feed(tag, this::toFlv, this::toWebm);
+                    audio.feed(tag, toFlv, toWebm);
                 }
                 if ((videoPacketsIn & 31) == 0) {
-                    drainLog();
+                    session.drainLog();
                 }
             }
         } catch (IOException e) {
             throw new HostException(HostException.INPUT, "reading " + input + " failed: " + e.getMessage());
+        } catch (TranscoderException e) {
+            throw library(e);
         }
-        drainLog();
+        session.drainLog();
     }
 
-    private void video(FlvReader.Tag tag) throws HostException, IOException {
-        videoPacketsIn++;
-        check(lib.videoDecoderAddFrame(session, tag.data, 0, tag.data.length, tag.presentationTime(), tag.frameType),
-                "videoDecoderAddFrame");
-        // Drain the decoder before the next frame: it reads this frame's bytes until then.
-        do {
-            check(lib.videoDecoderDecode(session, 0, flags), "videoDecoderDecode");
-            if ((flags.value & FLAG_PICTURE) != 0 && (flags.value & FLAG_NOT_SHOWN) == 0) {
-                pictures++;
-                check(lib.videoDecoderTransferFrame(session, 0, 0), "videoDecoderTransferFrame");
-                for (RenditionOutput out : outputs) {
-                    encode(out);
-                }
+    /** FLV's frame types are the library's: 1 key, 3 disposable, the others inter frames. */
+    private static FrameType frameType(FlvReader.Tag tag) {
+        return switch (tag.frameType) {
+            case 1 -> FrameType.KEY;
+            case 3 -> FrameType.DISPOSABLE;
+            default -> FrameType.INTER;
+        };
+    }
+
+    /** A decoded picture: into every rendition, and every rendition into its encoder. */
+    private void picture(int decoderBuffer) throws IOException {
+        pictures++;
+        decoder.transfer(decoderBuffer);
+        for (RenditionOutput out : outputs) {
+            long start = System.nanoTime();
+            out.packets += out.encoder.encode(out.collect);
+            out.encodeNanos += System.nanoTime() - start;
+            for (VideoPacket p : out.pending) {
+                out.writer.writeVideo(p);
             }
-        } while ((flags.value & FLAG_INPUT_EMPTY) == 0);
-    }
-
-    private void encode(RenditionOutput out) throws HostException, IOException {
-        long start = System.nanoTime();
-        check(lib.videoEncoderAddFrame(session, out.encoder, 0, out.item, 0), "videoEncoderAddFrame");
-        encoded.clear();
-        check(lib.videoEncoderGetEncodedFrames(session, out.encoder, encoded), "videoEncoderGetEncodedFrames");
-        out.encodeNanos += System.nanoTime() - start;
-        for (TranscoderPacket p : encoded) {
-            out.packets++;
-            out.writer.writeVideo(p);
+            out.pending.clear();
         }
     }
 
-    private void toFlv(TranscoderPacket p) throws IOException {
+    private void toFlv(AudioPacket p) throws IOException {
         for (RenditionOutput out : outputs) {
             if (out.plan.isH264() && out.hasAudio) {
                 out.writer.writeAudio(p);
@@ -232,7 +216,7 @@ public final class TranscodeSession implements AutoCloseable {
         }
     }
 
-    private void toWebm(TranscoderPacket p) throws IOException {
+    private void toWebm(AudioPacket p) throws IOException {
         for (RenditionOutput out : outputs) {
             if (!out.plan.isH264() && out.hasAudio) {
                 out.writer.writeAudio(p);
@@ -240,53 +224,15 @@ public final class TranscodeSession implements AutoCloseable {
         }
     }
 
-    /** Prints the library's faults as they come, naming the rendition they concern. */
-    private void drainLog() {
-        if (session == 0) {
-            return;
-        }
-        log.clear();
-        lib.getLogStatements(session, log);
-        for (TranscoderLogStatement s : log) {
-            String text = s.format(contextName(s));
-            if (s.level >= LOG_FAULT) {
-                messages.println("library: " + text);
-                recentFaults.add(text);
-                if (recentFaults.size() > KEPT_FAULTS) {
-                    recentFaults.poll();
-                }
-            } else if (options.verbose) {
-                messages.println("library: " + text);
-            }
+    /** The library's faults as they come, naming the rendition they concern; its progress too with -v. */
+    private void print(LogEntry entry) {
+        if (entry.isFault() || options.verbose) {
+            messages.println("library: " + entry.message());
         }
     }
 
-    private String contextName(TranscoderLogStatement s) {
-        switch (s.contextType) {
-            case 2:
-                for (RenditionOutput out : outputs) {
-                    if (out.encoder == s.contextIndex) {
-                        return out.plan.toString();
-                    }
-                }
-                return "video encoder " + s.contextIndex;
-            case 1:
-                return "video decoder";
-            case 3:
-                return "audio decoder";
-            case 4:
-                return "audio encoder " + s.contextIndex;
-            default:
-                return "session";
-        }
-    }
-
-    private void check(long status, String what) throws HostException {
-        if (TranscoderSessionNative.failed(status)) {
-            drainLog();
-            String detail = recentFaults.isEmpty() ? "" : " (" + recentFaults.peekLast() + ")";
-            throw new HostException(HostException.LIBRARY, what + " answered failure, status " + status + detail);
-        }
+    private static HostException library(TranscoderException e) {
+        return new HostException(HostException.LIBRARY, e.getMessage());
     }
 
     /** Completes every output file. */
@@ -320,10 +266,8 @@ public final class TranscodeSession implements AutoCloseable {
                 }
             }
         }
-        if (session != 0) {
-            drainLog();
-            lib.destroyInstance(session);
-            session = 0;
+        if (session != null) {
+            session.close();
         }
     }
 }

@@ -1,7 +1,7 @@
 package com.corvane.cvx.transcoder.host;
 
-import com.corvane.cvx.transcoder.model.TranscoderOverlayFrame;
-import com.corvane.cvx.transcoder.model.TranscoderSessionNative;
+import com.corvane.cvx.transcoder.Overlay;
+import com.corvane.cvx.transcoder.Rendition;
 
 import java.awt.image.BufferedImage;
 import java.io.IOException;
@@ -66,13 +66,7 @@ public final class Watermark {
     }
 
     /** The overlay for a rendition of the given size. */
-    public TranscoderOverlayFrame overlayFor(int renditionWidth, int renditionHeight) {
-        TranscoderOverlayFrame o = new TranscoderOverlayFrame();
-        o.fourcc = TranscoderSessionNative.FOURCC_BGRA;
-        o.bytes = bgra;
-        o.stride = width * 4L;
-        o.width = width;
-        o.height = height;
+    public Overlay overlayFor(int renditionWidth, int renditionHeight) {
         int dstWidth = even(Math.max(2, renditionWidth * WIDTH_SHARE));
         int dstHeight = even(Math.max(2, (double) dstWidth * height / width));
         if (dstHeight > renditionHeight / 2) {
@@ -80,18 +74,13 @@ public final class Watermark {
             dstWidth = even(Math.max(2, (double) dstHeight * width / height));
         }
         int margin = (int) Math.round(renditionWidth * MARGIN_SHARE);
-        o.dstWidth = dstWidth;
-        o.dstHeight = dstHeight;
-        o.dstX = margin;
-        o.dstY = margin;
-        o.dstAlign = TranscoderOverlayFrame.ALIGN_RIGHT | TranscoderOverlayFrame.ALIGN_BOTTOM;
-        return o;
+        return Overlay.bgra(bgra, width, height).place(Overlay.Anchor.BOTTOM_RIGHT, margin, margin, dstWidth,
+                dstHeight);
     }
 
     /** Installs the watermark on one rendition; the library copies the pixels. */
-    public void install(TranscoderSessionNative lib, long session, int item, int renditionWidth,
-            int renditionHeight) {
-        lib.videoEncoderBufferSetOverlayVideoFrame(session, item, KEY, overlayFor(renditionWidth, renditionHeight));
+    public void install(Rendition rendition) {
+        rendition.setOverlay(KEY, overlayFor(rendition.width(), rendition.height()));
     }
 
     private static int even(double v) {

@@ -1,6 +1,7 @@
 package com.corvane.cvx.transcoder.host;
 
-import com.corvane.cvx.transcoder.model.TranscoderPacket;
+import com.corvane.cvx.transcoder.AudioPacket;
+import com.corvane.cvx.transcoder.VideoPacket;
 
 import java.io.BufferedOutputStream;
 import java.io.ByteArrayOutputStream;
@@ -84,22 +85,22 @@ public final class WebmWriter implements MediaWriter {
     }
 
     @Override
-    public void writeVideo(TranscoderPacket packet) throws IOException {
-        if (span.frames() == 0 && packet.frameType != 1) {
+    public void writeVideo(VideoPacket packet) throws IOException {
+        if (span.frames() == 0 && !packet.isKeyFrame()) {
             return; // a player starts at a key frame
         }
-        long time = packet.timecode - origin;
+        long time = packet.timecode() - origin;
         span.add(time);
-        interleaver.addVideo(time, new Block(VIDEO_TRACK, time, packet.frameType == 1, packet.buffer));
+        interleaver.addVideo(time, new Block(VIDEO_TRACK, time, packet.isKeyFrame(), packet.data()));
     }
 
     @Override
-    public void writeAudio(TranscoderPacket packet) throws IOException {
-        if (packet.buffer == null || packet.buffer.length == 0) {
+    public void writeAudio(AudioPacket packet) throws IOException {
+        if (packet.data().length == 0) {
             return;
         }
         long time = packet.timecodeMillis() - origin;
-        interleaver.addAudio(time, new Block(AUDIO_TRACK, time, true, packet.buffer));
+        interleaver.addAudio(time, new Block(AUDIO_TRACK, time, true, packet.data()));
     }
 
     private void addBlock(Block block) throws IOException {

@@ -14,8 +14,9 @@ import java.util.List;
  * the others. Call {@link #nativeInitialize} once, before any concurrency.
  *
  * <p>The library is loaded from the path in the system property
- * {@code cvx.transcoder.library} when set, else by name from
- * {@code java.library.path}.
+ * {@code cvx.transcoder.library} when set, else from the copy bundled in the
+ * jar for this platform (extracted once into a per-user cache), else by name
+ * from {@code java.library.path}.
  */
 public class TranscoderSessionNative {
     /** Success. */
@@ -29,13 +30,34 @@ public class TranscoderSessionNative {
     public static final long FOURCC_I420 = 0x30323449L;
     public static final long FOURCC_BGRA = 0x41524742L;
 
+    // Codec and implementation numbers, the same as the library's own list.
+    public static final long VIDEO_CODEC_SORENSON_SPARK = 2;
+    public static final long VIDEO_CODEC_H264 = 7;
+    /** Encoders only. */
+    public static final long VIDEO_CODEC_VP8 = 8;
+    public static final long VIDEO_CODEC_H263 = 9;
+    public static final long VIDEO_CODEC_MPEG4_PART2 = 10;
+    public static final long VIDEO_CODEC_MPEG2 = 11;
+
+    /** The implementation number chooses the layer: {@link #AUDIO_IMPLEMENTATION_MP3} or any other. */
+    public static final long AUDIO_CODEC_MPEG_AUDIO = 2;
+    public static final long AUDIO_CODEC_G711_ALAW = 7;
+    public static final long AUDIO_CODEC_G711_MULAW = 8;
+    /** Encoders only. */
+    public static final long AUDIO_CODEC_VORBIS = 9;
+    public static final long AUDIO_CODEC_AAC = 10;
+    public static final long AUDIO_CODEC_SPEEX = 11;
+
+    /** H.264 only; every other implementation number is the default software codec. */
+    public static final long VIDEO_IMPLEMENTATION_QUICK_SYNC = 1;
+    /** The same number means something else to decoders and to encoders. */
+    public static final long VIDEO_DECODER_IMPLEMENTATION_QUICK_SYNC_SOFTWARE = 2;
+    public static final long VIDEO_ENCODER_IMPLEMENTATION_CUDA = 2;
+    /** MPEG audio layer III; any other implementation number gives layers I and II. */
+    public static final long AUDIO_IMPLEMENTATION_MP3 = 3;
+
     static {
-        String path = System.getProperty("cvx.transcoder.library");
-        if (path != null && !path.isEmpty()) {
-            System.load(path);
-        } else {
-            System.loadLibrary("cvx-transcoder");
-        }
+        NativeLibraryLoader.load();
     }
 
     /** True for both failure forms. */

@@ -5,7 +5,8 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.corvane.cvx.transcoder.model.TranscoderPacket;
+import com.corvane.cvx.transcoder.PictureType;
+import com.corvane.cvx.transcoder.VideoPacket;
 
 import java.util.ArrayList;
 import java.util.HashSet;
@@ -45,18 +46,14 @@ class HostPartsTest {
         assertTrue(e.getMessage().startsWith("bad rendition '" + text + "'"), e.getMessage());
     }
 
-    static TranscoderPacket packet(long time, int type) {
-        TranscoderPacket p = new TranscoderPacket();
-        p.timecode = time;
-        p.frameType = type;
-        p.type = TranscoderPacket.TYPE_VIDEO;
-        return p;
+    static VideoPacket packet(long time, int type) {
+        return new VideoPacket(new byte[0], time, PictureType.values()[type - 1]);
     }
 
     /** Runs decode-order frame numbers (1 key, 2 P, 3 B) through the timeline at 40 ms a frame. */
     static List<long[]> times(int[] frames, int[] types) throws Exception {
         List<long[]> out = new ArrayList<>();
-        DecodeTimeline timeline = new DecodeTimeline((p, pts, dts) -> out.add(new long[] {p.timecode, pts, dts}));
+        DecodeTimeline timeline = new DecodeTimeline((p, pts, dts) -> out.add(new long[] {p.timecode(), pts, dts}));
         for (int i = 0; i < frames.length; i++) {
             timeline.add(packet(frames[i] * 40L, types[i]));
         }

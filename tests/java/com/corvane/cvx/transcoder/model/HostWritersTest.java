@@ -3,6 +3,9 @@ package com.corvane.cvx.transcoder.model;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.corvane.cvx.transcoder.AudioPacket;
+import com.corvane.cvx.transcoder.PictureType;
+import com.corvane.cvx.transcoder.VideoPacket;
 import com.corvane.cvx.transcoder.host.AudioFormat;
 import com.corvane.cvx.transcoder.host.FlvReader;
 import com.corvane.cvx.transcoder.host.FlvWriter;
@@ -28,27 +31,19 @@ class HostWritersTest {
         MediaTools.run("ffmpeg", "-y", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration=2",
                 "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=44100:duration=2", "-c:v", "libx264", "-bf", "3",
                 "-g", "25", "-c:a", "aac", "-ac", "2", "-f", "flv", source.toString());
-        List<TranscoderPacket> video = new ArrayList<>();
-        List<TranscoderPacket> audio = new ArrayList<>();
+        List<VideoPacket> video = new ArrayList<>();
+        List<AudioPacket> audio = new ArrayList<>();
         try (FlvReader reader = new FlvReader(source)) {
             for (FlvReader.Tag tag = reader.next(); tag != null; tag = reader.next()) {
                 if (tag.config) {
                     continue;
                 }
-                TranscoderPacket p = new TranscoderPacket();
-                p.buffer = tag.data;
-                p.len = tag.data.length;
                 if (tag.type == FlvReader.TAG_VIDEO) {
-                    p.type = TranscoderPacket.TYPE_VIDEO;
-                    p.timecode = tag.presentationTime(); // the library's packets carry no decode time
-                    p.frameType = tag.frameType == 1 ? 1 : tag.compositionTime > 40 ? 2 : 3;
-                    video.add(p);
+                    // The library's packets carry no decode time.
+                    video.add(new VideoPacket(tag.data, tag.presentationTime(), tag.frameType == 1 ? PictureType.KEY
+                            : tag.compositionTime > 40 ? PictureType.PREDICTED : PictureType.BIDIRECTIONAL));
                 } else {
-                    p.type = TranscoderPacket.TYPE_AUDIO;
-                    p.sampleRate = 44100;
-                    p.channels = 2;
-                    p.timecode = tag.timestamp * 441 / 10;
-                    audio.add(p);
+                    audio.add(new AudioPacket(tag.data, tag.timestamp * 441 / 10, 44100, 2));
                 }
             }
         }
@@ -61,14 +56,15 @@ class HostWritersTest {
                 }
             }
         }
-        video.get(0).buffer = withParameterSets(config, video.get(0).buffer);
+        VideoPacket first = video.get(0);
+        video.set(0, new VideoPacket(withParameterSets(config, first.data()), first.timecode(), first.pictureType()));
 
         Path out = MediaTools.tmpDir().resolve("writer-out.flv");
         try (FlvWriter writer = new FlvWriter(out, 320, 240, 25.0, 400_000, AudioFormat.aac(44100, 2), 0)) {
             // Audio runs ahead of video, as a lookahead encoder makes it.
             int a = 0;
             for (int v = 0; v < video.size(); v++) {
-                while (a < audio.size() && audio.get(a).timecodeMillis() < video.get(v).timecode + 600) {
+                while (a < audio.size() && audio.get(a).timecodeMillis() < video.get(v).timecode() + 600) {
                     writer.writeAudio(audio.get(a++));
                 }
                 writer.writeVideo(video.get(v));
@@ -97,9 +93,9 @@ class HostWritersTest {
             long pts = Long.parseLong(f[0]);
             long dts = Long.parseLong(f[1]);
             if (shift < 0) {
-                shift = pts - video.get(0).timecode;
+                shift = pts - video.get(0).timecode();
             }
-            assertEquals(video.get(i++).timecode + shift, pts, "presentation of packet " + i);
+            assertEquals(video.get(i++).timecode() + shift, pts, "presentation of packet " + i);
             assertTrue(dts > lastDts && dts <= pts, "decode time of packet " + i);
             lastDts = dts;
         }

@@ -12,18 +12,18 @@ import java.util.List;
 import java.util.concurrent.TimeUnit;
 
 /** Fixtures and checks: runs Debian's ffmpeg, writes containers, measures signals. */
-final class MediaTools {
+public final class MediaTools {
     private MediaTools() {
     }
 
-    static Path tmpDir() throws IOException {
+    public static Path tmpDir() throws IOException {
         Path dir = Path.of(System.getProperty("cvx.test.tmpdir", System.getProperty("java.io.tmpdir")));
         Files.createDirectories(dir);
         return dir;
     }
 
     /** Runs a command and returns its standard output; fails the test on a nonzero exit. */
-    static byte[] run(String... command) throws IOException, InterruptedException {
+    public static byte[] run(String... command) throws IOException, InterruptedException {
         ProcessBuilder builder = new ProcessBuilder(command);
         builder.redirectError(ProcessBuilder.Redirect.DISCARD);
         Process process = builder.start();
@@ -38,7 +38,7 @@ final class MediaTools {
     }
 
     /** Decodes any file ffmpeg reads to mono signed 16-bit samples at `rate`. */
-    static short[] decodeToPcm(Path file, int rate) throws IOException, InterruptedException {
+    public static short[] decodeToPcm(Path file, int rate) throws IOException, InterruptedException {
         byte[] raw = run("ffmpeg", "-v", "error", "-i", file.toString(), "-f", "s16le", "-ac", "1", "-ar",
                 Integer.toString(rate), "-");
         short[] samples = new short[raw.length / 2];
@@ -55,7 +55,7 @@ final class MediaTools {
     }
 
     /** Frequency from rising zero crossings over the middle half of the signal. */
-    static double dominantFrequency(short[] samples, int rate) {
+    public static double dominantFrequency(short[] samples, int rate) {
         int from = samples.length / 4;
         int to = samples.length * 3 / 4;
         int first = -1;

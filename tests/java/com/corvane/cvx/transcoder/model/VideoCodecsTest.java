@@ -150,7 +150,13 @@ class VideoCodecsTest extends NativeTestBase {
 
     /** Decoder, one buffer set with a rendition per rung, and one H.264 encoder per rung. */
     void build(int codec, Rung[] rungs, long family, boolean keyFrameFollow) {
-        assertEquals(0L, lib.videoDecoderCreate(session, codec, 0));
+        build(session, codec, 0, rungs, family, keyFrameFollow);
+    }
+
+    /** The same with the decoder's and the encoders' implementation number; shared with the Quick Sync tests. */
+    static void build(long session, int codec, int implementation, Rung[] rungs, long family,
+            boolean keyFrameFollow) {
+        assertEquals(0L, lib.videoDecoderCreate(session, codec, implementation));
         assertEquals(0L, lib.videoDecoderBuffersCreate(session, 1));
         assertEquals(0L, lib.videoDecoderInitialize(session));
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
@@ -158,7 +164,7 @@ class VideoCodecsTest extends NativeTestBase {
             TranscoderLongByReference item = new TranscoderLongByReference(-1);
             assertEquals(0L, lib.videoEncoderBufferAdd(session, rungs[r].width(), rungs[r].height(), 3, item));
             TranscoderLongByReference encoder = new TranscoderLongByReference(-1);
-            assertEquals(0L, lib.videoEncoderAdd(session, H264, 0, encoder));
+            assertEquals(0L, lib.videoEncoderAdd(session, H264, implementation, encoder));
             assertEquals(r, encoder.value);
             assertEquals(0L, lib.videoEncoderSetDefaults(session, r, family, 2));
             assertEquals(0L, lib.videoEncoderSetFrameSize(session, r, rungs[r].width(), rungs[r].height()));
@@ -171,7 +177,8 @@ class VideoCodecsTest extends NativeTestBase {
         }
     }
 
-    Run transcode(Source source, int rungs) {
+    /** Runs every frame through the decoder and every rung of `session`; shared with the Quick Sync tests. */
+    static Run transcode(long session, Source source, int rungs) {
         Run run = new Run();
         for (int r = 0; r < rungs; r++) {
             run.packets.add(new ArrayList<>());
@@ -253,7 +260,7 @@ class VideoCodecsTest extends NativeTestBase {
     /** Source -> one H.264 rendition at its own size, zero latency: every picture comes straight out. */
     void decodeAndReencode(String name, int codec, Path file, Source source, Rung rung) throws Exception {
         build(codec, new Rung[] {rung}, 0, false);
-        Run run = transcode(source, 1);
+        Run run = transcode(session, source, 1);
         int held = source.frames().size() - run.pictureTimes.size();
         assertTrue(held >= 0 && held <= 2, name + ": pictures held back " + held);
         List<TranscoderPacket> out = run.packets.get(0);
@@ -340,7 +347,7 @@ class VideoCodecsTest extends NativeTestBase {
         assertTrue(sourceKeys.size() >= 5, "key frames in the source: " + sourceKeys);
         System.out.println("source starts at " + inputTimes.first() + " ms, key frames " + sourceKeys);
         build(7, LADDER, 2, true);
-        Run run = transcode(new Source(clip.config, frames), LADDER.length);
+        Run run = transcode(session, new Source(clip.config, frames), LADDER.length);
 
         // The decoder holds its reordering window at the end; the pictures it
         // gave are the earliest input timecodes.

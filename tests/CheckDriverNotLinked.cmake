@@ -1,0 +1,21 @@
+# Fails when the shared library needs an NVIDIA driver library at load time
+# or imports one of its functions: the driver is opened late with dlopen, so
+# the library must load on machines without it.
+execute_process(COMMAND readelf --dynamic --wide ${LIBRARY} OUTPUT_VARIABLE dynamic RESULT_VARIABLE failed)
+if(failed)
+  message(FATAL_ERROR "readelf could not read ${LIBRARY}")
+endif()
+string(REGEX MATCHALL "NEEDED[^\n]*" needed "${dynamic}")
+if(NOT needed)
+  message(FATAL_ERROR "no NEEDED entries read from ${LIBRARY}")
+endif()
+string(REGEX MATCH "lib(cuda|nvcuvid|nvidia-encode)\\.so" driver "${needed}")
+if(driver)
+  message(FATAL_ERROR "${LIBRARY} needs ${driver} at load time")
+endif()
+execute_process(COMMAND readelf --dyn-syms --wide ${LIBRARY} OUTPUT_VARIABLE symbols)
+string(REGEX MATCH " UND (cu[A-Z][A-Za-z_0-9]*|cuvid[A-Za-z_0-9]*|NvEncode[A-Za-z_0-9]*)" imported "${symbols}")
+if(imported)
+  message(FATAL_ERROR "${LIBRARY} imports a driver function: ${imported}")
+endif()
+message(STATUS "driver libraries: not linked (${LIBRARY})")

@@ -1,0 +1,411 @@
+// A Media SDK runtime for the tests: the 44 functions the loader binds,
+// hardware and software implementations that decode through libavcodec and
+// encode through x264, and a control interface (FakeMediaSdkControl.h) that
+// scripts answers and records calls. Variants of this library leave one
+// export out (FAKE_MFX_OMIT_JOIN, FAKE_MFX_OMIT_QUERY_IMPL) to test the
+// loader's version rule.
+#include <mfx/mfxplugin.h>
+#include <mfx/mfxvideo.h>
+
+#include "FakeDecoder.h"
+#include "FakeEncoder.h"
+#include "FakeMediaSdkControl.h"
+#include "FakeState.h"
+
+#include <vector>
+
+namespace fake {
+
+namespace {
+
+const std::map<std::string, long long> kDefaults = {
+    {"hardware", 1},   {"software", 1},          {"initStatus", 0},   {"ownDisplay", 1},      {"surfacesMin", 2},
+    {"surfacesSuggested", 4}, {"holdSurfaces", 0}, {"bufferSizeKB", 0}, {"keySeiStartCode", 3}, {"omitSei", 0},
+};
+
+// A sync point is any non-null value; the work is done by the time it is handed out.
+mfxSyncPoint const kDone = reinterpret_cast<mfxSyncPoint>(0x5CED);
+// The display a runtime with a device of its own reports.
+mfxHDL const kOwnDisplay = reinterpret_cast<mfxHDL>(0xD15);
+
+// Surfaces locked by the runtime while "holdSurfaces" is set.
+std::vector<mfxFrameSurface1*>& held() {
+  static std::vector<mfxFrameSurface1*> surfaces;
+  return surfaces;
+}
+
+void count(const char* name, mfxSession session) {
+  ++state().calls[name];
+  state().lastSession = session;
+}
+
+}  // namespace
+
+State& state() {
+  static State s;
+  return s;
+}
+
+long long setting(const char* name) {
+  const auto found = state().settings.find(name);
+  if (found != state().settings.end()) return found->second;
+  const auto fallback = kDefaults.find(name);
+  return fallback != kDefaults.end() ? fallback->second : 0;
+}
+
+void record(const char* name, long long value) {
+  state().last[name] = value;
+  state().history[name].push_back(value);
+}
+
+bool takeScripted(const char* function, Scripted& out) {
+  auto found = state().pushed.find(function);
+  if (found == state().pushed.end() || found->second.empty()) return false;
+  out = found->second.front();
+  found->second.pop_front();
+  return true;
+}
+
+}  // namespace fake
+
+using fake::Scripted;
+using fake::setting;
+using fake::state;
+using fake::takeScripted;
+
+extern "C" {
+
+void fakeMfxReset(void) {
+  state() = fake::State{};
+  fake::held().clear();
+}
+void fakeMfxSet(const char* name, long long value) {
+  state().settings[name] = value;
+  if (std::string(name) == "holdSurfaces" && value == 0) {
+    for (mfxFrameSurface1* surface : fake::held()) surface->Data.Locked = 0;
+    fake::held().clear();
+  }
+}
+long long fakeMfxGet(const char* name) { return setting(name); }
+void fakeMfxPush(const char* function, int status, int withOutput) {
+  state().pushed[function].push_back(Scripted{status, withOutput != 0});
+}
+int fakeMfxCalls(const char* function) {
+  const auto found = state().calls.find(function);
+  return found != state().calls.end() ? found->second : 0;
+}
+void* fakeMfxLastSession(void) { return state().lastSession; }
+int fakeMfxOpenSessions(void) { return state().openSessions; }
+long long fakeMfxLast(const char* name) {
+  const auto found = state().last.find(name);
+  return found != state().last.end() ? found->second : -1;
+}
+long long fakeMfxNth(const char* name, int index) {
+  const std::vector<long long>& values = state().history[name];
+  return index >= 0 && static_cast<std::size_t>(index) < values.size() ? values[index] : -1;
+}
+int fakeMfxCount(const char* name) { return static_cast<int>(state().history[name].size()); }
+
+// ---- Sessions ----
+
+mfxStatus MFXInit(mfxIMPL impl, mfxVersion*, mfxSession* session) {
+  fake::count("MFXInit", nullptr);
+  fake::record("MFXInit.impl", impl);
+  if (session == nullptr) return MFX_ERR_NULL_PTR;
+  Scripted scripted;
+  const bool isScripted = takeScripted("MFXInit", scripted);
+  if (isScripted && !scripted.withOutput) return static_cast<mfxStatus>(scripted.status);
+  if (setting("initStatus") != 0) return static_cast<mfxStatus>(setting("initStatus"));
+  const mfxIMPL base = MFX_IMPL_BASETYPE(impl);
+  const bool software = base == MFX_IMPL_SOFTWARE;
+  if (software ? setting("software") == 0 : setting("hardware") == 0) return MFX_ERR_UNSUPPORTED;
+  auto* record = new _mfxSession();
+  record->impl = software ? MFX_IMPL_SOFTWARE : (base | MFX_IMPL_VIA_VAAPI);
+  *session = record;
+  ++state().openSessions;
+  return isScripted ? static_cast<mfxStatus>(scripted.status) : MFX_ERR_NONE;
+}
+
+mfxStatus MFXClose(mfxSession session) {
+  fake::count("MFXClose", session);
+  Scripted scripted;
+  if (takeScripted("MFXClose", scripted)) return static_cast<mfxStatus>(scripted.status);
+  if (session == nullptr) return MFX_ERR_INVALID_HANDLE;
+  delete session;
+  --state().openSessions;
+  return MFX_ERR_NONE;
+}
+
+#ifndef FAKE_MFX_OMIT_QUERY_IMPL
+mfxStatus MFXQueryIMPL(mfxSession session, mfxIMPL* impl) {
+  fake::count("MFXQueryIMPL", session);
+  if (session == nullptr || impl == nullptr) return MFX_ERR_NULL_PTR;
+  *impl = session->impl;
+  return MFX_ERR_NONE;
+}
+#endif
+
+mfxStatus MFXQueryVersion(mfxSession session, mfxVersion* version) {
+  fake::count("MFXQueryVersion", session);
+  if (version == nullptr) return MFX_ERR_NULL_PTR;
+  version->Major = 1;
+  version->Minor = 35;
+  return MFX_ERR_NONE;
+}
+
+#ifndef FAKE_MFX_OMIT_JOIN
+mfxStatus MFXJoinSession(mfxSession session, mfxSession) {
+  fake::count("MFXJoinSession", session);
+  return MFX_ERR_NONE;
+}
+#endif
+
+mfxStatus MFXCloneSession(mfxSession session, mfxSession* clone) {
+  fake::count("MFXCloneSession", session);
+  if (session == nullptr || clone == nullptr) return MFX_ERR_NULL_PTR;
+  auto* record = new _mfxSession();
+  record->impl = session->impl;
+  *clone = record;
+  ++state().openSessions;
+  return MFX_ERR_NONE;
+}
+
+mfxStatus MFXDisjoinSession(mfxSession session) {
+  fake::count("MFXDisjoinSession", session);
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXSetPriority(mfxSession session, mfxPriority) {
+  fake::count("MFXSetPriority", session);
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXGetPriority(mfxSession session, mfxPriority*) {
+  fake::count("MFXGetPriority", session);
+  return MFX_ERR_NONE;
+}
+
+// ---- Core ----
+
+mfxStatus MFXVideoCORE_SetBufferAllocator(mfxSession session, mfxBufferAllocator*) {
+  fake::count("CORE_SetBufferAllocator", session);
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoCORE_SetFrameAllocator(mfxSession session, mfxFrameAllocator*) {
+  fake::count("CORE_SetFrameAllocator", session);
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoCORE_SetHandle(mfxSession session, mfxHandleType type, mfxHDL hdl) {
+  fake::count("CORE_SetHandle", session);
+  fake::record("SetHandle.type", type);
+  if (session == nullptr) return MFX_ERR_INVALID_HANDLE;
+  session->display = hdl;
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoCORE_GetHandle(mfxSession session, mfxHandleType type, mfxHDL* hdl) {
+  fake::count("CORE_GetHandle", session);
+  if (session == nullptr || hdl == nullptr) return MFX_ERR_NULL_PTR;
+  if (type != MFX_HANDLE_VA_DISPLAY) return MFX_ERR_NOT_FOUND;
+  *hdl = session->display != nullptr ? session->display : setting("ownDisplay") != 0 ? fake::kOwnDisplay : nullptr;
+  return *hdl != nullptr ? MFX_ERR_NONE : MFX_ERR_NOT_FOUND;
+}
+mfxStatus MFXVideoCORE_SyncOperation(mfxSession session, mfxSyncPoint syncp, mfxU32) {
+  fake::count("CORE_SyncOperation", session);
+  Scripted scripted;
+  if (takeScripted("SyncOperation", scripted)) return static_cast<mfxStatus>(scripted.status);
+  return syncp != nullptr ? MFX_ERR_NONE : MFX_ERR_NULL_PTR;
+}
+
+// ---- Encode ----
+
+mfxStatus MFXVideoENCODE_Query(mfxSession session, mfxVideoParam*, mfxVideoParam*) {
+  fake::count("ENCODE_Query", session);
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoENCODE_QueryIOSurf(mfxSession session, mfxVideoParam* par, mfxFrameAllocRequest* request) {
+  fake::count("ENCODE_QueryIOSurf", session);
+  if (par == nullptr || request == nullptr) return MFX_ERR_NULL_PTR;
+  request->Info = par->mfx.FrameInfo;
+  request->NumFrameMin = 1;
+  request->NumFrameSuggested = 1;
+  request->Type = MFX_MEMTYPE_FROM_ENCODE | MFX_MEMTYPE_EXTERNAL_FRAME | MFX_MEMTYPE_SYSTEM_MEMORY;
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoENCODE_Init(mfxSession session, mfxVideoParam* par) {
+  fake::count("ENCODE_Init", session);
+  if (session == nullptr || par == nullptr) return MFX_ERR_NULL_PTR;
+  const mfxFrameInfo& info = par->mfx.FrameInfo;
+  if (par->mfx.CodecId != MFX_CODEC_AVC || info.FourCC != MFX_FOURCC_NV12 || info.CropW == 0 || info.CropH == 0 ||
+      info.CropW > info.Width || info.CropH > info.Height) {
+    return MFX_ERR_INVALID_VIDEO_PARAM;
+  }
+  session->encoder = std::make_unique<fake::Encoder>(*par);
+  return session->encoder->isOpen() ? MFX_ERR_NONE : MFX_ERR_INVALID_VIDEO_PARAM;
+}
+mfxStatus MFXVideoENCODE_Reset(mfxSession session, mfxVideoParam*) {
+  fake::count("ENCODE_Reset", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoENCODE_Close(mfxSession session) {
+  fake::count("ENCODE_Close", session);
+  if (session == nullptr) return MFX_ERR_INVALID_HANDLE;
+  session->encoder.reset();
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoENCODE_GetVideoParam(mfxSession session, mfxVideoParam* par) {
+  fake::count("ENCODE_GetVideoParam", session);
+  Scripted scripted;
+  if (takeScripted("GetVideoParam", scripted)) return static_cast<mfxStatus>(scripted.status);
+  if (session == nullptr || par == nullptr) return MFX_ERR_NULL_PTR;
+  if (session->encoder == nullptr) return MFX_ERR_NOT_INITIALIZED;
+  *par = session->encoder->params();
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoENCODE_GetEncodeStat(mfxSession session, mfxEncodeStat*) {
+  fake::count("ENCODE_GetEncodeStat", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoENCODE_EncodeFrameAsync(mfxSession session, mfxEncodeCtrl* ctrl, mfxFrameSurface1* surface,
+                                          mfxBitstream* bs, mfxSyncPoint* syncp) {
+  fake::count("ENCODE_EncodeFrameAsync", session);
+  if (session == nullptr || syncp == nullptr) return MFX_ERR_NULL_PTR;
+  Scripted scripted;
+  const bool isScripted = takeScripted("EncodeFrameAsync", scripted);
+  if (isScripted && !scripted.withOutput) return static_cast<mfxStatus>(scripted.status);
+  if (session->encoder == nullptr) return MFX_ERR_NOT_INITIALIZED;
+  const mfxStatus status = session->encoder->encode(ctrl, surface, bs);
+  if (status != MFX_ERR_NONE) return status;
+  *syncp = fake::kDone;
+  return isScripted ? static_cast<mfxStatus>(scripted.status) : MFX_ERR_NONE;
+}
+
+// ---- Decode ----
+
+mfxStatus MFXVideoDECODE_Query(mfxSession session, mfxVideoParam*, mfxVideoParam*) {
+  fake::count("DECODE_Query", session);
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoDECODE_DecodeHeader(mfxSession session, mfxBitstream* bs, mfxVideoParam* par) {
+  fake::count("DECODE_DecodeHeader", session);
+  Scripted scripted;
+  if (takeScripted("DecodeHeader", scripted)) return static_cast<mfxStatus>(scripted.status);
+  if (bs == nullptr || par == nullptr || bs->Data == nullptr) return MFX_ERR_NULL_PTR;
+  if (par->mfx.CodecId != MFX_CODEC_AVC) return MFX_ERR_UNSUPPORTED;
+  return fake::readSequenceHeader(bs->Data + bs->DataOffset, bs->DataLength, *par) ? MFX_ERR_NONE
+                                                                                    : MFX_ERR_MORE_DATA;
+}
+mfxStatus MFXVideoDECODE_QueryIOSurf(mfxSession session, mfxVideoParam* par, mfxFrameAllocRequest* request) {
+  fake::count("DECODE_QueryIOSurf", session);
+  if (par == nullptr || request == nullptr) return MFX_ERR_NULL_PTR;
+  request->Info = par->mfx.FrameInfo;
+  request->NumFrameMin = static_cast<mfxU16>(setting("surfacesMin"));
+  request->NumFrameSuggested = static_cast<mfxU16>(setting("surfacesSuggested"));
+  request->Type = MFX_MEMTYPE_FROM_DECODE | MFX_MEMTYPE_EXTERNAL_FRAME | MFX_MEMTYPE_SYSTEM_MEMORY;
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoDECODE_Init(mfxSession session, mfxVideoParam* par) {
+  fake::count("DECODE_Init", session);
+  if (session == nullptr || par == nullptr) return MFX_ERR_NULL_PTR;
+  fake::record("DecodeInit.IOPattern", par->IOPattern);
+  session->decoder = std::make_unique<fake::Decoder>(*par);
+  return session->decoder->isOpen() ? MFX_ERR_NONE : MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoDECODE_Reset(mfxSession session, mfxVideoParam*) {
+  fake::count("DECODE_Reset", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoDECODE_Close(mfxSession session) {
+  fake::count("DECODE_Close", session);
+  if (session == nullptr) return MFX_ERR_INVALID_HANDLE;
+  fake::held().clear();
+  session->decoder.reset();
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoDECODE_GetVideoParam(mfxSession session, mfxVideoParam* par) {
+  fake::count("DECODE_GetVideoParam", session);
+  if (session == nullptr || par == nullptr || session->decoder == nullptr) return MFX_ERR_NOT_INITIALIZED;
+  *par = session->decoder->params();
+  return MFX_ERR_NONE;
+}
+mfxStatus MFXVideoDECODE_GetDecodeStat(mfxSession session, mfxDecodeStat*) {
+  fake::count("DECODE_GetDecodeStat", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoDECODE_SetSkipMode(mfxSession session, mfxSkipMode) {
+  fake::count("DECODE_SetSkipMode", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoDECODE_GetPayload(mfxSession session, mfxU64*, mfxPayload*) {
+  fake::count("DECODE_GetPayload", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoDECODE_DecodeFrameAsync(mfxSession session, mfxBitstream* bs, mfxFrameSurface1* work,
+                                          mfxFrameSurface1** out, mfxSyncPoint* syncp) {
+  fake::count("DECODE_DecodeFrameAsync", session);
+  if (session == nullptr || syncp == nullptr) return MFX_ERR_NULL_PTR;
+  fake::record("DecodeFrameAsync.work", reinterpret_cast<long long>(work));
+  if (bs != nullptr && bs->DataLength > 0) fake::record("DecodeFrameAsync.TimeStamp", static_cast<long long>(bs->TimeStamp));
+  if (work != nullptr && work->Data.Locked != 0) return MFX_ERR_MORE_SURFACE;
+  // A runtime that keeps its surfaces: each one it is given stays locked.
+  if (work != nullptr && setting("holdSurfaces") != 0) {
+    work->Data.Locked = 1;
+    fake::held().push_back(work);
+  }
+  Scripted scripted;
+  const bool isScripted = takeScripted("DecodeFrameAsync", scripted);
+  if (isScripted && !scripted.withOutput) return static_cast<mfxStatus>(scripted.status);
+  if (session->decoder == nullptr) return MFX_ERR_NOT_INITIALIZED;
+  const mfxStatus status = session->decoder->decode(bs, work, out);
+  if (status != MFX_ERR_NONE) return status;
+  *syncp = fake::kDone;
+  return isScripted ? static_cast<mfxStatus>(scripted.status) : MFX_ERR_NONE;
+}
+
+// ---- Processing and user plug-ins: never used, only counted ----
+
+mfxStatus MFXVideoVPP_Query(mfxSession session, mfxVideoParam*, mfxVideoParam*) {
+  fake::count("VPP_Query", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoVPP_QueryIOSurf(mfxSession session, mfxVideoParam*, mfxFrameAllocRequest*) {
+  fake::count("VPP_QueryIOSurf", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoVPP_Init(mfxSession session, mfxVideoParam*) {
+  fake::count("VPP_Init", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoVPP_Reset(mfxSession session, mfxVideoParam*) {
+  fake::count("VPP_Reset", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoVPP_Close(mfxSession session) {
+  fake::count("VPP_Close", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoVPP_GetVideoParam(mfxSession session, mfxVideoParam*) {
+  fake::count("VPP_GetVideoParam", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoVPP_GetVPPStat(mfxSession session, mfxVPPStat*) {
+  fake::count("VPP_GetVPPStat", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoVPP_RunFrameVPPAsync(mfxSession session, mfxFrameSurface1*, mfxFrameSurface1*, mfxExtVppAuxData*,
+                                       mfxSyncPoint*) {
+  fake::count("VPP_RunFrameVPPAsync", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoUSER_Register(mfxSession session, mfxU32, const mfxPlugin*) {
+  fake::count("USER_Register", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoUSER_Unregister(mfxSession session, mfxU32) {
+  fake::count("USER_Unregister", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+mfxStatus MFXVideoUSER_ProcessFrameAsync(mfxSession session, const mfxHDL*, mfxU32, const mfxHDL*, mfxU32,
+                                         mfxSyncPoint*) {
+  fake::count("USER_ProcessFrameAsync", session);
+  return MFX_ERR_UNSUPPORTED;
+}
+
+}  // extern "C"

@@ -1,0 +1,12 @@
+// Raw AAC access units behind a two-byte AudioSpecificConfig, as a container gives them.
+// The layout of an input is in support/AudioDecoderFuzzInput.h.
+#include <cstddef>
+#include <cstdint>
+
+#include "media/CodecNumbers.h"
+#include "support/AudioDecoderFuzzInput.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  cvx::fuzz::AudioDecoderFuzzInput(data, size).drive(cvx::kAudioCodecAAC, 0);
+  return 0;
+}

@@ -1,0 +1,12 @@
+// G.711 A-law: a description packet (rate and channels), then sample bytes.
+// The layout of an input is in support/AudioDecoderFuzzInput.h.
+#include <cstddef>
+#include <cstdint>
+
+#include "media/CodecNumbers.h"
+#include "support/AudioDecoderFuzzInput.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  cvx::fuzz::AudioDecoderFuzzInput(data, size).drive(cvx::kAudioCodecG711ALaw, 0);
+  return 0;
+}

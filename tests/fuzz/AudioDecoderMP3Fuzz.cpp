@@ -1,0 +1,12 @@
+// MPEG audio layer III frames, through the decoder of implementation 3.
+// The layout of an input is in support/AudioDecoderFuzzInput.h.
+#include <cstddef>
+#include <cstdint>
+
+#include "media/CodecNumbers.h"
+#include "support/AudioDecoderFuzzInput.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  cvx::fuzz::AudioDecoderFuzzInput(data, size).drive(cvx::kAudioCodecMpegAudio, cvx::kAudioImplementationMP3);
+  return 0;
+}

@@ -1,0 +1,216 @@
+package com.corvane.cvx.transcoder;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import com.corvane.cvx.transcoder.model.TranscoderSessionNative;
+
+import java.util.ArrayList;
+import java.util.Collections;
+import java.util.List;
+import java.util.concurrent.atomic.AtomicBoolean;
+import java.util.logging.Handler;
+import java.util.logging.Level;
+import java.util.logging.LogRecord;
+import java.util.logging.Logger;
+
+import org.junit.jupiter.api.Test;
+
+/** The session, its log and its failures, through the real boundary. */
+class SessionTest {
+    /** A session whose log lines are kept for the test. */
+    static Session open(String name, List<LogEntry> log) {
+        return Transcoder.session().name(name).logSink(log::add).open();
+    }
+
+    @Test
+    void everyCodecTheEnumsNameIsTheOneTheLibraryMakes() {
+        for (VideoCodec codec : VideoCodec.values()) {
+            try (Session s = Transcoder.session().logSink(LogSink.discard()).open()) {
+                assertEquals(codec.hasDecoder(), opens(() -> s.videoDecoder(codec).open()), "decoder " + codec);
+                Rendition r = s.rendition(64, 48).add();
+                assertEquals(codec.hasEncoder(), opens(() -> s.videoEncoder(codec).rendition(r).open()),
+                        "encoder " + codec);
+            }
+        }
+        for (AudioCodec codec : AudioCodec.values()) {
+            try (Session s = Transcoder.session().logSink(LogSink.discard()).open()) {
+                // Creation is what the codec number decides; a decoder's own initialise may still want input.
+                assertEquals(codec.hasDecoder(), created(() -> s.audioDecoder(codec).open(), "audioDecoderCreate"),
+                        "decoder " + codec);
+                assertEquals(codec.hasEncoder(), created(() -> s.audioEncoder(codec).sampleRate(44100).channels(2)
+                        .bitrate(96_000).open(), "audioEncoderAdd"), "encoder " + codec);
+            }
+        }
+        assertEquals(VideoCodec.H264, VideoCodec.of(7));
+        assertNull(VideoCodec.of(3), "FLV's screen video is no codec of the library");
+        assertEquals(AudioCodec.SPEEX, AudioCodec.of(11));
+    }
+
+    static boolean opens(Runnable open) {
+        try {
+            open.run();
+            return true;
+        } catch (TranscoderException e) {
+            return false;
+        }
+    }
+
+    /** False only when the named creation call failed. */
+    static boolean created(Runnable open, String creation) {
+        try {
+            open.run();
+            return true;
+        } catch (TranscoderException e) {
+            return !e.export().equals(creation);
+        }
+    }
+
+    @Test
+    void aFailureCarriesTheExportAndTheFaultLineWithItsContextNamed() {
+        List<LogEntry> log = new ArrayList<>();
+        try (Session session = open("cam-1", log)) {
+            // 44000 Hz has no AAC rate index: the encoder refuses to initialise.
+            TranscoderException e = assertThrows(TranscoderException.class, () -> session.audioEncoder(AudioCodec.AAC)
+                    .name("aac out").sampleRate(44000).channels(2).bitrate(96_000).open());
+            assertEquals("audioEncoderInitialize", e.export());
+            assertTrue(TranscoderSessionNative.failed(e.status()));
+            assertTrue(e.lastFault().startsWith("AudioEncoderAAC.initialize[cam-1/aac out]: "), e.lastFault());
+            assertTrue(e.getMessage().startsWith("audioEncoderInitialize answered failure, status "), e.getMessage());
+            assertTrue(e.getMessage().endsWith("(" + e.lastFault() + ")"), e.getMessage());
+            assertEquals(e.lastFault(), session.lastFault());
+
+            LogEntry fault = log.stream().filter(LogEntry::isFault).reduce((a, b) -> b).orElseThrow();
+            assertEquals(LogEntry.Source.AUDIO_ENCODER, fault.source());
+            assertEquals(0, fault.index());
+            assertEquals("cam-1/aac out", fault.contextName());
+            assertEquals(e.lastFault(), fault.message(), "the sink got the line before the exception was thrown");
+        }
+    }
+
+    @Test
+    void theLogNamesTheStreamAndEachCodecAndIsDrainedOnClose() {
+        List<LogEntry> log = new ArrayList<>();
+        Session session = open("studio", log);
+        session.videoDecoder(VideoCodec.H264).open();
+        Rendition r = session.rendition(64, 48).add();
+        session.videoEncoder(VideoCodec.VP8).rendition(r).open();
+        session.videoEncoder(VideoCodec.VP8).rendition(r).name("small").open();
+        assertTrue(log.isEmpty(), "nothing is delivered before a drain");
+        session.close();
+
+        List<String> lines = log.stream().map(LogEntry::message).toList();
+        assertEquals("TranscoderSession.isCUDAAvailable[studio]: NVidia CUDA hardware acceleration is NOT available",
+                lines.get(0));
+        assertTrue(lines.contains("TranscoderSession.videoDecoderCreate[studio/video decoder]: Create video decoder:"
+                + " H.264: default"), lines.toString());
+        assertTrue(lines.contains("TranscoderSession.videoEncoderAdd[studio/video encoder 0]: Create video encoder:"
+                + " VP8: default"), lines.toString());
+        assertTrue(lines.contains("TranscoderSession.videoEncoderAdd[studio/small]: Create video encoder:"
+                + " VP8: default"), lines.toString());
+        assertTrue(log.stream().noneMatch(l -> l.message().contains("{context}")));
+        assertEquals(LogEntry.Source.SESSION, log.get(0).source());
+        assertEquals(LogEntry.Level.PROGRESS, log.get(0).level());
+    }
+
+    @Test
+    void aClosedSessionRefusesCallsAndClosesOnce() {
+        List<LogEntry> log = new ArrayList<>();
+        Session session = open(null, log);
+        Rendition r = session.rendition(64, 48).add();
+        session.close();
+        assertFalse(session.isOpen());
+        session.close();
+        assertEquals(0, session.drainLog());
+        assertThrows(IllegalStateException.class, () -> session.videoDecoder(VideoCodec.H264).open());
+        assertThrows(IllegalStateException.class, () -> r.removeOverlay(1));
+        assertThrows(IllegalStateException.class, session::nativeHandle);
+        assertEquals(2, log.size(), "the hardware answers, drained once at close");
+    }
+
+    @Test
+    void buildersRefuseWhatTheLibraryWouldMisread() {
+        try (Session session = Transcoder.session().logSink(LogSink.discard()).open()) {
+            assertThrows(IllegalArgumentException.class, () -> session.rendition(0, 48));
+            assertThrows(IllegalStateException.class, () -> session.videoEncoder(VideoCodec.VP8).open(),
+                    "an encoder without a rendition");
+            assertThrows(IllegalStateException.class, () -> session.audioEncoder(AudioCodec.AAC).open(),
+                    "an audio encoder without its format");
+            session.rendition(64, 48).add();
+            assertEquals(1, session.bufferSetCount(), "the first rendition made a set");
+            assertThrows(IllegalStateException.class, () -> session.bufferSets(2), "sets come before renditions");
+            assertThrows(IllegalArgumentException.class, () -> Overlay.bgra(new byte[15], 2, 2));
+        }
+    }
+
+    @Test
+    void theLogDrainsFromAnotherThreadWhileTheSessionIsBuiltAndClosed() throws Exception {
+        List<LogEntry> log = Collections.synchronizedList(new ArrayList<>());
+        Session session = open("busy", log);
+        AtomicBoolean stop = new AtomicBoolean();
+        List<Throwable> errors = Collections.synchronizedList(new ArrayList<>());
+        Thread drainer = new Thread(() -> {
+            try {
+                while (!stop.get()) {
+                    session.drainLog();
+                }
+            } catch (Throwable t) {
+                errors.add(t);
+            }
+        });
+        drainer.start();
+        int encoders = 40;
+        try {
+            Rendition r = session.rendition(64, 48).add();
+            for (int i = 0; i < encoders; i++) {
+                session.videoEncoder(VideoCodec.VP8).rendition(r).open();
+            }
+        } finally {
+            session.close();
+            stop.set(true);
+            drainer.join();
+        }
+        assertEquals(List.of(), errors);
+        long created = log.stream().filter(l -> l.message().contains("Create video encoder")).count();
+        assertEquals(encoders, created, "every line delivered exactly once");
+    }
+
+    @Test
+    void theDefaultSinkIsJavaLogging() {
+        Logger logger = Logger.getLogger("com.corvane.cvx.transcoder");
+        List<LogRecord> records = Collections.synchronizedList(new ArrayList<>());
+        Handler handler = new Handler() {
+            @Override
+            public void publish(LogRecord record) {
+                records.add(record);
+            }
+
+            @Override
+            public void flush() {
+            }
+
+            @Override
+            public void close() {
+            }
+        };
+        Level before = logger.getLevel();
+        logger.addHandler(handler);
+        logger.setLevel(Level.ALL);
+        logger.setUseParentHandlers(false);
+        try (Session session = Transcoder.session().name("jul").open()) {
+            assertThrows(TranscoderException.class, () -> session.audioEncoder(AudioCodec.AAC).sampleRate(44000)
+                    .channels(1).bitrate(64_000).open());
+        } finally {
+            logger.removeHandler(handler);
+            logger.setLevel(before);
+            logger.setUseParentHandlers(true);
+        }
+        assertTrue(records.stream().anyMatch(r -> r.getLevel() == Level.FINE
+                && r.getMessage().startsWith("TranscoderSession.isCUDAAvailable[jul]")), records.toString());
+        assertTrue(records.stream().anyMatch(r -> r.getLevel() == Level.WARNING
+                && r.getMessage().startsWith("AudioEncoderAAC.initialize[jul/audio encoder 0]")));
+    }
+}
