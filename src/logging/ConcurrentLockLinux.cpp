@@ -8,6 +8,8 @@ void ConcurrentLockLinux::lock() { mutex.lock(); }
 
 void ConcurrentLockLinux::unlock() { mutex.unlock(); }
 
-IConcurrentLock* createConcurrentLock() { return new (std::nothrow) ConcurrentLockLinux(); }
+std::unique_ptr<IConcurrentLock> createConcurrentLock() {
+  return std::unique_ptr<IConcurrentLock>(new (std::nothrow) ConcurrentLockLinux());
+}
 
 }  // namespace cvx

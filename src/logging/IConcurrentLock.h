@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 namespace cvx {
 
 // A recursive mutual-exclusion lock. A thread that holds it may take it again
@@ -12,9 +14,9 @@ class IConcurrentLock {
   virtual void unlock() = 0;
 };
 
-// Returns a new lock owned by the caller, or null if allocation gave nothing.
-// The one place that names the platform's concrete class.
-IConcurrentLock* createConcurrentLock();
+// Returns a new lock for the caller to own, or null if allocation gave
+// nothing. The one place that names the platform's concrete class.
+std::unique_ptr<IConcurrentLock> createConcurrentLock();
 
 // Holds a lock for one scope, so that every return and every exception path
 // releases it. A null lock is tolerated and guards nothing.
@@ -23,6 +25,7 @@ class ConcurrentLockGuard {
   explicit ConcurrentLockGuard(IConcurrentLock* lock) : lock_(lock) {
     if (lock_ != nullptr) lock_->lock();
   }
+  explicit ConcurrentLockGuard(const std::unique_ptr<IConcurrentLock>& lock) : ConcurrentLockGuard(lock.get()) {}
   ~ConcurrentLockGuard() {
     if (lock_ != nullptr) lock_->unlock();
   }

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
-#include <exception>
+#include <memory>
 #include <vector>
 
+#include "logging/Guarded.h"
 #include "logging/IConcurrentLock.h"
-#include "logging/StdoutLine.h"
+#include "media/ByteBlocks.h"
 
 namespace cvx {
 
@@ -21,8 +21,7 @@ class LockedFrameList {
   LockedFrameList(const char* countLabel, const char* takeLabel)
       : lock(createConcurrentLock()), countLabel(countLabel), takeLabel(takeLabel) {}
   ~LockedFrameList() {
-    for (Frame& frame : frames) std::free(frame.buffer);
-    delete lock;
+    for (Frame& frame : frames) MallocBlock(frame.buffer).reset();
   }
   LockedFrameList(const LockedFrameList&) = delete;
   LockedFrameList& operator=(const LockedFrameList&) = delete;
@@ -30,40 +29,31 @@ class LockedFrameList {
   // Takes the frame's block; if it cannot be kept, the block is freed and
   // the failure raised.
   void append(const Frame& frame) {
+    MallocBlock block(frame.buffer);
     ConcurrentLockGuard guard(lock);
-    try {
-      frames.push_back(frame);
-    } catch (...) {
-      std::free(frame.buffer);
-      throw;
-    }
+    frames.push_back(frame);
+    block.release();
   }
 
   uint32_t count() {
-    try {
+    return guarded(countLabel, [this] {
       ConcurrentLockGuard guard(lock);
       return static_cast<uint32_t>(frames.size());
-    } catch (const std::exception& e) {
-      writeStdoutLine(countLabel, e);
-      return 0;
-    }
+    }, 0u);
   }
 
   // Moves every frame to `out`, oldest first; the caller then owns the blocks.
   int takeAll(std::vector<Frame>& out) {
-    try {
+    return guarded(takeLabel, [&] {
       ConcurrentLockGuard guard(lock);
       out.insert(out.end(), frames.begin(), frames.end());
       frames.clear();
       return 0;
-    } catch (const std::exception& e) {
-      writeStdoutLine(takeLabel, e);
-      return -1;
-    }
+    });
   }
 
  private:
-  IConcurrentLock* lock;
+  std::unique_ptr<IConcurrentLock> lock;
   const char* countLabel;
   const char* takeLabel;
   std::vector<Frame> frames;

@@ -1,8 +1,6 @@
 #include "logging/LogCollector.h"
 
-#include <exception>
-
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
 
 namespace cvx {
 
@@ -14,12 +12,7 @@ LogCollector::~LogCollector() {
     ConcurrentLockGuard guard(lock);
     statements.clear();
   }
-  try {
-    delete lock;
-  } catch (const std::exception& e) {
-    writeStdoutLine("LogCollector::delete[lock]: ", e);
-  }
-  lock = nullptr;
+  guarded("LogCollector::delete[lock]: ", [this] { lock.reset(); });
 }
 
 void LogCollector::logLevel1(int t, int i, std::string s) { log(t, i, 1, s); }
@@ -36,23 +29,19 @@ void LogCollector::logLevel5(std::string s) { log(0, 0, 5, s); }
 void LogCollector::log(int contextType, int contextIndex, int level, const std::string& statement) {
   if (!enabled) return;
   ConcurrentLockGuard guard(lock);
-  try {
+  guarded("LogCollector::log: ", [&] {
     if (statements.size() >= kMaxStatements) return;
     statements.push_back(LogStatement{statement, level, contextType, contextIndex});
-  } catch (const std::exception& e) {
-    writeStdoutLine("LogCollector::log: ", e);
-  }
+  });
 }
 
 void LogCollector::getLogStatements(std::vector<LogStatement>& out) {
   if (!enabled) return;
   ConcurrentLockGuard guard(lock);
-  try {
+  guarded("LogCollector::getLogStatements: ", [&] {
     out.insert(out.end(), statements.begin(), statements.end());
     statements.clear();
-  } catch (const std::exception& e) {
-    writeStdoutLine("LogCollector::getLogStatements: ", e);
-  }
+  });
 }
 
 void drainLogStatements(LogCollector& process, LogCollector& session, std::vector<LogStatement>& out) {
@@ -66,7 +55,8 @@ void drainLogStatements(LogCollector& process, LogCollector& session, std::vecto
 }
 
 LogCollector* getDefaultLogger() {
-  static LogCollector* collector = new LogCollector();
+  // Never destroyed: a host thread may still log while the process exits.
+  static LogCollector* const collector = new LogCollector();
   return collector;
 }
 

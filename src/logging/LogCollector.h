@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -40,7 +41,7 @@ class LogCollector : public ILogger {
 
  private:
   std::vector<LogStatement> statements;
-  IConcurrentLock* lock = nullptr;
+  std::unique_ptr<IConcurrentLock> lock;
   bool enabled = false;
 };
 

@@ -7,38 +7,6 @@
 
 using namespace cvx;
 
-namespace {
-
-// Frame input whose copy is made before the handle is tested, so that a zero
-// handle still costs the copy (the configuration calls).
-template <class Call>
-jlong withCopyFirst(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, const char* label,
-                    const char* freeLabel, Call&& call) {
-  uint32_t total = 0;
-  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
-  if (block == nullptr) return -1;
-  jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, block, total); });
-  if (!freeHostBytes(block, freeLabel)) status = -1;
-  return status;
-}
-
-// Frame input whose handle is tested first; the block gets the session's
-// header room in front, which the decoder may write into.
-template <class Call>
-jlong withHeaderRoom(JNIEnv* env, jlong handle, jbyteArray data, jlong offset, jlong length, const char* label,
-                     const char* freeLabel, Call&& call) {
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session == nullptr) return -1;
-  uint32_t total = 0;
-  uint8_t* block = copyHostBytes(env, data, offset, length, session->getFrameHeaderSize(), total);
-  if (block == nullptr) return -1;
-  jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, block, total); });
-  if (!freeHostBytes(block, freeLabel)) status = -1;
-  return status;
-}
-
-}  // namespace
-
 extern "C" {
 
 CVX_EXPORT(audioDecoderCreate__JJJJ)(JNIEnv*, jobject, jlong handle, jlong codec, jlong implementation,
@@ -61,11 +29,12 @@ CVX_EXPORT(audioDecoderInitialize)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(audioDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                           jlong length) {
-  return withCopyFirst(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeCodecConfig: ",
-                       "TranscoderSessionNative::audioDecoderDecodeCodecConfig[free]: ",
-                       [](TranscoderSession& s, uint8_t* block, uint32_t total) {
-                         return s.audioDecoderDecodeCodecConfig(block, 0, total);
-                       });
+  return forwardHostBytes(env, handle, HostBytes::kCopyFirst, data, offset, length,
+                          "TranscoderSessionNative::audioDecoderDecodeCodecConfig: ",
+                          "TranscoderSessionNative::audioDecoderDecodeCodecConfig[free]: ",
+                          [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.audioDecoderDecodeCodecConfig(block.get(), 0, total);
+                          });
 }
 
 CVX_EXPORT(audioDecoderIsFirstFrameDecoded)(JNIEnv*, jobject, jlong handle) {
@@ -75,21 +44,23 @@ CVX_EXPORT(audioDecoderIsFirstFrameDecoded)(JNIEnv*, jobject, jlong handle) {
 
 CVX_EXPORT(audioDecoderDecodeFirstFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset,
                                          jlong length) {
-  return withHeaderRoom(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFirstFrame: ",
-                        "TranscoderSessionNative::audioDecoderDecodeFirstFrame[free]: ",
-                        [](TranscoderSession& s, uint8_t* block, uint32_t total) {
-                          return s.audioDecoderDecodeFirstFrame(block, 0, total);
-                        });
+  return forwardHostBytes(env, handle, HostBytes::kBehindHeaderRoom, data, offset, length,
+                          "TranscoderSessionNative::audioDecoderDecodeFirstFrame: ",
+                          "TranscoderSessionNative::audioDecoderDecodeFirstFrame[free]: ",
+                          [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.audioDecoderDecodeFirstFrame(block.get(), 0, total);
+                          });
 }
 
 CVX_EXPORT(audioDecoderDecodeFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset, jlong length,
                                     jlong timecode, jlong bufferIndex) {
-  return withHeaderRoom(env, handle, data, offset, length, "TranscoderSessionNative::audioDecoderDecodeFrame: ",
-                        "TranscoderSessionNative::audioDecoderDecodeFrame[free]: ",
-                        [&](TranscoderSession& s, uint8_t* block, uint32_t total) {
-                          return s.audioDecoderDecodeFrame(block, 0, total, static_cast<uint64_t>(timecode),
-                                                           low32(bufferIndex));
-                        });
+  return forwardHostBytes(env, handle, HostBytes::kBehindHeaderRoom, data, offset, length,
+                          "TranscoderSessionNative::audioDecoderDecodeFrame: ",
+                          "TranscoderSessionNative::audioDecoderDecodeFrame[free]: ",
+                          [&](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.audioDecoderDecodeFrame(block.get(), 0, total, static_cast<uint64_t>(timecode),
+                                                             low32(bufferIndex));
+                          });
 }
 
 CVX_EXPORT(audioDecoderResetDecodedFrameState)(JNIEnv*, jobject, jlong handle) {
@@ -98,20 +69,14 @@ CVX_EXPORT(audioDecoderResetDecodedFrameState)(JNIEnv*, jobject, jlong handle) {
 }
 
 CVX_EXPORT(audioDecoderGetSampleRate)(JNIEnv* env, jobject, jlong handle, jobject value) {
-  uint32_t rate = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", -1, -1,
-                                   [&](TranscoderSession& s) { return s.audioDecoderGetSampleRate(rate); });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, value, rate);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", value,
+                            [](TranscoderSession& s, uint32_t& rate) { return s.audioDecoderGetSampleRate(rate); });
 }
 
 CVX_EXPORT(audioDecoderGetChannels)(JNIEnv* env, jobject, jlong handle, jobject value) {
-  uint32_t channels = 0;
   // This handler's label names its neighbour; hosts may match on it.
-  const jlong status = callSession(handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", -1, -1,
-                                   [&](TranscoderSession& s) { return s.audioDecoderGetChannels(channels); });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, value, channels);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::audioDecoderGetSampleRate: ", value,
+                            [](TranscoderSession& s, uint32_t& channels) { return s.audioDecoderGetChannels(channels); });
 }
 
 CVX_EXPORT(audioDecoderBuffersCreate)(JNIEnv*, jobject, jlong handle, jlong count) {
@@ -128,13 +93,10 @@ CVX_EXPORT(audioDecoderBuffersAllocate)(JNIEnv*, jobject, jlong handle, jlong sa
 }
 
 CVX_EXPORT(audioEncoderAdd)(JNIEnv* env, jobject, jlong handle, jlong codec, jlong implementation, jobject index) {
-  uint32_t newIndex = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::audioEncoderAdd: ", -1, -1,
-                                   [&](TranscoderSession& s) {
-                                     return s.audioEncoderAdd(low32(codec), low32(implementation), newIndex);
-                                   });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::audioEncoderAdd: ", index,
+                            [&](TranscoderSession& s, uint32_t& newIndex) {
+                              return s.audioEncoderAdd(low32(codec), low32(implementation), newIndex);
+                            });
 }
 
 CVX_EXPORT(audioEncoderSetSampleRate)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong sampleRate) {

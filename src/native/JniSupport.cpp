@@ -1,52 +1,44 @@
 #include "native/JniSupport.h"
 
+#include "native/JniClassCache.h"
+
 namespace cvx {
 
-bool clearPendingException(JNIEnv* env) {
-  if (!env->ExceptionCheck()) return false;
-  env->ExceptionClear();
-  return true;
-}
+namespace {
 
-jclass findClass(JNIEnv* env, const char* name) {
-  jclass cls = env->FindClass(name);
-  if (cls == nullptr) clearPendingException(env);
-  return cls;
-}
+struct LongByReferenceIds {
+  jfieldID value = nullptr;
+  bool resolve(JNIEnv* env, jclass cls) {
+    value = fieldId(env, cls, "value", "J");
+    return value != nullptr;
+  }
+};
 
-jclass objectClass(JNIEnv* env, jobject object) {
-  if (object == nullptr) return nullptr;
-  return env->GetObjectClass(object);
-}
+struct ListIds {
+  jmethodID add = nullptr;
+  bool resolve(JNIEnv* env, jclass cls) {
+    add = methodId(env, cls, "add", "(Ljava/lang/Object;)Z");
+    return add != nullptr;
+  }
+};
 
-jfieldID fieldId(JNIEnv* env, jclass cls, const char* name, const char* signature) {
-  if (cls == nullptr) return nullptr;
-  jfieldID id = env->GetFieldID(cls, name, signature);
-  if (id == nullptr) clearPendingException(env);
-  return id;
-}
+JniClassCache<LongByReferenceIds> longByReferenceIds;
+JniClassCache<ListIds> listIds;
 
-jmethodID methodId(JNIEnv* env, jclass cls, const char* name, const char* signature) {
-  if (cls == nullptr) return nullptr;
-  jmethodID id = env->GetMethodID(cls, name, signature);
-  if (id == nullptr) clearPendingException(env);
-  return id;
-}
+}  // namespace
 
 void writeLongByReference(JNIEnv* env, jobject reference, jlong value) {
   if (reference == nullptr) return;
-  jclass cls = objectClass(env, reference);
-  jfieldID field = fieldId(env, cls, "value", "J");
-  if (field != nullptr) env->SetLongField(reference, field, value);
-  if (cls != nullptr) env->DeleteLocalRef(cls);
+  LocalRef<jclass> cls(env, objectClass(env, reference));
+  LongByReferenceIds ids;
+  if (longByReferenceIds.lookup(env, cls.get(), ids)) env->SetLongField(reference, ids.value, value);
 }
 
 jmethodID listAddMethod(JNIEnv* env, jobject list) {
   if (list == nullptr) return nullptr;
-  jclass cls = objectClass(env, list);
-  jmethodID add = methodId(env, cls, "add", "(Ljava/lang/Object;)Z");
-  if (cls != nullptr) env->DeleteLocalRef(cls);
-  return add;
+  LocalRef<jclass> cls(env, objectClass(env, list));
+  ListIds ids;
+  return listIds.lookup(env, cls.get(), ids) ? ids.add : nullptr;
 }
 
 }  // namespace cvx

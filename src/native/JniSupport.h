@@ -3,13 +3,15 @@
 #include <jni.h>
 
 #include <cstdint>
-#include <exception>
+#include <utility>
 
+#include "logging/Guarded.h"
 #include "logging/StdoutLine.h"
+#include "native/JniRefs.h"
+#include "session/TranscoderSession.h"
 
 // Spells an export's full name from the Java method name.
 #define CVX_EXPORT(method) JNIEXPORT jlong JNICALL Java_com_corvane_cvx_transcoder_model_TranscoderSessionNative_##method
-#include "session/TranscoderSession.h"
 
 namespace cvx {
 
@@ -33,13 +35,11 @@ inline uint32_t low32(jlong value) { return static_cast<uint32_t>(value); }
 template <class Body>
 jlong guardExport(const char* label, jlong caught, Body&& body) {
   try {
-    return body();
-  } catch (const std::exception& e) {
-    writeStdoutLine(label, e);
+    return guarded(label, std::forward<Body>(body), caught);
   } catch (...) {
     writeStdoutLine(label, "unknown exception");
+    return caught;
   }
-  return caught;
 }
 
 // The common frame of an export that forwards to one session method: a zero
@@ -52,19 +52,20 @@ jlong callSession(jlong handle, const char* label, jlong zeroHandle, jlong caugh
   return guardExport(label, caught, [&] { return widenStatus(call(*session)); });
 }
 
-// JNI lookups. A failed lookup leaves a Java exception pending; these clear
-// it, so that a missing class, field or method is answered by the status the
-// export holds, never by an exception thrown into the host.
-jclass findClass(JNIEnv* env, const char* name);
-jclass objectClass(JNIEnv* env, jobject object);
-jfieldID fieldId(JNIEnv* env, jclass cls, const char* name, const char* signature);
-jmethodID methodId(JNIEnv* env, jclass cls, const char* name, const char* signature);
-// True (and cleared) when the last JNI call raised a Java exception.
-bool clearPendingException(JNIEnv* env);
-
 // Writes `value` into the `value` (J) field of a TranscoderLongByReference.
 // A null object or one without the field is skipped silently.
 void writeLongByReference(JNIEnv* env, jobject reference, jlong value);
+
+// callSession for a method with one out-value, which is written to the
+// host's TranscoderLongByReference whatever the status, unless the handle
+// is zero. The value starts at 0.
+template <class Call>
+jlong callSessionWithOut(JNIEnv* env, jlong handle, const char* label, jobject reference, Call&& call) {
+  uint32_t value = 0;
+  const jlong status = callSession(handle, label, -1, -1, [&](TranscoderSession& s) { return call(s, value); });
+  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, reference, value);
+  return status;
+}
 
 // Looks up `add(Object)` on a java.util.List; null (exception cleared) if absent.
 jmethodID listAddMethod(JNIEnv* env, jobject list);

@@ -4,45 +4,60 @@
 
 #include "com_corvane_cvx_transcoder_model_TranscoderSessionNative.h"
 #include "logging/LogCollector.h"
+#include "native/JniClassCache.h"
 #include "native/JniSupport.h"
 
 using namespace cvx;
 
 namespace {
 
+struct LogStatementIds {
+  jmethodID init = nullptr;
+  // Fields are written where the class has them.
+  jfieldID level = nullptr, contextType = nullptr, contextIndex = nullptr, statement = nullptr;
+
+  bool resolve(JNIEnv* env, jclass cls) {
+    init = methodId(env, cls, "<init>", "()V");
+    level = fieldId(env, cls, "level", "I");
+    contextType = fieldId(env, cls, "contextType", "I");
+    contextIndex = fieldId(env, cls, "contextIndex", "I");
+    statement = fieldId(env, cls, "statement", "Ljava/lang/String;");
+    return init != nullptr;
+  }
+};
+
+JniClassCache<LogStatementIds> logStatementIds;
+
+void setIntIfPresent(JNIEnv* env, jobject object, jfieldID field, jint value) {
+  if (field != nullptr) env->SetIntField(object, field, value);
+}
+
 // Hands drained statements to the host's list as TranscoderLogStatement
 // objects. Returns -1 when the list or the statement class cannot be used;
 // the statements are then lost.
 jlong deliverStatements(JNIEnv* env, jobject list, const std::vector<LogStatement>& statements) {
   jmethodID add = listAddMethod(env, list);
-  jclass cls = findClass(env, "com/corvane/cvx/transcoder/model/TranscoderLogStatement");
-  jmethodID init = methodId(env, cls, "<init>", "()V");
-  if (add == nullptr || cls == nullptr || init == nullptr) {
-    if (cls != nullptr) env->DeleteLocalRef(cls);
+  LocalRef<jclass> cls;
+  LogStatementIds ids;
+  if (add == nullptr ||
+      !logStatementIds.lookupNamed(env, "com/corvane/cvx/transcoder/model/TranscoderLogStatement", cls, ids)) {
     return -1;
   }
-  jfieldID level = fieldId(env, cls, "level", "I");
-  jfieldID contextType = fieldId(env, cls, "contextType", "I");
-  jfieldID contextIndex = fieldId(env, cls, "contextIndex", "I");
-  jfieldID text = fieldId(env, cls, "statement", "Ljava/lang/String;");
   for (const LogStatement& s : statements) {
-    jobject object = env->NewObject(cls, init);
-    if (object == nullptr) {
+    LocalRef<jobject> object(env, env->NewObject(cls.get(), ids.init));
+    if (!object) {
       clearPendingException(env);
       continue;
     }
-    jstring string = env->NewStringUTF(s.statement.c_str());
-    if (string == nullptr) clearPendingException(env);
-    if (level != nullptr) env->SetIntField(object, level, s.level);
-    if (contextType != nullptr) env->SetIntField(object, contextType, s.contextType);
-    if (contextIndex != nullptr) env->SetIntField(object, contextIndex, s.contextIndex);
-    if (text != nullptr) env->SetObjectField(object, text, string);
-    env->CallBooleanMethod(list, add, object);
+    LocalRef<jstring> text(env, env->NewStringUTF(s.statement.c_str()));
+    if (!text) clearPendingException(env);
+    setIntIfPresent(env, object.get(), ids.level, s.level);
+    setIntIfPresent(env, object.get(), ids.contextType, s.contextType);
+    setIntIfPresent(env, object.get(), ids.contextIndex, s.contextIndex);
+    if (ids.statement != nullptr) env->SetObjectField(object.get(), ids.statement, text.get());
+    env->CallBooleanMethod(list, add, object.get());
     clearPendingException(env);
-    if (string != nullptr) env->DeleteLocalRef(string);
-    env->DeleteLocalRef(object);
   }
-  env->DeleteLocalRef(cls);
   return 0;
 }
 
@@ -58,6 +73,8 @@ JNIEXPORT jlong JNICALL Java_com_corvane_cvx_transcoder_model_TranscoderSessionN
   });
 }
 
+// The host owns a session through its handle: createInstance makes it and
+// destroyInstance deletes it, and nothing else does either.
 JNIEXPORT jlong JNICALL Java_com_corvane_cvx_transcoder_model_TranscoderSessionNative_createInstance(JNIEnv*,
                                                                                                      jobject) {
   return guardExport("TranscoderSessionNative::createInstance: ", 0, [] {

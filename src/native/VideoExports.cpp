@@ -1,5 +1,4 @@
 // The video family of exports.
-#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -19,16 +18,22 @@ std::size_t readRectangle(JNIEnv* env, jlongArray values, uint32_t (&out)[4]) {
   if (values == nullptr) return 0;
   const jsize length = env->GetArrayLength(values);
   if (length < 1) return 0;
-  jlong* elements = env->GetLongArrayElements(values, nullptr);
-  if (elements == nullptr) {
-    clearPendingException(env);
-    return 0;
-  }
+  ArrayElements<jlongArray> elements(env, values, JNI_ABORT);
+  if (!elements) return 0;
   // More than four would overrun the rectangle: the rest is ignored.
   const std::size_t count = length < 4 ? static_cast<std::size_t>(length) : 4;
-  for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<uint32_t>(elements[i]);
-  env->ReleaseLongArrayElements(values, elements, JNI_ABORT);
+  for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<uint32_t>(elements.get()[i]);
   return count;
+}
+
+// The rectangle setters: values are read before the handle is tested, and
+// the host sees 0 whatever the session answered (its own handler reports).
+template <class Set>
+jlong forwardRectangle(JNIEnv* env, jlong handle, jlongArray values, Set&& set) {
+  uint32_t rectangle[4] = {0, 0, 0, 0};
+  const std::size_t count = readRectangle(env, values, rectangle);
+  if (TranscoderSession* session = sessionFromHandle(handle)) set(*session, count > 0 ? rectangle : nullptr, count);
+  return 0;
 }
 
 }  // namespace
@@ -99,34 +104,28 @@ CVX_EXPORT(videoDecoderDecodeCodecConfig)(JNIEnv* env, jobject, jlong handle, jb
   if (TranscoderSession* session = sessionFromHandle(handle)) {
     if (const uint32_t status = session->videoDecoderCheckLength(length, true)) return widenStatus(status);
   }
-  uint32_t total = 0;
-  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
-  if (block == nullptr) return -1;
-  jlong status = callSession(handle, "TranscoderSessionNative::videoDecoderDecodeCodecConfig: ", -1, -1,
-                             [&](TranscoderSession& s) { return s.videoDecoderDecodeCodecConfig(block, 0, total); });
-  if (!freeHostBytes(block, "TranscoderSessionNative::videoDecoderDecodeCodecConfig[free]: ")) status = -1;
-  return status;
+  return forwardHostBytes(env, handle, HostBytes::kCopyFirst, data, offset, length,
+                          "TranscoderSessionNative::videoDecoderDecodeCodecConfig: ",
+                          "TranscoderSessionNative::videoDecoderDecodeCodecConfig[free]: ",
+                          [](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.videoDecoderDecodeCodecConfig(block.get(), 0, total);
+                          });
 }
 
 CVX_EXPORT(videoDecoderAddFrame)(JNIEnv* env, jobject, jlong handle, jbyteArray data, jlong offset, jlong length,
                                  jlong timecode, jlong frameType) {
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session != nullptr) {
+  if (TranscoderSession* session = sessionFromHandle(handle)) {
     if (const uint32_t status = session->videoDecoderCheckLength(length, false)) return widenStatus(status);
-  }
-  uint32_t total = 0;
-  uint8_t* block = copyHostBytes(env, data, offset, length, 0, total);
-  if (block == nullptr) return -1;
-  if (session == nullptr) {
-    freeHostBytes(block, "TranscoderSessionNative::videoDecoderAddFrame[free]: ");
-    return -1;
   }
   // The decoder reads the frame's bytes over the decode calls that follow:
   // the session keeps the block until then.
-  MallocBlock owned(block);
-  return callSession(handle, "TranscoderSessionNative::videoDecoderAddFrame: ", -1, -1, [&](TranscoderSession& s) {
-    return s.videoDecoderAddFrame(std::move(owned), total, static_cast<int64_t>(timecode), low32(frameType));
-  });
+  return forwardHostBytes(env, handle, HostBytes::kCopyFirst, data, offset, length,
+                          "TranscoderSessionNative::videoDecoderAddFrame: ",
+                          "TranscoderSessionNative::videoDecoderAddFrame[free]: ",
+                          [&](TranscoderSession& s, MallocBlock& block, uint32_t total) {
+                            return s.videoDecoderAddFrame(std::move(block), total, static_cast<int64_t>(timecode),
+                                                          low32(frameType));
+                          });
 }
 
 CVX_EXPORT(videoDecoderDecode)(JNIEnv* env, jobject, jlong handle, jlong bufferIndex, jobject flagsReference) {
@@ -156,26 +155,19 @@ CVX_EXPORT(videoEncoderBufferSetsCreate)(JNIEnv*, jobject, jlong handle, jlong c
 
 CVX_EXPORT(videoEncoderBufferAdd__JJJJJLcom_corvane_cvx_transcoder_model_TranscoderLongByReference_2)(
     JNIEnv* env, jobject, jlong handle, jlong width, jlong height, jlong scaleMode, jlong fourcc, jobject index) {
-  uint32_t newIndex = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", -1, -1,
-                                   [&](TranscoderSession& s) {
-                                     return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode),
-                                                                    low32(fourcc), newIndex);
-                                   });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", index,
+                            [&](TranscoderSession& s, uint32_t& newIndex) {
+                              return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode),
+                                                             low32(fourcc), newIndex);
+                            });
 }
 
 CVX_EXPORT(videoEncoderBufferAdd__JJJJLcom_corvane_cvx_transcoder_model_TranscoderLongByReference_2)(
     JNIEnv* env, jobject, jlong handle, jlong width, jlong height, jlong scaleMode, jobject index) {
-  uint32_t newIndex = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", -1, -1,
-                                   [&](TranscoderSession& s) {
-                                     return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode),
-                                                                    newIndex);
-                                   });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::videoEncoderBufferAdd: ", index,
+                            [&](TranscoderSession& s, uint32_t& newIndex) {
+                              return s.VideoEncoderBufferAdd(low32(width), low32(height), low32(scaleMode), newIndex);
+                            });
 }
 
 CVX_EXPORT(videoEncoderBufferGetVideoFrame)(JNIEnv* env, jobject, jlong handle, jlong setIndex, jlong itemIndex,
@@ -209,32 +201,23 @@ CVX_EXPORT(videoEncoderBufferSetOverlayVideoFrame)(JNIEnv* env, jobject, jlong h
 }
 
 CVX_EXPORT(videoEncoderBufferSetCrop)(JNIEnv* env, jobject, jlong handle, jlong itemIndex, jlongArray values) {
-  uint32_t rectangle[4] = {0, 0, 0, 0};
-  const std::size_t count = readRectangle(env, values, rectangle);
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session == nullptr) return 0;
-  session->videoEncoderSetCrop(low32(itemIndex), count > 0 ? rectangle : nullptr, count);
-  return 0;
+  return forwardRectangle(env, handle, values, [&](TranscoderSession& s, const uint32_t* rectangle, std::size_t n) {
+    s.videoEncoderSetCrop(low32(itemIndex), rectangle, n);
+  });
 }
 
 CVX_EXPORT(videoEncoderBufferSetSourceRect)(JNIEnv* env, jobject, jlong handle, jlong itemIndex,
                                             jlongArray values) {
-  uint32_t rectangle[4] = {0, 0, 0, 0};
-  const std::size_t count = readRectangle(env, values, rectangle);
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session == nullptr) return 0;
-  session->videoEncoderSetSrcRect(low32(itemIndex), count > 0 ? rectangle : nullptr, count);
-  return 0;
+  return forwardRectangle(env, handle, values, [&](TranscoderSession& s, const uint32_t* rectangle, std::size_t n) {
+    s.videoEncoderSetSrcRect(low32(itemIndex), rectangle, n);
+  });
 }
 
 CVX_EXPORT(videoEncoderAdd)(JNIEnv* env, jobject, jlong handle, jlong codec, jlong implementation, jobject index) {
-  uint32_t newIndex = 0;
-  const jlong status = callSession(handle, "TranscoderSessionNative::videoEncoderAdd: ", -1, -1,
-                                   [&](TranscoderSession& s) {
-                                     return s.videoEncoderAdd(low32(codec), low32(implementation), newIndex);
-                                   });
-  if (sessionFromHandle(handle) != nullptr) writeLongByReference(env, index, newIndex);
-  return status;
+  return callSessionWithOut(env, handle, "TranscoderSessionNative::videoEncoderAdd: ", index,
+                            [&](TranscoderSession& s, uint32_t& newIndex) {
+                              return s.videoEncoderAdd(low32(codec), low32(implementation), newIndex);
+                            });
 }
 
 CVX_EXPORT(videoEncoderSetDefaults)(JNIEnv*, jobject, jlong handle, jlong encoderIndex, jlong first, jlong second) {

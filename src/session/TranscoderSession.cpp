@@ -120,6 +120,13 @@ Selection<IAudioEncoder> selectAudioEncoder(uint32_t codec) {
   }
 }
 
+// The progress line of a codec made by number: what was made, in words.
+void logCreated(LogCollector& log, int contextType, uint32_t index, const char* method, const char* what,
+                const char* words) {
+  log.logLevel2(contextType, static_cast<int>(index),
+                std::string("TranscoderSession.") + method + "[{context}]: Create " + what + ": " + words);
+}
+
 // A host's value refused where it enters: one fault line, and the failure.
 uint32_t refused(LogCollector& log, int contextType, const std::string& statement) {
   log.logLevel3(contextType, 0, statement);
@@ -150,10 +157,8 @@ uint32_t TranscoderSession::videoDecoderCreate(uint32_t codec, uint32_t implemen
     Selection<IVideoDecoder> made = selectVideoDecoder(codec, implementation);
     if (made.codec == nullptr) return kFailure;
     made.codec->setLogger(&logCollector);
-    std::ostringstream line;
-    line << "TranscoderSession.videoDecoderCreate[{context}]: Create video decoder: " << made.words;
-    replaceVideoDecoder(made.codec.release());
-    logCollector.logLevel2(kLogContextVideoDecoder, 0, line.str());
+    replaceVideoDecoder(std::move(made.codec));
+    logCreated(logCollector, kLogContextVideoDecoder, 0, "videoDecoderCreate", "video decoder", made.words);
     return 0;
   });
 }
@@ -173,13 +178,10 @@ uint32_t TranscoderSession::videoEncoderAdd(uint32_t codec, uint32_t implementat
                          std::to_string(kMaxVideoEncoders) + " video encoders");
     }
     made.codec->setLogger(&logCollector);
-    videoEncoders.reserve(videoEncoders.size() + 1);
-    index = appendVideoEncoder(made.codec.get());
-    IVideoEncoder* encoder = made.codec.release();
+    IVideoEncoder* encoder = made.codec.get();
+    index = appendVideoEncoder(std::move(made.codec));
     encoder->setContextId(index);
-    std::ostringstream line;
-    line << "TranscoderSession.videoEncoderAdd[{context}]: Create video encoder: " << made.words;
-    logCollector.logLevel2(kLogContextVideoEncoder, static_cast<int>(index), line.str());
+    logCreated(logCollector, kLogContextVideoEncoder, index, "videoEncoderAdd", "video encoder", made.words);
     return 0;
   });
 }
@@ -192,16 +194,14 @@ uint32_t TranscoderSession::audioDecoderCreate(uint32_t codec, uint32_t implemen
     made.codec->setLogger(&logCollector);
     made.codec->setDecodeParameters(static_cast<int32_t>(sampleFormat));
     audioFrameHeaderSize = made.codec->getFrameHeaderSize();
-    std::ostringstream line;
-    line << "TranscoderSession.audioDecoderCreate[{context}]: Create audio decoder: " << made.words;
-    replaceAudioDecoder(made.codec.release());
-    logCollector.logLevel2(kLogContextAudioDecoder, 0, line.str());
+    replaceAudioDecoder(std::move(made.codec));
+    logCreated(logCollector, kLogContextAudioDecoder, 0, "audioDecoderCreate", "audio decoder", made.words);
     return 0;
   });
 }
 
 uint32_t TranscoderSession::audioDecoderCreate(uint32_t codec, uint32_t implementation) {
-  return audioDecoderCreate(codec, implementation, 2);
+  return audioDecoderCreate(codec, implementation, kDefaultAudioSampleFormat);
 }
 
 uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& index) {
@@ -216,24 +216,36 @@ uint32_t TranscoderSession::audioEncoderAdd(uint32_t codec, uint32_t, uint32_t& 
       return kFailure;
     }
     made.codec->setLogger(&logCollector);
-    audioEncoders.reserve(audioEncoders.size() + 1);
-    index = appendAudioEncoder(made.codec.get());
-    IAudioEncoder* encoder = made.codec.release();
+    IAudioEncoder* encoder = made.codec.get();
+    index = appendAudioEncoder(std::move(made.codec));
     encoder->setContextId(index);
-    std::ostringstream line;
-    line << "TranscoderSession.audioEncoderAdd[{context}]: Create audio encoder: " << made.words;
-    logCollector.logLevel2(kLogContextAudioEncoder, static_cast<int>(index), line.str());
+    logCreated(logCollector, kLogContextAudioEncoder, index, "audioEncoderAdd", "audio encoder", made.words);
     return 0;
   });
 }
 
-template <class Call>
-uint32_t TranscoderSession::withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call) {
+namespace {
+
+// Runs `call` on an encoder under the method's handler; no encoder (a bad
+// index) is a failure.
+template <class Encoder, class Call>
+uint32_t onEncoder(const char* label, Encoder* encoder, Call&& call) {
   return guarded(label, [&]() -> uint32_t {
-    IVideoEncoder* encoder = getVideoEncoder(encoderIndex);
     if (encoder == nullptr) return kFailure;
     return static_cast<uint32_t>(call(*encoder));
   });
+}
+
+}  // namespace
+
+template <class Call>
+uint32_t TranscoderSession::withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call) {
+  return onEncoder(label, getVideoEncoder(encoderIndex), std::forward<Call>(call));
+}
+
+template <class Call>
+uint32_t TranscoderSession::withAudioEncoder(const char* label, uint32_t encoderIndex, Call&& call) {
+  return onEncoder(label, getAudioEncoder(encoderIndex), std::forward<Call>(call));
 }
 
 uint32_t TranscoderSession::videoDecoderBuffersCreate(uint32_t count) {
@@ -643,90 +655,65 @@ uint32_t TranscoderSession::audioDecoderGetChannels(uint32_t& value) {
   });
 }
 
-uint32_t TranscoderSession::audioEncoderSetSampleRate(uint32_t encoderIndex, uint32_t sampleRate) {
-  return guarded("TranscoderSession::audioEncoderSetSampleRate: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
-    if (!isAudioSampleRate(sampleRate)) {
+template <class Describe, class Set>
+uint32_t TranscoderSession::setAudioEncoderValue(const char* method, uint32_t encoderIndex, bool valid,
+                                                 Describe&& describe, Set&& set) {
+  const std::string label = std::string("TranscoderSession::") + method + ": ";
+  return withAudioEncoder(label.c_str(), encoderIndex, [&](IAudioEncoder& e) {
+    if (!valid) {
       std::ostringstream line;
-      line << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
-                         "audioEncoderSetSampleRate", line.str());
+      describe(line);
+      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex), method, line.str());
     }
-    encoder->setSampleRate(sampleRate);
-    return 0;
+    set(e);
+    return 0u;
   });
+}
+
+uint32_t TranscoderSession::audioEncoderSetSampleRate(uint32_t encoderIndex, uint32_t sampleRate) {
+  return setAudioEncoderValue(
+      "audioEncoderSetSampleRate", encoderIndex, isAudioSampleRate(sampleRate),
+      [&](std::ostream& out) { out << "sample rate " << sampleRate << " is not between 1 and " << kAudioMaxSampleRate; },
+      [&](IAudioEncoder& e) { e.setSampleRate(sampleRate); });
 }
 
 uint32_t TranscoderSession::audioEncoderSetChannels(uint32_t encoderIndex, uint32_t channels) {
-  return guarded("TranscoderSession::audioEncoderSetChannels: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
-    if (!isAudioChannelCount(channels)) {
-      std::ostringstream line;
-      line << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
-                         "audioEncoderSetChannels", line.str());
-    }
-    encoder->setChannels(channels);
-    return 0;
-  });
+  return setAudioEncoderValue(
+      "audioEncoderSetChannels", encoderIndex, isAudioChannelCount(channels),
+      [&](std::ostream& out) { out << "channel count " << channels << " is not between 1 and " << kAudioMaxChannels; },
+      [&](IAudioEncoder& e) { e.setChannels(channels); });
 }
 
 uint32_t TranscoderSession::audioEncoderSetQuality(uint32_t encoderIndex, double quality) {
-  return guarded("TranscoderSession::audioEncoderSetQuality: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
-    if (!isAudioQuality(quality)) {
-      std::ostringstream line;
-      line << "quality " << quality << " is not a finite number";
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
-                         "audioEncoderSetQuality", line.str());
-    }
-    encoder->setQuality(quality);
-    return 0;
-  });
+  return setAudioEncoderValue(
+      "audioEncoderSetQuality", encoderIndex, isAudioQuality(quality),
+      [&](std::ostream& out) { out << "quality " << quality << " is not a finite number"; },
+      [&](IAudioEncoder& e) { e.setQuality(quality); });
 }
 
 uint32_t TranscoderSession::audioEncoderSetBitrate(uint32_t encoderIndex, uint32_t bitrate) {
-  return guarded("TranscoderSession::audioEncoderSetBitrate: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
-    if (bitrate > kAudioMaxBitrate) {
-      std::ostringstream line;
-      line << "bit rate " << bitrate << " is above " << kAudioMaxBitrate;
-      return refuseAudio(logCollector, kLogContextAudioEncoder, static_cast<int>(encoderIndex),
-                         "audioEncoderSetBitrate", line.str());
-    }
-    encoder->setBitrate(bitrate);
-    return 0;
-  });
+  return setAudioEncoderValue(
+      "audioEncoderSetBitrate", encoderIndex, bitrate <= kAudioMaxBitrate,
+      [&](std::ostream& out) { out << "bit rate " << bitrate << " is above " << kAudioMaxBitrate; },
+      [&](IAudioEncoder& e) { e.setBitrate(bitrate); });
 }
 
 uint32_t TranscoderSession::audioEncoderInitialize(uint32_t encoderIndex) {
-  return guarded("TranscoderSession::audioEncoderInitialize: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
-    return static_cast<uint32_t>(encoder->initialize());
-  });
+  return withAudioEncoder("TranscoderSession::audioEncoderInitialize: ", encoderIndex,
+                          [](IAudioEncoder& e) { return e.initialize(); });
 }
 
 uint32_t TranscoderSession::audioEncoderGetHeaders(uint32_t encoderIndex, std::vector<AudioFrameEncoded>& frames) {
-  return guarded("TranscoderSession::audioEncoderGetHeaders: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
-    return static_cast<uint32_t>(encoder->getHeaders(frames));
-  });
+  return withAudioEncoder("TranscoderSession::audioEncoderGetHeaders: ", encoderIndex,
+                          [&](IAudioEncoder& e) { return e.getHeaders(frames); });
 }
 
 uint32_t TranscoderSession::audioEncoderAddSampleBuffer(uint32_t encoderIndex, uint32_t bufferIndex,
                                                         std::vector<AudioFrameEncoded>& frames) {
-  return guarded("TranscoderSession::audioEncoderAddSampleBuffer: ", [&]() -> uint32_t {
-    IAudioEncoder* encoder = getAudioEncoder(encoderIndex);
-    if (encoder == nullptr) return kFailure;
+  return withAudioEncoder("TranscoderSession::audioEncoderAddSampleBuffer: ", encoderIndex, [&](IAudioEncoder& e) {
     AudioSampleBuffer* buffer = getAudioBuffer(bufferIndex);
-    if (buffer == nullptr) return kFailure;
-    return static_cast<uint32_t>(encoder->addSampleBuffer(*buffer, frames));
+    if (buffer == nullptr) return -1;
+    return e.addSampleBuffer(*buffer, frames);
   });
 }
 
@@ -739,7 +726,7 @@ uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {
       return refuseAudio(logCollector, kLogContextAudioDecoder, 0, "audioDecoderBuffersCreate", line.str());
     }
     audioBuffers.reserve(audioBuffers.size() + count);
-    for (uint32_t i = 0; i < count; ++i) audioBuffers.push_back(AudioSampleBufferSetItem{new AudioSampleBuffer()});
+    for (uint32_t i = 0; i < count; ++i) audioBuffers.push_back(std::make_unique<AudioSampleBuffer>());
     return 0;
   });
 }
@@ -762,7 +749,7 @@ uint32_t TranscoderSession::audioDecoderBuffersAllocate(uint32_t sampleCount, ui
       return refuseAudio(logCollector, kLogContextAudioDecoder, 0, "audioDecoderBuffersAllocate", line.str());
     }
     // Each buffer's own failure is its to report; the set answers 0.
-    for (AudioSampleBufferSetItem& item : audioBuffers) item.buffer->allocBuffer(sampleCount, channels, sampleRate);
+    for (std::unique_ptr<AudioSampleBuffer>& buffer : audioBuffers) buffer->allocBuffer(sampleCount, channels, sampleRate);
     return 0;
   });
 }

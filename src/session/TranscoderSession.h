@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
+#include "media/FourCC.h"
 #include "session/TranscoderSessionBase.h"
 #include "session/VideoDecodeBlocks.h"
 #include "video/encoders/VideoFrameEncoded.h"
@@ -19,7 +20,9 @@ class VideoOverlayFrame;
 // the overlay setters, whose objects lock themselves.
 class TranscoderSession : public TranscoderSessionBase {
  public:
-  static constexpr uint32_t kDefaultFourCC = 0x32315659;  // 'YV12'
+  static constexpr uint32_t kDefaultFourCC = kFourCCYV12;
+  // The sample format audio decoders are made with unless the host names one.
+  static constexpr uint32_t kDefaultAudioSampleFormat = 2;
   // Video encoders one session holds. A ladder has a handful; the bound keeps
   // a host that adds in a loop from exhausting the process.
   static constexpr uint32_t kMaxVideoEncoders = 64;
@@ -129,8 +132,17 @@ class TranscoderSession : public TranscoderSessionBase {
                                        std::vector<AudioFrameEncoded>& frames);
 
  private:
+  // Run `call` on the encoder at `encoderIndex` under the method's handler
+  // (`label`); a bad index is a failure.
   template <class Call>
   uint32_t withVideoEncoder(const char* label, uint32_t encoderIndex, Call&& call);
+  template <class Call>
+  uint32_t withAudioEncoder(const char* label, uint32_t encoderIndex, Call&& call);
+  // An audio encoder's setter: an invalid value is refused with one level-3
+  // line, which `describe` writes the reason of, and -1; a valid one is set.
+  template <class Describe, class Set>
+  uint32_t setAudioEncoderValue(const char* method, uint32_t encoderIndex, bool valid, Describe&& describe,
+                                Set&& set);
   // Sizes decoder frame `index` for the decoder's picture; a frame left
   // without a block is logged as a fault of `method`.
   void allocDecoderFrame(uint32_t index, const char* method);
@@ -140,7 +152,7 @@ class TranscoderSession : public TranscoderSessionBase {
                           int contextType, int contextIndex);
 
   uint32_t fourcc = kDefaultFourCC;
-  uint32_t audioSampleFormat = 2;
+  uint32_t audioSampleFormat = kDefaultAudioSampleFormat;
   VideoDecodeBlocks videoDecodeBlocks;
   uint32_t audioFrameHeaderSize = 0;
   uint32_t isCUDAAvailable = 0;

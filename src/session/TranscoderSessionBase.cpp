@@ -1,75 +1,38 @@
 #include "session/TranscoderSessionBase.h"
 
-#include <exception>
-
-#include "audio/decoders/IAudioDecoder.h"
-#include "audio/encoders/IAudioEncoder.h"
-#include "logging/StdoutLine.h"
-#include "video/decoders/IVideoDecoder.h"
-#include "video/encoders/IVideoEncoder.h"
-
 namespace cvx {
 
+namespace {
+
+// Front to back: encoders go in the order they were made, each under the
+// handler of its wrapper.
+template <class Wrappers>
+void deleteInIndexOrder(Wrappers& wrappers) {
+  for (auto& wrapper : wrappers) wrapper.encoder.reset();
+  wrappers.clear();
+}
+
+}  // namespace
+
+// The codecs go before the members: they may still refer to buffers, and
+// they log to the collector.
 TranscoderSessionBase::~TranscoderSessionBase() {
-  deleteVideoDecoder();
-  deleteAudioDecoder();
-  for (VideoEncoderWrapper& wrapper : videoEncoders) {
-    try {
-      IVideoEncoder* encoder = wrapper.encoder;
-      wrapper.encoder = nullptr;
-      delete encoder;
-    } catch (const std::exception& e) {
-      writeStdoutLine("TranscoderSessionBase#VideoEncoderWrapper::destructor[videoEncoders]: ", e);
-    }
-  }
-  videoEncoders.clear();
-  for (AudioEncoderWrapper& wrapper : audioEncoders) {
-    try {
-      IAudioEncoder* encoder = wrapper.encoder;
-      wrapper.encoder = nullptr;
-      delete encoder;
-    } catch (const std::exception& e) {
-      writeStdoutLine("TranscoderSessionBase#AudioEncoderWrapper::destructor[videoEncoders]: ", e);
-    }
-  }
-  audioEncoders.clear();
-  for (AudioSampleBufferSetItem& item : audioBuffers) {
-    delete item.buffer;
-    item.buffer = nullptr;
-  }
-  audioBuffers.clear();
-}
-
-void TranscoderSessionBase::deleteVideoDecoder() {
-  try {
-    IVideoDecoder* decoder = videoDecoder;
-    videoDecoder = nullptr;
-    delete decoder;
-  } catch (const std::exception& e) {
-    writeStdoutLine("TranscoderSessionBase::destructor[videoDecoder]: ", e);
-  }
-}
-
-void TranscoderSessionBase::deleteAudioDecoder() {
-  try {
-    IAudioDecoder* decoder = audioDecoder;
-    audioDecoder = nullptr;
-    delete decoder;
-  } catch (const std::exception& e) {
-    writeStdoutLine("TranscoderSessionBase::destructor[audioDecoder]: ", e);
-  }
+  videoDecoder.reset();
+  audioDecoder.reset();
+  deleteInIndexOrder(videoEncoders);
+  deleteInIndexOrder(audioEncoders);
 }
 
 IVideoEncoder* TranscoderSessionBase::getVideoEncoder(uint32_t index) {
-  return index < videoEncoders.size() ? videoEncoders[index].encoder : nullptr;
+  return index < videoEncoders.size() ? videoEncoders[index].encoder.get() : nullptr;
 }
 
 IAudioEncoder* TranscoderSessionBase::getAudioEncoder(uint32_t index) {
-  return index < audioEncoders.size() ? audioEncoders[index].encoder : nullptr;
+  return index < audioEncoders.size() ? audioEncoders[index].encoder.get() : nullptr;
 }
 
 AudioSampleBuffer* TranscoderSessionBase::getAudioBuffer(uint32_t index) {
-  return index < audioBuffers.size() ? audioBuffers[index].buffer : nullptr;
+  return index < audioBuffers.size() ? audioBuffers[index].get() : nullptr;
 }
 
 VideoFrameBuffer* TranscoderSessionBase::getDecoderFrame(uint32_t index) {
@@ -91,28 +54,22 @@ VideoOverlayFrames* TranscoderSessionBase::getRenditionOverlays(uint32_t index) 
   return index < renditionOverlays.size() ? renditionOverlays[index].get() : nullptr;
 }
 
-void TranscoderSessionBase::replaceVideoDecoder(IVideoDecoder* decoder) {
-  if (decoder == videoDecoder) return;
-  deleteVideoDecoder();
-  videoDecoder = decoder;
+void TranscoderSessionBase::replaceVideoDecoder(std::unique_ptr<IVideoDecoder> decoder) {
+  videoDecoder.reset(decoder.release());
 }
 
-void TranscoderSessionBase::replaceAudioDecoder(IAudioDecoder* decoder) {
-  if (decoder == audioDecoder) return;
-  deleteAudioDecoder();
-  audioDecoder = decoder;
+void TranscoderSessionBase::replaceAudioDecoder(std::unique_ptr<IAudioDecoder> decoder) {
+  audioDecoder.reset(decoder.release());
 }
 
-uint32_t TranscoderSessionBase::appendVideoEncoder(IVideoEncoder* encoder) {
-  const uint32_t index = static_cast<uint32_t>(videoEncoders.size());
-  videoEncoders.push_back(VideoEncoderWrapper{encoder});
-  return index;
+uint32_t TranscoderSessionBase::appendVideoEncoder(std::unique_ptr<IVideoEncoder> encoder) {
+  videoEncoders.push_back(VideoEncoderWrapper{VideoEncoderWrapper::Owner(encoder.release())});
+  return static_cast<uint32_t>(videoEncoders.size() - 1);
 }
 
-uint32_t TranscoderSessionBase::appendAudioEncoder(IAudioEncoder* encoder) {
-  const uint32_t index = static_cast<uint32_t>(audioEncoders.size());
-  audioEncoders.push_back(AudioEncoderWrapper{encoder});
-  return index;
+uint32_t TranscoderSessionBase::appendAudioEncoder(std::unique_ptr<IAudioEncoder> encoder) {
+  audioEncoders.push_back(AudioEncoderWrapper{AudioEncoderWrapper::Owner(encoder.release())});
+  return static_cast<uint32_t>(audioEncoders.size() - 1);
 }
 
 }  // namespace cvx

@@ -4,19 +4,21 @@
 #include <memory>
 #include <vector>
 
-#include "audio/samples/AudioSampleBufferSetItem.h"
+#include "audio/decoders/IAudioDecoder.h"
+#include "audio/samples/AudioSampleBuffer.h"
 #include "logging/LogCollector.h"
-#include "session/AudioEncoderWrapper.h"
+#include "session/EncoderWrapper.h"
+#include "session/GuardedDelete.h"
 #include "session/ITranscoderSession.h"
-#include "session/VideoEncoderWrapper.h"
+#include "video/decoders/IVideoDecoder.h"
 #include "video/frames/PictureMemoryBudget.h"
 #include "video/frames/VideoFrameBufferSet.h"
 #include "video/frames/VideoOverlayFrames.h"
 
 namespace cvx {
 
-class IAudioDecoder;
-class IVideoDecoder;
+inline constexpr char kVideoDecoderDestructor[] = "TranscoderSessionBase::destructor[videoDecoder]: ";
+inline constexpr char kAudioDecoderDestructor[] = "TranscoderSessionBase::destructor[audioDecoder]: ";
 
 // The owned objects of a session. Destruction deletes every codec, each under
 // its own handler so one failing codec does not stop the rest, before the
@@ -30,8 +32,8 @@ class TranscoderSessionBase : public ITranscoderSession {
 
   ILogger* getLogger() { return &logCollector; }
   LogCollector& getLogCollector() { return logCollector; }
-  IVideoDecoder* getVideoDecoder() { return videoDecoder; }
-  IAudioDecoder* getAudioDecoder() { return audioDecoder; }
+  IVideoDecoder* getVideoDecoder() { return videoDecoder.get(); }
+  IAudioDecoder* getAudioDecoder() { return audioDecoder.get(); }
 
   // Bound-checked lookups: null for an index that is not below the size.
   IVideoEncoder* getVideoEncoder(uint32_t index);
@@ -46,25 +48,25 @@ class TranscoderSessionBase : public ITranscoderSession {
   uint32_t getAudioEncoderCount() const { return static_cast<uint32_t>(audioEncoders.size()); }
   uint32_t getAudioBufferCount() const { return static_cast<uint32_t>(audioBuffers.size()); }
 
-  // Takes ownership. A decoder already held is deleted first, so a host that
-  // creates twice leaks nothing.
-  void replaceVideoDecoder(IVideoDecoder* decoder);
-  void replaceAudioDecoder(IAudioDecoder* decoder);
+  // A decoder already held is deleted, so a host that creates twice leaks
+  // nothing.
+  void replaceVideoDecoder(std::unique_ptr<IVideoDecoder> decoder);
+  void replaceAudioDecoder(std::unique_ptr<IAudioDecoder> decoder);
 
-  // Take ownership and return the new encoder's index, its place in the list.
-  // Encoders are only ever appended, so an index stays valid for the session.
-  uint32_t appendVideoEncoder(IVideoEncoder* encoder);
-  uint32_t appendAudioEncoder(IAudioEncoder* encoder);
+  // Return the new encoder's index, its place in the list. Encoders are only
+  // ever appended, so an index stays valid for the session.
+  uint32_t appendVideoEncoder(std::unique_ptr<IVideoEncoder> encoder);
+  uint32_t appendAudioEncoder(std::unique_ptr<IAudioEncoder> encoder);
 
  protected:
-  IVideoDecoder* videoDecoder = nullptr;
-  IAudioDecoder* audioDecoder = nullptr;
+  GuardedOwner<IVideoDecoder, kVideoDecoderDestructor> videoDecoder;
+  GuardedOwner<IAudioDecoder, kAudioDecoderDestructor> audioDecoder;
   // Counts the blocks of decoder frames and renditions; declared before
   // them, so it outlives them.
   PictureMemoryBudget pictureMemory;
   VideoFrameBufferSet decoderFrames{nullptr, &pictureMemory};
   VideoOverlayFrames decoderOverlays;
-  std::vector<AudioSampleBufferSetItem> audioBuffers;
+  std::vector<std::unique_ptr<AudioSampleBuffer>> audioBuffers;
   // Held through pointers so that growing either list never moves a set or a
   // provider that a transfer or another thread's overlay call is using.
   std::vector<std::unique_ptr<VideoFrameBufferSet>> encoderSets;
@@ -72,10 +74,6 @@ class TranscoderSessionBase : public ITranscoderSession {
   std::vector<VideoEncoderWrapper> videoEncoders;
   std::vector<AudioEncoderWrapper> audioEncoders;
   LogCollector logCollector;
-
- private:
-  void deleteVideoDecoder();
-  void deleteAudioDecoder();
 };
 
 }  // namespace cvx

@@ -2,17 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <vector>
 
-namespace cvx {
+#include "media/ByteBlocks.h"
 
-// Frees a block that the boundary allocated with malloc for a host's bytes.
-struct MallocBlockDeleter {
-  void operator()(uint8_t* block) const { std::free(block); }
-};
-using MallocBlock = std::unique_ptr<uint8_t, MallocBlockDeleter>;
+namespace cvx {
 
 // The compressed frames the video decoder may still read. The decoder queues
 // spans of a frame and reads them over the decode calls that follow, so a

@@ -13,11 +13,10 @@ AudioEncoderBufferStream::AudioEncoderBufferStream()
 
 AudioEncoderBufferStream::~AudioEncoderBufferStream() {
   try {
-    delete lock;
+    lock.reset();
   } catch (const std::exception& e) {
     writeStdoutLine("AudioEncoderBufferStream::delete[lock]: ", e);
   }
-  lock = nullptr;
 }
 
 void AudioEncoderBufferStream::onAuxInfo(uint32_t infoId, void*, uint32_t) {

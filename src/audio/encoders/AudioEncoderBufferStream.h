@@ -40,7 +40,7 @@ class AudioEncoderBufferStream : public BufStreamSink {
 
  private:
   // Guards the queued positions; the finished frames lock themselves.
-  IConcurrentLock* lock = nullptr;
+  std::unique_ptr<IConcurrentLock> lock;
   LockedFrameList<AudioFrameEncoded> frames{"AudioEncoderBufferStream::getEncodedFrameCount: ",
                                             "AudioEncoderBufferStream::getEncodedFrames: "};
   std::list<uint64_t> timecodes;

@@ -77,16 +77,6 @@ constexpr uint32_t kSceneCut = 2836;
 constexpr uint32_t kOpenGop = 2856;
 constexpr uint32_t kIntraRefresh = 4100;
 
-template <class Body>
-int guarded(const char* label, Body&& body) {
-  try {
-    return body();
-  } catch (const std::exception& e) {
-    writeStdoutLine(label, e);
-    return -1;
-  }
-}
-
 }  // namespace
 
 VideoEncoderH264::VideoEncoderH264() { codec = 7; }

@@ -4,10 +4,9 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
-#include <new>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/ByteBlocks.h"
 #include "platform/imagescaler/ScaleImage.h"
 #include "video/frames/IImageScaler.h"
 #include "video/frames/LibraryImageScaler.h"
@@ -17,10 +16,6 @@
 namespace cvx {
 
 namespace {
-
-// Source coordinates travel with 8 fractional bits in 32-bit fields; every
-// coordinate of a picture within the limits fits them.
-static_assert(int64_t{kMaxPictureSide} * 256 <= INT32_MAX, "source coordinates fit the rectangles");
 
 bool fitsInt32(uint64_t value) { return value <= static_cast<uint64_t>(INT32_MAX); }
 
@@ -114,38 +109,33 @@ bool VideoFrameBuffer::isPictureCode(uint32_t fourcc) {
 }
 
 int VideoFrameBuffer::allocBuffer(uint32_t width, uint32_t height, uint32_t fourcc) {
-  try {
-    if (bytes_ != nullptr && width == record_.width && height == record_.height) return 0;
-    freeBuffer();
-    lastFillWidth_ = 0;
-    lastFillHeight_ = 0;
-    record_.fourcc = fourcc;
-    if (width != 0 && height != 0 && isPictureSizeRefused(width, height)) {
-      makeEmpty();
-      return -1;
-    }
-    byteCount_ = calcBufferLayout(width, height, fourcc, stride_, frameStartOffset_);
-    // Left unpainted: a buffer is black only once somebody paints it.
-    const uint64_t blockBytes = calcBlockBytes(width, height, fourcc);
-    if (blockBytes != 0 && !takeBlock(blockBytes)) {
-      makeEmpty();
-      return -1;
-    }
-    record_.width = width;
-    record_.height = height;
-    setPlanes();
-    updateVpxImage();
-    return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoFrameBuffer::allocBuffer: ", e);
-    makeEmpty();
-    return -1;
-  }
+  const int status = guarded("VideoFrameBuffer::allocBuffer: ", [&] { return allocateBlock(width, height, fourcc); });
+  // A failure, raised or not, leaves the buffer empty.
+  if (status != 0) makeEmpty();
+  return status;
+}
+
+int VideoFrameBuffer::allocateBlock(uint32_t width, uint32_t height, uint32_t fourcc) {
+  if (bytes_ != nullptr && width == record_.width && height == record_.height) return 0;
+  freeBuffer();
+  lastFillWidth_ = 0;
+  lastFillHeight_ = 0;
+  record_.fourcc = fourcc;
+  if (width != 0 && height != 0 && isPictureSizeRefused(width, height)) return -1;
+  byteCount_ = calcBufferLayout(width, height, fourcc, stride_, frameStartOffset_);
+  // Left unpainted: a buffer is black only once somebody paints it.
+  const uint64_t blockBytes = calcBlockBytes(width, height, fourcc);
+  if (blockBytes != 0 && !takeBlock(blockBytes)) return -1;
+  record_.width = width;
+  record_.height = height;
+  setPlanes();
+  updateVpxImage();
+  return 0;
 }
 
 bool VideoFrameBuffer::takeBlock(uint64_t bytes) {
   if (budget_ != nullptr && !budget_->reserve(bytes)) return false;
-  ownedBlock_.reset(new (std::nothrow) uint8_t[bytes]);
+  ownedBlock_ = tryAllocateBytes(bytes);
   if (!ownedBlock_) {
     if (budget_ != nullptr) budget_->release(bytes);
     return false;
@@ -231,7 +221,7 @@ int VideoFrameBuffer::attachExternal(uint32_t width, uint32_t height, uint32_t f
 }
 
 int VideoFrameBuffer::blackFill() {
-  try {
+  return guarded("VideoFrameBuffer::blackFill: ", [this] {
     // A small black picture, scaled onto the whole buffer: black is what the
     // scaler makes of RGB 0, 0, 0 in the buffer's code.
     static const uint8_t kBlack[16 * 16 * 3] = {};
@@ -239,10 +229,7 @@ int VideoFrameBuffer::blackFill() {
                         record_.planeStride[0], record_.width, record_.height, nullptr, 1, nullptr,
                         nullptr);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoFrameBuffer::blackFill: ", e);
-    return -1;
-  }
+  });
 }
 
 int VideoFrameBuffer::updateVpxImage() {
@@ -289,97 +276,41 @@ void VideoFrameBuffer::setSrcRect(const uint32_t* values, size_t count) {
   srcRectEnabled_ = true;
 }
 
+FitSettings VideoFrameBuffer::fitSettings() const {
+  FitSettings settings;
+  settings.scaleMode = scaleMode_;
+  if (cropEnabled_) {
+    settings.crop = crop_;
+  } else if (srcRectEnabled_) {
+    settings.srcRect = srcRect_;
+  }
+  return settings;
+}
+
 int VideoFrameBuffer::scaleFrom(const VideoFrameBuffer& source, bool forceBlackFill) {
-  try {
+  // The label is its neighbour's; hosts may match on it.
+  return guarded("VideoFrameBuffer::allocBuffer: ", [&] {
     frameType_ = source.frameType_;
     timecode_ = source.timecode_;
-    if (!hasPicture() || !source.hasPicture()) return -1;
-
-    // Within the picture limits every value below fits 32 bits, and every
-    // product 64 bits; the source selection is clipped to the source.
-    const int64_t srcW = source.record_.width;
-    const int64_t srcH = source.record_.height;
-    const int64_t dstW = record_.width;
-    const int64_t dstH = record_.height;
-    if (isPictureSizeRefused(srcW, srcH) || isPictureSizeRefused(dstW, dstH)) return -1;
-    int64_t x = 0, y = 0, w = srcW, h = srcH;
-    bool useRectangles = false;
-    if (cropEnabled_) {
-      const int64_t cutW = int64_t{crop_[0]} + crop_[1];
-      const int64_t cutH = int64_t{crop_[2]} + crop_[3];
-      if (cutW >= srcW || cutH >= srcH) return 0;  // the crop leaves nothing
-      x = crop_[0];
-      w -= cutW;
-      y = crop_[2];
-      h -= cutH;
-    } else if (srcRectEnabled_) {
-      x = srcRect_[0];
-      y = srcRect_[1];
-      if (x >= srcW || y >= srcH) return 0;  // the rectangle lies off the source
-      w = std::min<int64_t>(srcRect_[2], srcW - x);
-      h = std::min<int64_t>(srcRect_[3], srcH - y);
-      if (w == 0 || h == 0) return 0;  // nothing to fit, and no ratio to divide by
+    if (!hasPicture() || !source.hasPicture() || isPictureSizeRefused(source.getWidth(), source.getHeight()) ||
+        isPictureSizeRefused(getWidth(), getHeight())) {
+      return -1;
     }
-
-    uint32_t flags = 0;
-    ScaleRectangles rectangles;
-    std::memset(&rectangles, 0, sizeof rectangles);
-    int64_t left = x, top = y, right = x + w - 1, bottom = y + h - 1;
-    if (scaleMode_ == kScaleModeLetterbox) {
-      if (forceBlackFill || lastFillWidth_ != w || lastFillHeight_ != h) {
-        lastFillWidth_ = static_cast<uint32_t>(w);
-        lastFillHeight_ = static_cast<uint32_t>(h);
-        blackFill();
-      }
-      const int64_t fitW = dstH * w / h;
-      const int64_t fitH = dstW * h / w;
-      flags |= kScaleUseSourceRect | kScaleUseDestRect;
-      useRectangles = true;
-      // An odd remainder leaves the extra pixel on the right or at the bottom.
-      int64_t dstLeft = 0, dstTop = 0, dstRight = dstW - 1, dstBottom = dstH - 1;
-      if (fitW > dstW) {
-        dstTop = (dstH - fitH) / 2;
-        dstBottom = dstTop + fitH - 1;
-      } else {
-        dstLeft = (dstW - fitW) / 2;
-        dstRight = dstLeft + fitW - 1;
-      }
-      rectangles.dstLeft = static_cast<int32_t>(dstLeft);
-      rectangles.dstTop = static_cast<int32_t>(dstTop);
-      rectangles.dstRight = static_cast<int32_t>(dstRight);
-      rectangles.dstBottom = static_cast<int32_t>(dstBottom);
-    } else if (scaleMode_ == kScaleModeCropToFill) {
-      const int64_t cropW = h * dstW / dstH;
-      const int64_t cropH = w * dstH / dstW;
-      flags |= kScaleUseSourceRect;
-      useRectangles = true;
-      if (cropW > w) {
-        top = y + (h - cropH) / 2;
-        bottom = top + cropH - 1;  // cropH 0 gives an empty rectangle
-      } else {
-        left = x + (w - cropW) / 2;
-        right = left + cropW - 1;
-      }
-    } else if (cropEnabled_ || srcRectEnabled_) {
-      flags |= kScaleUseSourceRect;
-      useRectangles = true;
+    const PictureFit fit = fitPicture(source.getWidth(), source.getHeight(), getWidth(), getHeight(), fitSettings());
+    if (fit.empty) return 0;
+    // Bars are painted when the selection's size changes, or on demand.
+    if (scaleMode_ == kScaleModeLetterbox &&
+        (forceBlackFill || lastFillWidth_ != fit.selectionWidth || lastFillHeight_ != fit.selectionHeight)) {
+      lastFillWidth_ = fit.selectionWidth;
+      lastFillHeight_ = fit.selectionHeight;
+      blackFill();
     }
-    if (useRectangles) {
-      rectangles.srcLeft = static_cast<int32_t>(left * 256);
-      rectangles.srcTop = static_cast<int32_t>(top * 256);
-      rectangles.srcRight = static_cast<int32_t>(right * 256);
-      rectangles.srcBottom = static_cast<int32_t>(bottom * 256);
-    }
-    scaler_->scaleImage(flags, source.record_.fourcc, source.record_.plane[0],
-                        source.record_.planeStride[0], source.record_.width,
-                        source.record_.height, record_.fourcc, record_.plane[0],
+    scaler_->scaleImage(fit.flags, source.record_.fourcc, source.record_.plane[0], source.record_.planeStride[0],
+                        source.record_.width, source.record_.height, record_.fourcc, record_.plane[0],
                         record_.planeStride[0], record_.width, record_.height, nullptr, 1,
-                        useRectangles ? &rectangles : nullptr, nullptr);
+                        fit.useRectangles ? &fit.rectangles : nullptr, nullptr);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoFrameBuffer::allocBuffer: ", e);
-    return -1;
-  }
+  });
 }
 
 int VideoFrameBuffer::getFrameBGRA(uint8_t* buffer, uint64_t capacity, uint64_t* size,

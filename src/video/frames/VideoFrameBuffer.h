@@ -6,6 +6,7 @@
 
 #include "platform/bufstream/FrameRecord.h"
 #include "platform/vpx/VpxImageView.h"
+#include "video/frames/PictureFit.h"
 
 namespace cvx {
 
@@ -134,6 +135,8 @@ class VideoFrameBuffer {
   bool hasPicture() const;
 
  private:
+  int allocateBlock(uint32_t width, uint32_t height, uint32_t fourcc);
+  FitSettings fitSettings() const;
   void setPlanes();
   bool takeBlock(uint64_t bytes);
   void makeEmpty();
@@ -159,10 +162,5 @@ class VideoFrameBuffer {
   IImageScaler* scaler_;
   PictureMemoryBudget* budget_ = nullptr;
 };
-
-// The scale modes of VideoFrameBuffer; any other value stretches.
-constexpr int32_t kScaleModeLetterbox = 1;
-constexpr int32_t kScaleModeStretch = 3;
-constexpr int32_t kScaleModeCropToFill = 4;
 
 }  // namespace cvx

@@ -1,11 +1,9 @@
 #include "video/frames/VideoFrameBufferSet.h"
 
 #include <climits>
-#include <cstring>
-#include <exception>
-#include <new>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/ByteBlocks.h"
 #include "platform/imagescaler/ScaleImage.h"
 #include "video/frames/IImageScaler.h"
 #include "video/frames/LibraryImageScaler.h"
@@ -16,17 +14,13 @@ namespace cvx {
 
 namespace {
 
+// Source coordinates carry 8 fractional bits in 32-bit fields.
+constexpr uint32_t kMaxFrameSide = INT32_MAX / 256;
+
 // Where an overlay lands on a frame of frameSize along one axis. The sums
 // are unsigned 32-bit as the placement rule is written, so that an overlay
 // wholly before the frame counts as past its far edge.
-constexpr uint32_t kMaxFrameSide = INT32_MAX / 256;
-
-struct AxisPlacement {
-  int32_t first;
-  int32_t last;
-};
-
-AxisPlacement placeOnAxis(int32_t offset, uint32_t size, uint32_t frameSize, bool centre,
+OverlaySpan placeOnAxis(int32_t offset, uint32_t size, uint32_t frameSize, bool centre,
                           bool far) {
   uint32_t start = static_cast<uint32_t>(offset);
   if (centre) {
@@ -46,6 +40,14 @@ AxisPlacement placeOnAxis(int32_t offset, uint32_t size, uint32_t frameSize, boo
   return {static_cast<int32_t>(start), static_cast<int32_t>(end)};
 }
 
+// The whole overlay picture as the source rectangle, zeroed otherwise.
+ScaleRectangles overlaySource(const VideoOverlayFrame& overlay) {
+  ScaleRectangles a{};
+  a.srcRight = static_cast<int32_t>((int64_t{overlay.getWidth()} - 1) * 256);
+  a.srcBottom = static_cast<int32_t>((int64_t{overlay.getHeight()} - 1) * 256);
+  return a;
+}
+
 }  // namespace
 
 VideoFrameBufferSet::VideoFrameBufferSet(IImageScaler* scaler, PictureMemoryBudget* budget)
@@ -54,17 +56,15 @@ VideoFrameBufferSet::VideoFrameBufferSet(IImageScaler* scaler, PictureMemoryBudg
 VideoFrameBufferSet::~VideoFrameBufferSet() = default;
 
 int32_t VideoFrameBufferSet::add() {
-  try {
+  return guarded("VideoFrameBufferSet::add: ", [this] {
     auto buffer = std::make_unique<VideoFrameBuffer>();
     buffer->setImageScaler(scaler_);
     buffer->setMemoryBudget(budget_);
     buffers_.push_back(std::move(buffer));
+    // A buffer may be held without its item: items_ alone is what counts.
     items_.emplace_back(buffers_.back().get());
     return static_cast<int32_t>(items_.size() - 1);
-  } catch (const std::exception&) {
-    // The buffer may be held without its item: items_ alone is what counts.
-    return -1;
-  }
+  });
 }
 
 const VideoFrameBufferSetItem* VideoFrameBufferSet::get(uint32_t index) const {
@@ -73,55 +73,52 @@ const VideoFrameBufferSetItem* VideoFrameBufferSet::get(uint32_t index) const {
 
 int VideoFrameBufferSet::transferFrame(VideoFrameBuffer& source, VideoFrameBuffer& destination,
                                        VideoOverlayFrames& overlays) {
-  try {
+  return guarded("VideoFrameBufferSet::transferFrame: ", [&] {
     const uint32_t count = overlays.getOverlayCount();
     // With overlays the letterbox bars are painted afresh on every frame,
     // since an overlay may have covered them.
     destination.scaleFrom(source, count > 0);
     if (count != 0) applyOverlays2(destination, overlays);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoFrameBufferSet::transferFrame: ", e);
-    return -1;
-  }
+  });
 }
 
 int VideoFrameBufferSet::applyOverlays2(VideoFrameBuffer& frame, VideoOverlayFrames& overlays) {
-  try {
+  guarded("VideoFrameBufferSet::applyOverlays2: ", [&] {
     drawList_.clear();
     overlays.getOverlayFrames(drawList_);
-    if (drawList_.empty()) return 0;
-    // The scratch is sized from the same snapshot that is drawn, so an
-    // overlay installed meanwhile cannot outgrow it.
-    // Only overlays that can be drawn on this frame count: one larger than
-    // the frame is skipped, so the scratch never outgrows the frame.
-    uint32_t alphaWidth = 0, alphaHeight = 0;
-    bool hasAlpha = false;
-    for (const VideoOverlayFrameRef& overlay : drawList_) {
-      if (!overlay->isAlpha() || !overlay->isDrawable() || overlay->getDstWidth() > frame.getWidth() ||
-          overlay->getDstHeight() > frame.getHeight()) {
-        continue;
-      }
-      hasAlpha = true;
-      if (overlay->getDstWidth() > alphaWidth) alphaWidth = overlay->getDstWidth();
-      if (overlay->getDstHeight() > alphaHeight) alphaHeight = overlay->getDstHeight();
-    }
-    if (hasAlpha && (overlays.getScratch() == nullptr || overlays.getScratchWidth() != alphaWidth ||
-                     overlays.getScratchHeight() != alphaHeight)) {
-      const uint64_t bytes = uint64_t{alphaWidth} * alphaHeight * 4;
-      overlays.setScratch(nullptr, 0, 0);
-      if (bytes > 0 && uint64_t{alphaWidth} * 4 <= INT32_MAX) {
-        overlays.setScratch(std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[bytes]),
-                            alphaWidth, alphaHeight);
-      }
-    }
+    if (drawList_.empty()) return;
+    prepareScratch(frame, overlays);
     for (const VideoOverlayFrameRef& overlay : drawList_) drawOverlay(frame, *overlay, overlays);
-    drawList_.clear();  // lets replaced overlays go now rather than next frame
-    return 0;
-  } catch (const std::exception& e) {
-    drawList_.clear();
-    writeStdoutLine("VideoFrameBufferSet::applyOverlays2: ", e);
-    return 0;
+  });
+  drawList_.clear();  // lets replaced overlays go now rather than next frame
+  return 0;
+}
+
+void VideoFrameBufferSet::prepareScratch(const VideoFrameBuffer& frame, VideoOverlayFrames& overlays) {
+  // The scratch is sized from the same snapshot that is drawn, so an
+  // overlay installed meanwhile cannot outgrow it. Only overlays that can
+  // be drawn on this frame count: one larger than the frame is skipped, so
+  // the scratch never outgrows the frame.
+  uint32_t alphaWidth = 0, alphaHeight = 0;
+  bool hasAlpha = false;
+  for (const VideoOverlayFrameRef& overlay : drawList_) {
+    if (!overlay->isAlpha() || !overlay->isDrawable() || overlay->getDstWidth() > frame.getWidth() ||
+        overlay->getDstHeight() > frame.getHeight()) {
+      continue;
+    }
+    hasAlpha = true;
+    if (overlay->getDstWidth() > alphaWidth) alphaWidth = overlay->getDstWidth();
+    if (overlay->getDstHeight() > alphaHeight) alphaHeight = overlay->getDstHeight();
+  }
+  if (!hasAlpha || (overlays.getScratch() != nullptr && overlays.getScratchWidth() == alphaWidth &&
+                    overlays.getScratchHeight() == alphaHeight)) {
+    return;
+  }
+  const uint64_t bytes = uint64_t{alphaWidth} * alphaHeight * 4;
+  overlays.setScratch(nullptr, 0, 0);
+  if (bytes > 0 && uint64_t{alphaWidth} * 4 <= INT32_MAX) {
+    overlays.setScratch(tryAllocateBytes(bytes), alphaWidth, alphaHeight);
   }
 }
 
@@ -129,16 +126,15 @@ void VideoFrameBufferSet::drawOverlay(VideoFrameBuffer& frame, const VideoOverla
                                       VideoOverlayFrames& overlays) {
   const uint32_t frameWidth = frame.getWidth();
   const uint32_t frameHeight = frame.getHeight();
-  // Source coordinates carry 8 fractional bits in 32-bit fields.
   if (!overlay.isDrawable() || !frame.hasPicture() || frameWidth > kMaxFrameSide ||
       frameHeight > kMaxFrameSide) {
     return;
   }
   const int32_t align = overlay.getDstAlign();
-  const AxisPlacement across =
+  const OverlaySpan across =
       placeOnAxis(overlay.getDstX(), overlay.getDstWidth(), frameWidth,
                   (align & kOverlayAlignCentre) != 0, (align & kOverlayAlignRight) != 0);
-  const AxisPlacement down =
+  const OverlaySpan down =
       placeOnAxis(overlay.getDstY(), overlay.getDstHeight(), frameHeight,
                   (align & kOverlayAlignMiddle) != 0, (align & kOverlayAlignBottom) != 0);
   // An overlay larger than the frame cannot be pushed inside: skipped.
@@ -146,53 +142,53 @@ void VideoFrameBufferSet::drawOverlay(VideoFrameBuffer& frame, const VideoOverla
       int64_t{down.last} >= int64_t{frameHeight}) {
     return;
   }
-
-  ScaleRectangles a, b;
-  std::memset(&a, 0, sizeof a);
-  std::memset(&b, 0, sizeof b);
-  a.srcRight = static_cast<int32_t>((int64_t{overlay.getWidth()} - 1) * 256);
-  a.srcBottom = static_cast<int32_t>((int64_t{overlay.getHeight()} - 1) * 256);
-  uint8_t* plane0 = frame.getPlane(0);
-  const int32_t stride0 = frame.getPlaneStride(0);
-  if (!overlay.isAlpha()) {
+  if (overlay.isAlpha()) {
+    compositeOverlay(frame, overlay, across, down, overlays);
+  } else {
+    ScaleRectangles a = overlaySource(overlay);
     a.dstLeft = across.first;
     a.dstRight = across.last;
     a.dstTop = down.first;
     a.dstBottom = down.last;
-    scaler_->scaleImage(kScaleUseDestRect, overlay.getFourCC(), overlay.getBytes(),
-                        overlay.getStride(), overlay.getWidth(), overlay.getHeight(),
-                        frame.getFourCC(), plane0, stride0, frameWidth, frameHeight, nullptr, 1, &a,
-                        nullptr);
-    return;
+    scaler_->scaleImage(kScaleUseDestRect, overlay.getFourCC(), overlay.getBytes(), overlay.getStride(),
+                        overlay.getWidth(), overlay.getHeight(), frame.getFourCC(), frame.getPlane(0),
+                        frame.getPlaneStride(0), frameWidth, frameHeight, nullptr, 1, &a, nullptr);
   }
+}
 
+void VideoFrameBufferSet::compositeOverlay(VideoFrameBuffer& frame, const VideoOverlayFrame& overlay,
+                                           const OverlaySpan& across, const OverlaySpan& down,
+                                           VideoOverlayFrames& overlays) {
   uint8_t* scratch = overlays.getScratch();
   if (scratch == nullptr) return;
   const uint32_t scratchWidth = overlays.getScratchWidth();
   const uint32_t scratchHeight = overlays.getScratchHeight();
   const int32_t scratchStride = static_cast<int32_t>(scratchWidth * 4);
+  uint8_t* plane0 = frame.getPlane(0);
+  const int32_t stride0 = frame.getPlaneStride(0);
   const int32_t width = across.last - across.first;  // Z's right edge
   const int32_t height = down.last - down.first;
   constexpr uint32_t kRects = kScaleUseSourceRect | kScaleUseDestRect;
 
   // Fetch the frame's rectangle D into the scratch at the origin (Z).
+  ScaleRectangles b{};
   b.srcLeft = across.first * 256;
   b.srcTop = down.first * 256;
   b.srcRight = across.last * 256;
   b.srcBottom = down.last * 256;
   b.dstRight = width;
   b.dstBottom = height;
-  scaler_->scaleImage(kRects, frame.getFourCC(), plane0, stride0, frameWidth, frameHeight,
-                      kFourCCVUYA, scratch, scratchStride, scratchWidth, scratchHeight, nullptr, 1,
-                      &b, nullptr);
+  scaler_->scaleImage(kRects, frame.getFourCC(), plane0, stride0, frame.getWidth(), frame.getHeight(),
+                      kFourCCVUYA, scratch, scratchStride, scratchWidth, scratchHeight, nullptr, 1, &b, nullptr);
   // Blend the overlay, scaled to its size on the frame, over it.
+  ScaleRectangles a = overlaySource(overlay);
   a.dstRight = width;
   a.dstBottom = height;
-  scaler_->scaleImage(kRects | kScaleBlendAlpha, kFourCCVUYA, overlay.getBytes(),
-                      overlay.getStride(), overlay.getWidth(), overlay.getHeight(), kFourCCVUYA,
-                      scratch, scratchStride, scratchWidth, scratchHeight, nullptr, 1, &a, nullptr);
+  scaler_->scaleImage(kRects | kScaleBlendAlpha, kFourCCVUYA, overlay.getBytes(), overlay.getStride(),
+                      overlay.getWidth(), overlay.getHeight(), kFourCCVUYA, scratch, scratchStride, scratchWidth,
+                      scratchHeight, nullptr, 1, &a, nullptr);
   // Put the composite back where it came from.
-  std::memset(&b, 0, sizeof b);
+  b = ScaleRectangles{};
   b.srcRight = width * 256;
   b.srcBottom = height * 256;
   b.dstLeft = across.first;
@@ -200,7 +196,7 @@ void VideoFrameBufferSet::drawOverlay(VideoFrameBuffer& frame, const VideoOverla
   b.dstRight = across.last;
   b.dstBottom = down.last;
   scaler_->scaleImage(kRects, kFourCCVUYA, scratch, scratchStride, scratchWidth, scratchHeight,
-                      frame.getFourCC(), plane0, stride0, frameWidth, frameHeight, nullptr, 1, &b,
+                      frame.getFourCC(), plane0, stride0, frame.getWidth(), frame.getHeight(), nullptr, 1, &b,
                       nullptr);
 }
 

@@ -14,6 +14,12 @@ class PictureMemoryBudget;
 class VideoFrameBuffer;
 class VideoOverlayFrames;
 
+// Where an overlay lands along one axis of a frame, both edges inclusive.
+struct OverlaySpan {
+  int32_t first;
+  int32_t last;
+};
+
 // The buffers of one slot, one per rendition: item i belongs to rendition i.
 // Moves a decoded picture into a rendition's buffer and composites overlays.
 class VideoFrameBufferSet {
@@ -40,8 +46,15 @@ class VideoFrameBufferSet {
   int applyOverlays2(VideoFrameBuffer& frame, VideoOverlayFrames& overlays);
 
  private:
+  // Sizes the overlays' scratch for the alpha overlays of drawList_.
+  void prepareScratch(const VideoFrameBuffer& frame, VideoOverlayFrames& overlays);
   void drawOverlay(VideoFrameBuffer& frame, const VideoOverlayFrame& overlay,
                    VideoOverlayFrames& overlays);
+  // An overlay with alpha, through the scratch: fetch the frame's rectangle,
+  // blend the overlay over it, put it back.
+  void compositeOverlay(VideoFrameBuffer& frame, const VideoOverlayFrame& overlay,
+                        const OverlaySpan& across, const OverlaySpan& down,
+                        VideoOverlayFrames& overlays);
 
   IImageScaler* scaler_;
   PictureMemoryBudget* budget_;

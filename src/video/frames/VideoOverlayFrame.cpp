@@ -1,7 +1,6 @@
 #include "video/frames/VideoOverlayFrame.h"
 
-#include <new>
-
+#include "media/ByteBlocks.h"
 #include "platform/imagescaler/ScaleImage.h"
 #include "video/frames/IImageScaler.h"
 #include "video/frames/LibraryImageScaler.h"
@@ -48,7 +47,7 @@ void VideoOverlayFrame::convertToVuya() {
   for (uint64_t i = 0; i < pixels && !transparent; ++i) transparent = bgra[i * 4 + 3] < 255;
   if (!transparent) return;  // opaque pictures are drawn in one pass as BGRA
 
-  std::unique_ptr<uint8_t[]> vuya(new (std::nothrow) uint8_t[pixels * 4]);
+  std::unique_ptr<uint8_t[]> vuya = tryAllocateBytes(pixels * 4);
   if (!vuya) return;
   const int32_t rowBytes = static_cast<int32_t>(width_ * 4);
   if (scaler_->scaleImage(0, kFourCCBGRA, bgra, rowBytes, width_, height_, kFourCCVUYA,

@@ -1,9 +1,8 @@
 #include "video/frames/VideoOverlayFrames.h"
 
-#include <exception>
 #include <utility>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
 #include "video/frames/PictureLimits.h"
 
 namespace cvx {
@@ -12,23 +11,19 @@ VideoOverlayFrames::VideoOverlayFrames() : lock_(createConcurrentLock()) {}
 
 VideoOverlayFrames::~VideoOverlayFrames() {
   {
-    ConcurrentLockGuard guard(lock_.get());
+    ConcurrentLockGuard guard(lock_);
     overlays_.clear();
   }
-  try {
-    lock_.reset();
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoOverlayFrames::delete[lock]: ", e);
-  }
+  guarded("VideoOverlayFrames::delete[lock]: ", [this] { lock_.reset(); });
 }
 
 void VideoOverlayFrames::getOverlayFrames(std::vector<VideoOverlayFrameRef>& list) {
-  ConcurrentLockGuard guard(lock_.get());
+  ConcurrentLockGuard guard(lock_);
   for (const auto& entry : overlays_) list.push_back(entry.second);
 }
 
 uint32_t VideoOverlayFrames::getOverlayCount() {
-  ConcurrentLockGuard guard(lock_.get());
+  ConcurrentLockGuard guard(lock_);
   return static_cast<uint32_t>(overlays_.size());
 }
 
@@ -37,7 +32,7 @@ bool VideoOverlayFrames::setOverlay(uint32_t key, std::unique_ptr<VideoOverlayFr
   VideoOverlayFrameRef incoming(std::move(frame));
   VideoOverlayFrameRef previous;
   {
-    ConcurrentLockGuard guard(lock_.get());
+    ConcurrentLockGuard guard(lock_);
     if (overlays_.size() >= kMaxOverlays && overlays_.count(key) == 0) return false;
     VideoOverlayFrameRef& slot = overlays_[key];
     previous = std::move(slot);
@@ -50,7 +45,7 @@ bool VideoOverlayFrames::setOverlay(uint32_t key, std::unique_ptr<VideoOverlayFr
 void VideoOverlayFrames::removeOverlay(uint32_t key) {
   VideoOverlayFrameRef previous;
   {
-    ConcurrentLockGuard guard(lock_.get());
+    ConcurrentLockGuard guard(lock_);
     auto found = overlays_.find(key);
     if (found == overlays_.end()) return;
     previous = std::move(found->second);
@@ -59,7 +54,7 @@ void VideoOverlayFrames::removeOverlay(uint32_t key) {
 }
 
 bool VideoOverlayFrames::hasAlphaOverlay() {
-  ConcurrentLockGuard guard(lock_.get());
+  ConcurrentLockGuard guard(lock_);
   for (const auto& entry : overlays_) {
     if (entry.second->isAlpha()) return true;
   }
@@ -67,7 +62,7 @@ bool VideoOverlayFrames::hasAlphaOverlay() {
 }
 
 void VideoOverlayFrames::getMaxAlphaOverlaySize(uint32_t& width, uint32_t& height) {
-  ConcurrentLockGuard guard(lock_.get());
+  ConcurrentLockGuard guard(lock_);
   for (const auto& entry : overlays_) {
     if (!entry.second->isAlpha()) continue;
     if (entry.second->getDstWidth() > width) width = entry.second->getDstWidth();

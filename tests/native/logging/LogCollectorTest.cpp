@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -91,7 +92,7 @@ TEST(LogCollector, LosesNothingBelowTheBoundWhileAnotherThreadDrains) {
 }
 
 TEST(ConcurrentLock, IsRecursive) {
-  IConcurrentLock* lock = createConcurrentLock();
+  std::unique_ptr<IConcurrentLock> lock = createConcurrentLock();
   ASSERT_NE(lock, nullptr);
   lock->lock();
   lock->lock();
@@ -107,7 +108,6 @@ TEST(ConcurrentLock, IsRecursive) {
   lock->unlock();
   other.join();
   EXPECT_TRUE(acquired.load());
-  delete lock;
 }
 
 }  // namespace

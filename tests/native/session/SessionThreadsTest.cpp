@@ -239,18 +239,20 @@ TEST(SessionThreads, SessionsTranscodeWhileOtherThreadsDrainLogsAndChangeOverlay
     });
   }
   threads.emplace_back([&] {
+    // At least one round, however fast the sessions finish.
     std::vector<LogStatement> statements;
-    while (running.load() > 0) {
+    do {
       for (auto& run : runs) {
         statements.clear();
         drainLogStatements(*getDefaultLogger(), run->session().getLogCollector(), statements);
         drained += statements.size();
       }
       std::this_thread::yield();
-    }
+    } while (running.load() > 0);
   });
   threads.emplace_back([&] {
-    for (uint32_t round = 0; running.load() > 0; ++round) {
+    uint32_t round = 0;
+    do {
       for (auto& run : runs) {
         TranscoderSession& s = run->session();
         const uint32_t key = round % 3;
@@ -263,8 +265,9 @@ TEST(SessionThreads, SessionsTranscodeWhileOtherThreadsDrainLogsAndChangeOverlay
         s.videoDecoderBufferSetOverlayVideoFrame(key, remove ? nullptr : squareOverlay(200, 4, 0));
         overlayCalls += 2;
       }
+      ++round;
       std::this_thread::yield();
-    }
+    } while (running.load() > 0);
   });
   for (std::thread& t : threads) t.join();
 

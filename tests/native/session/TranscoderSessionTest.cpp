@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "audio/samples/AudioSampleBuffer.h"
@@ -54,12 +55,12 @@ TEST(TranscoderSession, DeletesEveryCodecInIndexOrderEvenWhenOneThrows) {
   DestructionJournal journal;
   {
     auto* session = new TranscoderSession();
-    session->replaceAudioDecoder(new FakeAudioDecoder(&journal, "audio decoder"));
-    EXPECT_EQ(session->appendVideoEncoder(new FakeVideoEncoder(&journal, "video 0", true)), 0u);
-    EXPECT_EQ(session->appendVideoEncoder(new FakeVideoEncoder(&journal, "video 1")), 1u);
-    EXPECT_EQ(session->appendVideoEncoder(new FakeVideoEncoder(&journal, "video 2")), 2u);
-    EXPECT_EQ(session->appendAudioEncoder(new FakeAudioEncoder(&journal, "audio 0", true)), 0u);
-    EXPECT_EQ(session->appendAudioEncoder(new FakeAudioEncoder(&journal, "audio 1")), 1u);
+    session->replaceAudioDecoder(std::make_unique<FakeAudioDecoder>(&journal, "audio decoder"));
+    EXPECT_EQ(session->appendVideoEncoder(std::make_unique<FakeVideoEncoder>(&journal, "video 0", true)), 0u);
+    EXPECT_EQ(session->appendVideoEncoder(std::make_unique<FakeVideoEncoder>(&journal, "video 1")), 1u);
+    EXPECT_EQ(session->appendVideoEncoder(std::make_unique<FakeVideoEncoder>(&journal, "video 2")), 2u);
+    EXPECT_EQ(session->appendAudioEncoder(std::make_unique<FakeAudioEncoder>(&journal, "audio 0", true)), 0u);
+    EXPECT_EQ(session->appendAudioEncoder(std::make_unique<FakeAudioEncoder>(&journal, "audio 1")), 1u);
     ::testing::internal::CaptureStdout();
     delete static_cast<ITranscoderSession*>(session);
     const std::string stdoutText = ::testing::internal::GetCapturedStdout();
@@ -77,8 +78,8 @@ TEST(TranscoderSession, DeletesEveryCodecInIndexOrderEvenWhenOneThrows) {
 TEST(TranscoderSession, ReplacingADecoderDeletesTheOneBefore) {
   DestructionJournal journal;
   TranscoderSession session;
-  session.replaceAudioDecoder(new FakeAudioDecoder(&journal, "first"));
-  session.replaceAudioDecoder(new FakeAudioDecoder(&journal, "second"));
+  session.replaceAudioDecoder(std::make_unique<FakeAudioDecoder>(&journal, "first"));
+  session.replaceAudioDecoder(std::make_unique<FakeAudioDecoder>(&journal, "second"));
   EXPECT_EQ(journal.destroyed, std::vector<std::string>{"first"});
 }
 
@@ -87,14 +88,14 @@ TEST(TranscoderSession, LookupsGiveNothingPastTheEnd) {
   EXPECT_EQ(session.getVideoEncoder(0), nullptr);
   EXPECT_EQ(session.getAudioEncoder(0), nullptr);
   EXPECT_EQ(session.getAudioBuffer(0), nullptr);
-  session.appendVideoEncoder(new FakeVideoEncoder(nullptr, "v"));
+  session.appendVideoEncoder(std::make_unique<FakeVideoEncoder>(nullptr, "v"));
   EXPECT_NE(session.getVideoEncoder(0), nullptr);
   EXPECT_EQ(session.getVideoEncoder(1), nullptr);
   EXPECT_EQ(session.getVideoEncoder(0xFFFFFFFFu), nullptr);
 }
 
 MallocBlock filledBlock(uint8_t value, uint32_t length) {
-  MallocBlock block(static_cast<uint8_t*>(std::malloc(length)));
+  MallocBlock block = allocateMallocBlock(length);
   std::memset(block.get(), value, length);
   return block;
 }
@@ -105,8 +106,9 @@ MallocBlock filledBlock(uint8_t value, uint32_t length) {
 // with a log line, and the frames before it decode as they were.
 TEST(TranscoderSession, KeepsCompressedFramesUntilTheDecoderHasReadThem) {
   TranscoderSession session;
-  auto* decoder = new FakeVideoDecoder();
-  session.replaceVideoDecoder(decoder);
+  auto owned = std::make_unique<FakeVideoDecoder>();
+  FakeVideoDecoder* decoder = owned.get();
+  session.replaceVideoDecoder(std::move(owned));
   ASSERT_EQ(session.videoDecoderBuffersCreate(1), 0u);
   drain(session);
   const uint32_t kLength = 1000;
@@ -136,7 +138,7 @@ TEST(TranscoderSession, KeepsCompressedFramesUntilTheDecoderHasReadThem) {
 
 TEST(TranscoderSession, RefusesVideoInputLongerThanTheDecoderTakes) {
   TranscoderSession session;
-  session.replaceVideoDecoder(new FakeVideoDecoder());
+  session.replaceVideoDecoder(std::make_unique<FakeVideoDecoder>());
   drain(session);
   struct Case {
     int64_t length;

@@ -167,18 +167,20 @@ class SessionThreadsTest extends NativeTestBase {
             }));
         }
         threads.add(new Thread(() -> {
+            // At least one round, however fast the sessions finish.
             List<TranscoderLogStatement> statements = new ArrayList<>();
-            while (running.get() > 0) {
+            do {
                 for (Stream stream : streams) {
                     statements.clear();
                     assertEquals(0L, lib.getLogStatements(stream.handle, statements));
                     drained.addAndGet(statements.size());
                 }
                 Thread.yield();
-            }
+            } while (running.get() > 0);
         }));
         threads.add(new Thread(() -> {
-            for (int round = 0; running.get() > 0; round++) {
+            int round = 0;
+            do {
                 for (Stream stream : streams) {
                     boolean remove = round % 3 == 2;
                     int align = TranscoderOverlayFrame.ALIGN_RIGHT | TranscoderOverlayFrame.ALIGN_BOTTOM;
@@ -188,8 +190,9 @@ class SessionThreadsTest extends NativeTestBase {
                             remove ? null : square(4, 200, 0)));
                     overlayCalls.addAndGet(2);
                 }
+                round++;
                 Thread.yield();
-            }
+            } while (running.get() > 0);
         }));
         for (Thread t : threads) {
             t.setUncaughtExceptionHandler((thread, e) -> {
