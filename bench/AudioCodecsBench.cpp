@@ -18,7 +18,7 @@
 #include "platform/audiocodecs/AacOutAudio.h"
 #include "platform/audiocodecs/AudioDecoderOpen.h"
 #include "platform/audiocodecs/AudioFrameSplitter.h"
-#include "platform/audiocodecs/ReferenceAudioDecodeLoop.h"
+#include "support/ReferenceAudioDecodeLoop.h"
 
 namespace {
 
@@ -85,8 +85,7 @@ void AacEncodeOurs(benchmark::State& state) {
       cvx::aacOutAudioPutBytes(encoder, data + at, frameBytes);
       sink.getEncodedFrames(frames);
       for (cvx::AudioFrameEncoded& f : frames) {
-        bytes += f.length;
-        std::free(f.buffer);
+        bytes += f.block.size();
       }
       frames.clear();
     }

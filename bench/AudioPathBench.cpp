@@ -50,7 +50,6 @@ void SessionPath(benchmark::State& state) {
     session->audioDecoderDecodeFrame(data, 0, kPacket, packet * 20, 0);
     for (int e = 0; e < encoders; ++e) {
       session->audioEncoderAddSampleBuffer(static_cast<uint32_t>(e), 0, frames);
-      for (cvx::AudioFrameEncoded& f : frames) std::free(f.buffer);
       frames.clear();
     }
     ++packet;

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/h264encoder/H264DirectEncode.h"
+#include "support/H264DirectEncode.h"
 #include "platform/h264encoder/H264OutVideo.h"
 
 namespace {
@@ -82,7 +82,7 @@ struct CountingSink {
     };
     stream.auxinfo = [](bufstream_tt* bs, uint32_t, uint32_t code, void*, uint32_t) -> uint32_t {
       auto& self = *static_cast<CountingSink*>(bs->privateData);
-      if (code == kAuxFrameEnd) {
+      if (code == bufstream_info::kVideoFrameEnd) {
         self.total += self.used;
         self.used = 0;
       }
@@ -106,7 +106,7 @@ void BM_H264Encoder(benchmark::State& state) {
     for (int i = 0; i < kPictures; ++i) {
       time_stamp_info stamp{i * 333, i * 333 + 333, 0, 0};
       void* extInfo = &stamp;
-      h264OutVideoPutFrame(encoder.get(), clip().pictures[i], kWidth, kWidth, kHeight, kFourCcI420, 0x10000000,
+      h264OutVideoPutFrame(encoder.get(), clip().pictures[i], kWidth, kWidth, kHeight, kFourCCI420, 0x10000000,
                            &extInfo);
     }
     h264OutVideoDone(encoder.get(), 0);
@@ -120,7 +120,7 @@ void BM_DirectX264(benchmark::State& state) {
   const H264EncoderSettings s = settingsFor(state);
   int64_t bytes = 0;
   for (auto _ : state) {
-    bytes = h264DirectEncode(s, clip().pictures.data(), kPictures, kFourCcI420);
+    bytes = h264DirectEncode(s, clip().pictures.data(), kPictures, kFourCCI420);
     if (bytes < 0) {
       state.SkipWithError("library refused the settings");
       return;

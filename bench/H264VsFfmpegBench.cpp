@@ -40,7 +40,7 @@ constexpr int kFrames = 300;
 constexpr double kRate = 30.0;
 constexpr uint32_t kBitrate = 1500000;
 constexpr uint32_t kFamilyHigh = 2;
-constexpr uint32_t kFourCcI420 = 0x30323449;
+constexpr uint32_t kFourCCI420 = 0x30323449;
 const char* const kPresetNames[] = {"ultrafast", "superfast", "veryfast", "faster", "fast", "medium"};
 
 std::string rawPath() {
@@ -99,14 +99,13 @@ bool encodeOurs(int preset, int threads, Timing& timing, int64_t& bytes) {
       auto* luma = const_cast<uint8_t*>(raw.data() + i * frameBytes);
       uint8_t* const planes[4] = {luma, luma + kWidth * kHeight, luma + kWidth * kHeight * 5 / 4, nullptr};
       const int32_t strides[4] = {kWidth, kWidth / 2, kWidth / 2, 0};
-      frame.attachExternal(kWidth, kHeight, kFourCcI420, planes, strides, frameBytes);
+      frame.attachExternal(kWidth, kHeight, kFourCCI420, planes, strides, frameBytes);
       frame.setTimecode(static_cast<int64_t>(i) * 1000 / 30);
       frame.setFrameType(0);
       encoder->addFrame(frame);
       encoder->getEncodedFrames(out);
       for (auto& f : out) {
-        bytes += f.length;
-        std::free(f.buffer);
+        bytes += f.block.size();
       }
       out.clear();
     }

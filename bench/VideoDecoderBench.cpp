@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "platform/bufstream/FrameRecord.h"
-#include "platform/videodecoder/ReferenceDecodeLoop.h"
+#include "support/ReferenceDecodeLoop.h"
 #include "platform/videodecoder/VideoDecoderOpen.h"
 #include "../tests/native/videodecoder/AnnexB.h"
 

@@ -1,9 +1,8 @@
 #include "dumps/DumpWriters.h"
 
 #include <cstring>
-#include <exception>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
 
 namespace cvx {
 
@@ -43,7 +42,7 @@ void write_ivf_frame_header(std::FILE* file, uint32_t frameSize, int64_t pts) {
 
 int WAVEUtils::writeHeader(std::FILE* file, uint32_t sampleRate, uint16_t channels, uint16_t bitsPerSample,
                            uint32_t samples) {
-  try {
+  return guarded("WAVEUtils::writeHeader: ", [&] {
     if (file == nullptr) return -1;
     const uint32_t bytesPerSample = bitsPerSample / 8u;
     const uint32_t dataSize = samples * bytesPerSample * channels;
@@ -64,10 +63,7 @@ int WAVEUtils::writeHeader(std::FILE* file, uint32_t sampleRate, uint16_t channe
     std::fwrite(riff, 1, sizeof(riff), file);
     std::fwrite(data, 1, sizeof(data), file);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("WAVEUtils::writeHeader: ", e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

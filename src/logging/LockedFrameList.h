@@ -2,37 +2,33 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "logging/Guarded.h"
 #include "logging/IConcurrentLock.h"
-#include "media/ByteBlocks.h"
+#include "media/EncodedBlock.h"
 
 namespace cvx {
 
 // Finished encoded frames waiting for the host, guarded by a lock of their
 // own: a library may append from its threads while the host takes them.
-// `Frame` has a malloc'd `buffer`; the list owns the blocks until they are
-// taken, and frees those nobody took.
+// Each `Frame` owns its block; the list holds the frames until they are
+// taken, and those nobody took go with it.
 template <class Frame>
 class LockedFrameList {
  public:
   // The labels prefix the stdout line when counting or taking fails.
   LockedFrameList(const char* countLabel, const char* takeLabel)
       : lock(createConcurrentLock()), countLabel(countLabel), takeLabel(takeLabel) {}
-  ~LockedFrameList() {
-    for (Frame& frame : frames) MallocBlock(frame.buffer).reset();
-  }
   LockedFrameList(const LockedFrameList&) = delete;
   LockedFrameList& operator=(const LockedFrameList&) = delete;
 
-  // Takes the frame's block; if it cannot be kept, the block is freed and
-  // the failure raised.
-  void append(const Frame& frame) {
-    MallocBlock block(frame.buffer);
+  // Takes the frame; if it cannot be kept, the failure is raised and the
+  // frame stays the caller's.
+  void append(Frame&& frame) {
     ConcurrentLockGuard guard(lock);
-    frames.push_back(frame);
-    block.release();
+    frames.push_back(std::move(frame));
   }
 
   uint32_t count() {
@@ -42,12 +38,11 @@ class LockedFrameList {
     }, 0u);
   }
 
-  // Moves every frame to `out`, oldest first; the caller then owns the blocks.
+  // Moves every frame to `out`, oldest first, with the blocks they own.
   int takeAll(std::vector<Frame>& out) {
     return guarded(takeLabel, [&] {
       ConcurrentLockGuard guard(lock);
-      out.insert(out.end(), frames.begin(), frames.end());
-      frames.clear();
+      moveFrames(frames, out);
       return 0;
     });
   }

@@ -9,7 +9,8 @@
 namespace cvx {
 
 // Owns a block of bytes from the C allocator: the compressed input the
-// boundary copies from the host, and encoded frames a codec hands out.
+// boundary copies from the host. (Encoded frames own theirs through
+// EncodedBlock.)
 struct MallocBlockDeleter {
   void operator()(uint8_t* block) const { std::free(block); }
 };

@@ -130,7 +130,7 @@ CVX_EXPORT(audioEncoderInitialize)(JNIEnv*, jobject, jlong handle, jlong encoder
 }
 
 CVX_EXPORT(audioEncoderGetHeaders)(JNIEnv* env, jobject, jlong handle, jlong encoderIndex, jobject packets) {
-  // Header blocks stay the encoder's: they are copied out and never freed here.
+  // Header frames are the encoder's copies: they go with `frames`.
   return guardExport("TranscoderSessionNative::audioEncoderGetHeaders: ", -1, [&]() -> jlong {
     TranscoderSession* session = sessionFromHandle(handle);
     if (session == nullptr) return -1;
@@ -151,8 +151,7 @@ CVX_EXPORT(audioEncoderAddSampleBuffer)(JNIEnv* env, jobject, jlong handle, jlon
     if (result == 0) deliverPackets(env, packets, frames);
     return widenStatus(result);
   });
-  // Every frame the encoder handed over is freed, delivered or not.
-  if (!freeFrameBlocks(frames, "TranscoderSessionNative::audioEncoderAddSampleBuffer[delete]: ")) status = -1;
+  // Every frame the encoder handed over goes with `frames`, delivered or not.
   return status;
 }
 

@@ -86,7 +86,7 @@ class PacketMaker {
 };
 
 // Java arrays are indexed by int: a frame longer than that cannot cross.
-bool crossable(const uint8_t* bytes, uint32_t length) { return bytes != nullptr && length > 0 && length <= INT32_MAX; }
+bool crossable(const EncodedBlock& block) { return block && block.size() > 0 && block.size() <= INT32_MAX; }
 
 // The packet types a host tells video and audio apart by.
 constexpr jint kVideoPacket = 9;
@@ -100,8 +100,8 @@ void deliverFrames(JNIEnv* env, jobject list, const std::vector<Frame>& frames, 
   PacketMaker packets(env, list);
   if (!packets.usable()) return;
   for (const Frame& frame : frames) {
-    if (!crossable(frame.buffer, frame.length)) continue;
-    LocalRef<jobject> packet = packets.make(frame.buffer, frame.length);
+    if (!crossable(frame.block)) continue;
+    LocalRef<jobject> packet = packets.make(frame.block.data(), frame.block.size());
     if (!packet) continue;
     fill(packets, packet.get(), frame);
     packets.append(packet.get());
@@ -147,24 +147,5 @@ void deliverPackets(JNIEnv* env, jobject list, const std::vector<AudioFrameEncod
     packets.setAudioFormat(packet, frame.sampleRate, frame.channels);
   });
 }
-
-template <class Frame>
-bool freeFrameBlocks(std::vector<Frame>& frames, const char* label) {
-  bool ok = true;
-  for (Frame& frame : frames) {
-    try {
-      std::free(frame.buffer);
-    } catch (const std::exception& e) {
-      writeStdoutLine(label, e);
-      ok = false;
-    }
-    frame.buffer = nullptr;
-  }
-  frames.clear();
-  return ok;
-}
-
-template bool freeFrameBlocks<VideoFrameEncoded>(std::vector<VideoFrameEncoded>&, const char*);
-template bool freeFrameBlocks<AudioFrameEncoded>(std::vector<AudioFrameEncoded>&, const char*);
 
 }  // namespace cvx

@@ -52,16 +52,12 @@ jlong forwardHostBytes(JNIEnv* env, jlong handle, HostBytes kind, jbyteArray dat
 }
 
 // Encoded output: appends one TranscoderPacket per frame with bytes to the
-// host's list (type 9 video, 8 audio). Frames without bytes are skipped, and
-// so is a frame whose Java objects cannot be made. If the list or the packet
-// class cannot be used, nothing is delivered and the frames are lost. Frees
-// nothing.
+// host's list (type 9 video, 8 audio), each with the one copy of the frame's
+// block that crosses into Java. Frames without bytes are skipped, and so is a
+// frame whose Java objects cannot be made. If the list or the packet class
+// cannot be used, nothing is delivered and the frames are lost. The blocks
+// stay with the frames, which release them when they go.
 void deliverPackets(JNIEnv* env, jobject list, const std::vector<VideoFrameEncoded>& frames);
 void deliverPackets(JNIEnv* env, jobject list, const std::vector<AudioFrameEncoded>& frames);
-
-// Frees the block of every frame, under the export's "[delete]" handler.
-// Returns false when a free raised.
-template <class Frame>
-bool freeFrameBlocks(std::vector<Frame>& frames, const char* label);
 
 }  // namespace cvx

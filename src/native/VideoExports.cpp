@@ -282,8 +282,7 @@ CVX_EXPORT(videoEncoderGetEncodedFrames)(JNIEnv* env, jobject, jlong handle, jlo
     if (result == 0) deliverPackets(env, packets, frames);
     return widenStatus(result);
   });
-  // Every frame the encoder handed over is freed, delivered or not.
-  if (!freeFrameBlocks(frames, "TranscoderSessionNative::videoEncoderGetEncodedFrames[delete]: ")) status = -1;
+  // Every frame the encoder handed over goes with `frames`, delivered or not.
   return status;
 }
 

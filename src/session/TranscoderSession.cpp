@@ -21,7 +21,7 @@
 #include "logging/Guarded.h"
 #include "logging/StdoutLine.h"
 #include "media/CodecNumbers.h"
-#include "platform/libavlog/LibavLogRouting.h"
+#include "platform/librarylog/LibraryLog.h"
 #include "video/decoders/VideoDecoderH264.h"
 #include "video/decoders/VideoDecoderH264IntelQuickSync.h"
 #include "video/decoders/VideoDecoderMP2.h"
@@ -141,7 +141,7 @@ bool passesLimit(uint32_t count, uint32_t held, uint32_t limit) { return held > 
 TranscoderSession::TranscoderSession() {
   // The codec libraries' own messages reach the host through the log, never
   // through the server's standard error.
-  routeLibavMessages(*getDefaultLogger());
+  routeLibraryLogs(getDefaultLogger());
   const HardwareAvailability found = probeHardware(logCollector);
   isCUDAAvailable = found.cuda ? 1 : 0;
   isQuickSyncAvailable = found.quickSync ? 1 : 0;

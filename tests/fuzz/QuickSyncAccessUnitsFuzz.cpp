@@ -14,12 +14,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   cvx::QuickSyncAccessUnits::rebuild(data, static_cast<uint32_t>(size), 0, frames);
   for (cvx::VideoFrameEncoded& f : frames) {
     uint64_t at = 0;
-    while (at + 4 <= f.length) {
-      at += 4 + (uint64_t{f.buffer[at]} << 24 | uint64_t{f.buffer[at + 1]} << 16 | uint64_t{f.buffer[at + 2]} << 8 |
-                 f.buffer[at + 3]);
+    const uint8_t* bytes = f.block.data();
+    while (at + 4 <= f.block.size()) {
+      at += 4 + (uint64_t{bytes[at]} << 24 | uint64_t{bytes[at + 1]} << 16 | uint64_t{bytes[at + 2]} << 8 | bytes[at + 3]);
     }
-    if (at != f.length || (f.frameType != 1 && f.frameType != 2)) __builtin_trap();
-    std::free(f.buffer);
+    if (at != f.block.size() || (f.frameType != 1 && f.frameType != 2)) __builtin_trap();
   }
   return 0;
 }

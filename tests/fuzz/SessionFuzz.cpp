@@ -23,6 +23,7 @@
 #include "audio/decoders/IAudioDecoder.h"
 #include "audio/encoders/IAudioEncoder.h"
 #include "logging/LogCollector.h"
+#include "media/ByteBlocks.h"
 #include "media/FourCC.h"
 #include "parameters/IParameterTarget.h"
 #include "session/TranscoderSession.h"
@@ -115,10 +116,10 @@ int32_t asInt(uint32_t value) { return static_cast<int32_t>(value); }
 
 // The export copies the host's array into a malloc block of its own, with
 // `header` bytes of room in front.
-uint8_t* copyBlock(const uint8_t* bytes, uint32_t length, uint32_t header, uint32_t& total) {
+MallocBlock copyBlock(const uint8_t* bytes, uint32_t length, uint32_t header, uint32_t& total) {
   total = header + length;
-  auto* block = static_cast<uint8_t*>(std::malloc(total > 0 ? total : 1));
-  if (block != nullptr && length > 0) std::memcpy(block + header, bytes, length);
+  MallocBlock block = allocateMallocBlock(total);
+  if (block != nullptr && length > 0) std::memcpy(block.get() + header, bytes, length);
   return block;
 }
 
@@ -276,9 +277,9 @@ void readPicture(SessionFuzzInput& in, Read&& read) {
   read(buffer.get(), size, written, width, height, timecode);
 }
 
+// The blocks go with their frames.
 template <class Frames>
 void freeBlocks(Frames& frames) {
-  for (auto& frame : frames) std::free(frame.buffer);
   frames.clear();
 }
 
@@ -329,7 +330,7 @@ void call(SessionFuzzInput& in, TranscoderSession& s, Call which) {
       // What the decoder would refuse is not copied.
       if (s.videoDecoderCheckLength(length, configuration) != 0) break;
       uint32_t total = 0;
-      MallocBlock block(copyBlock(bytes, length, 0, total));
+      MallocBlock block = copyBlock(bytes, length, 0, total);
       if (block == nullptr) break;
       if (configuration) {
         s.videoDecoderDecodeCodecConfig(block.get(), 0, total);
@@ -488,7 +489,7 @@ void call(SessionFuzzInput& in, TranscoderSession& s, Call which) {
       // Frames get the decoder's header room; the configuration does not.
       const uint32_t header = which == kAudioDecoderDecodeCodecConfig ? 0 : s.getFrameHeaderSize();
       uint32_t total = 0;
-      std::unique_ptr<uint8_t, decltype(&std::free)> block(copyBlock(bytes, length, header, total), &std::free);
+      MallocBlock block = copyBlock(bytes, length, header, total);
       if (block == nullptr) break;
       if (which == kAudioDecoderDecodeCodecConfig) {
         s.audioDecoderDecodeCodecConfig(block.get(), 0, total);

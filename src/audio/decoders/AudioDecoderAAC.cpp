@@ -1,13 +1,13 @@
 #include "audio/decoders/AudioDecoderAAC.h"
 
 #include <cstring>
-#include <exception>
 #include <sstream>
 #include <string>
 
 #include "audio/samples/AudioSampleBuffer.h"
 #include "audio/decoders/AudioSpecificConfig.h"
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/CodecNumbers.h"
 #include "platform/audiocodecs/AacSampleRates.h"
 
 namespace cvx {
@@ -34,7 +34,7 @@ void storeWord(uint8_t* record, uint32_t at, int32_t value) { std::memcpy(record
 }  // namespace
 
 AudioDecoderAAC::AudioDecoderAAC() {
-  codec = 10;
+  codec = kAudioCodecAAC;
   std::memset(audioSettings, 0xFF, sizeof audioSettings);
 }
 
@@ -51,42 +51,36 @@ uint32_t AudioDecoderAAC::getSampleRate() {
 uint32_t AudioDecoderAAC::getChannels() { return channelConfig < 8 ? kChannelsByConfig[channelConfig] : 2; }
 
 int AudioDecoderAAC::setDecodeParameters(int32_t first, int32_t second, int32_t third) {
-  try {
+  return guarded("AudioDecoderAAC::setDecodeParameters: ", [&] {
     std::memset(audioSettings, 0xFF, sizeof audioSettings);
     storeWord(audioSettings, kAacDecoderSettingsFirst, first);
     storeWord(audioSettings, kAacDecoderSettingsSecond, second);
     storeWord(audioSettings, kAacDecoderSettingsThird, third);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderAAC::setDecodeParameters: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderAAC::setDecodeParameters(int32_t sampleFormat) { return setDecodeParameters(-1, -1, sampleFormat); }
 
 int AudioDecoderAAC::initialize() {
-  try {
+  return guarded("AudioDecoderAAC::initialize: ", [&] {
     if (handle != nullptr) close();
-    handle = openLibrary();
+    handle.reset(openLibrary());
     if (handle == nullptr) {
       logError("AudioDecoderAAC.initialize[{context}]: Error opening decoder");
       return -1;
     }
-    handle->auxinfo(handle, 0, audio_decoder_info::kReset, nullptr, 0);
-    if (handle->auxinfo(handle, 0, audio_decoder_info::kInitialize, audioSettings, sizeof audioSettings) != 0) {
+    aux(audio_decoder_info::kReset, nullptr, 0);
+    if (aux(audio_decoder_info::kInitialize, audioSettings, sizeof audioSettings) != 0) {
       logError("AudioDecoderAAC.initialize[{context}]: Error initializing decoder");
       return -1;
     }
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderAAC::initialize: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderAAC::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
-  try {
+  return guarded("AudioDecoderAAC::decodeCodecConfig: ", [&] {
     // Both bytes must be there: the block is a plain copy of the host's record.
     if (data == nullptr || length < 2) {
       logError("AudioDecoderAAC.decodeCodecConfig[{context}]: an AudioSpecificConfig has at least two bytes");
@@ -97,10 +91,7 @@ int AudioDecoderAAC::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t 
     sampleRateIndex = config.sampleRateIndex;
     channelConfig = config.channelConfig;
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderAAC::decodeCodecConfig: ", e);
-    return -1;
-  }
+  });
 }
 
 bool AudioDecoderAAC::fitsAdtsFrame(const uint8_t* data, uint32_t length, const char* prefix) {
@@ -127,62 +118,49 @@ void AudioDecoderAAC::writeAdtsHeader(uint8_t* out, uint32_t type, uint32_t rate
 }
 
 int AudioDecoderAAC::decodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t length) {
-  try {
+  return guarded("AudioDecoderAAC::decodeFirstFrame: ", [&] {
     if (handle == nullptr) return -1;
     if (!fitsAdtsFrame(data, length, "AudioDecoderAAC.decodeFirstFrame[{context}]: ")) return -1;
     writeAdtsHeader(data + offset, objectType, sampleRateIndex, channelConfig, true, length);
-    handle->auxinfo(handle, 0, audio_decoder_info::kReset, nullptr, 0);
-    if (handle->copybytes(handle, data + offset, length) == 0) {
+    aux(audio_decoder_info::kReset, nullptr, 0);
+    if (handle->copybytes(handle.get(), data + offset, length) == 0) {
       logError("AudioDecoderAAC.decodeFirstFrame[{context}]: Decode failed");
       return -1;
     }
-    if (handle->auxinfo(handle, 0, audio_decoder_info::kInitialize, audioSettings, sizeof audioSettings) != 0) {
+    if (aux(audio_decoder_info::kInitialize, audioSettings, sizeof audioSettings) != 0) {
       logError("AudioDecoderAAC.decodeFirstFrame[{context}]: Initialize failed");
       return -1;
     }
     firstFrameDecoded = true;
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderAAC::decodeFirstFrame: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderAAC::decodeFrame(uint8_t* data, uint32_t offset, uint32_t length, uint64_t timecode,
                                  AudioSampleBuffer& buffer) {
-  try {
+  return guarded("AudioDecoderAAC::decodeFrame: ", [&] {
     if (handle == nullptr) return -1;
     if (!fitsAdtsFrame(data, length, "AudioDecoderAAC.decodeFrame[{context}]: ")) return -1;
     writeAdtsHeader(data + offset, objectType, sampleRateIndex, channelConfig, true, length);
-    output.outputBuffer = buffer.getBuffer();
-    output.outputSize = buffer.getBufferSize();
     // A stream that never yields samples must not grow the queue for ever:
     // past any real decoder delay the oldest time goes.
     if (timecodeQueue.size() >= kMaxQueuedTimecodes) timecodeQueue.pop_front();
     timecodeQueue.push_back(timecode);
-    handle->auxinfo(handle, 0, audio_decoder_info::kSetOutput, &output, kOutputDescriptorBytes);
-
-    uint32_t consumed = 0;
-    uint32_t state = 0;
-    while ((state & audio_decoder_state::kInputUsed) == 0 && consumed < length) {
-      output.outputSize = buffer.getBufferSize();
-      const uint32_t n = handle->copybytes(handle, data + offset + consumed, length - consumed);
+    const auto learnStream = [&] {
       AacFrameInfo frameInfo{};
-      if (handle->auxinfo(handle, 0, audio_decoder_info::kFrameInfo, &frameInfo, sizeof frameInfo) == 0) {
+      if (aux(audio_decoder_info::kFrameInfo, &frameInfo, sizeof frameInfo) == 0) {
         sampleRate = frameInfo.sampleRate;
         channels = frameInfo.channels;
       }
-      consumed += n;
-      state = handle->auxinfo(handle, 0, audio_decoder_info::kState, nullptr, 0);
-      if ((state & audio_decoder_state::kNoFrame) != 0) break;
-      if (output.outputSize != 0 && !timecodeQueue.empty() && channels != 0) {
-        const uint64_t t = timecodeQueue.front();
-        timecodeQueue.pop_front();
-        accountFrame(output.outputSize / (channels * 2u), t, buffer);
-      }
-      // A stream that takes nothing would hold this loop for ever.
-      if (n == 0) break;
-    }
+    };
+    // Each block of samples takes the oldest host time waiting.
+    const auto stampBlock = [&](uint32_t bytes) {
+      if (timecodeQueue.empty() || channels == 0) return;
+      const uint64_t t = timecodeQueue.front();
+      timecodeQueue.pop_front();
+      accountFrame(bytes / (channels * 2u), t, buffer);
+    };
+    const uint32_t state = feedPacket(data + offset, length, buffer, learnStream, stampBlock);
     if (timecodeQueue.size() > timecodeQueueHighWater) {
       timecodeQueueHighWater = timecodeQueue.size();
       std::ostringstream line;
@@ -192,20 +170,14 @@ int AudioDecoderAAC::decodeFrame(uint8_t* data, uint32_t offset, uint32_t length
     // The packet gave no frame, so its time must not wait for one.
     if ((state & audio_decoder_state::kNoFrame) != 0 && !timecodeQueue.empty()) timecodeQueue.pop_back();
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderAAC::decodeFrame: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderAAC::close() {
-  try {
-    closeAudioDecoderStream(handle);
+  return guarded("AudioDecoderAAC::close: ", [&] {
+    handle.reset();
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderAAC::close: ", e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

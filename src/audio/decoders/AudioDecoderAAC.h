@@ -4,8 +4,7 @@
 #include <cstdint>
 #include <list>
 
-#include "audio/decoders/AudioDecoderBase.h"
-#include "platform/audiocodecs/AudioDecoderOpen.h"
+#include "audio/decoders/AudioDecoderStreamBase.h"
 
 namespace cvx {
 
@@ -15,7 +14,7 @@ namespace cvx {
 // it. The library may give a unit's samples on a later call than the one that
 // took it: host times wait in a queue and each block of samples takes the
 // oldest.
-class AudioDecoderAAC : public AudioDecoderBase {
+class AudioDecoderAAC : public AudioDecoderStreamBase {
  public:
   static constexpr uint32_t kHeaderSize = 7;
   // The largest frame an ADTS header can describe, header included.
@@ -60,8 +59,6 @@ class AudioDecoderAAC : public AudioDecoderBase {
   // its length cannot be written into one.
   bool fitsAdtsFrame(const uint8_t* data, uint32_t length, const char* prefix);
 
-  AudioOutputDescriptor output{nullptr, 0};
-  bufstream_tt* handle = nullptr;
   uint8_t audioSettings[kAacDecoderSettingsBytes];
   uint32_t objectType = 0;
   uint32_t sampleRateIndex = 0;

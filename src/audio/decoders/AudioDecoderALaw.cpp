@@ -1,8 +1,11 @@
 #include "audio/decoders/AudioDecoderALaw.h"
 
+#include "media/CodecNumbers.h"
+
 namespace cvx {
 
-AudioDecoderALaw::AudioDecoderALaw() : AudioDecoderG711(7, "AudioDecoderALaw", &AudioDecoderALaw::expand) {}
+AudioDecoderALaw::AudioDecoderALaw()
+    : AudioDecoderG711(kAudioCodecG711ALaw, "AudioDecoderALaw", &AudioDecoderALaw::expand) {}
 
 int16_t AudioDecoderALaw::expand(uint8_t value) {
   const int32_t a = static_cast<uint8_t>(value ^ 0xD5);

@@ -1,12 +1,11 @@
 #include "audio/decoders/AudioDecoderG711.h"
 
-#include <exception>
 #include <sstream>
 #include <string>
 
 #include "audio/samples/AudioLimits.h"
 #include "audio/samples/AudioSampleBuffer.h"
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
 
 namespace cvx {
 
@@ -16,15 +15,13 @@ uint32_t readBigEndian32(const uint8_t* p) {
   return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
 }
 
-void writeLabel(const char* className, const char* method, const std::exception& e) {
-  const std::string label = std::string(className) + "::" + method + ": ";
-  writeStdoutLine(label.c_str(), e);
-}
-
 }  // namespace
 
 AudioDecoderG711::AudioDecoderG711(uint32_t codecNumber, const char* name, int16_t (*expand)(uint8_t))
-    : className(name) {
+    : className(name),
+      // Made once: decodeFrame runs per packet.
+      decodeFirstFrameLabel(std::string(name) + "::decodeFirstFrame: "),
+      decodeFrameLabel(std::string(name) + "::decodeFrame: ") {
   codec = codecNumber;
   for (int b = 0; b < 256; ++b) expansion[b] = expand(static_cast<uint8_t>(b));
 }
@@ -40,7 +37,7 @@ int AudioDecoderG711::decodeCodecConfig(uint8_t*, uint32_t, uint32_t) { return 0
 int AudioDecoderG711::close() { return 0; }
 
 int AudioDecoderG711::decodeFirstFrame(uint8_t* data, uint32_t, uint32_t length) {
-  try {
+  return guarded(decodeFirstFrameLabel.c_str(), [&] {
     // The description is read from the start of the block, whatever the offset.
     if (length < 9 || data == nullptr) return 0;
     const uint32_t rate = readBigEndian32(data + 1);
@@ -58,15 +55,12 @@ int AudioDecoderG711::decodeFirstFrame(uint8_t* data, uint32_t, uint32_t length)
     channels = count;
     firstFrameDecoded = true;
     return 0;
-  } catch (const std::exception& e) {
-    writeLabel(className, "decodeFirstFrame", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderG711::decodeFrame(uint8_t* data, uint32_t offset, uint32_t length, uint64_t timecode,
                                   AudioSampleBuffer& buffer) {
-  try {
+  return guarded(decodeFrameLabel.c_str(), [&] {
     if (length == 0) return 0;
     if (sampleRate == 0) {
       // Without a rate no position exists: refuse rather than divide by zero.
@@ -83,10 +77,7 @@ int AudioDecoderG711::decodeFrame(uint8_t* data, uint32_t offset, uint32_t lengt
     for (uint32_t i = 0; i < n; ++i) out[i] = expansion[in[i]];
     accountFrame(n, timecode, buffer);
     return 0;
-  } catch (const std::exception& e) {
-    writeLabel(className, "decodeFrame", e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "audio/decoders/AudioDecoderBase.h"
 
@@ -31,6 +32,8 @@ class AudioDecoderG711 : public AudioDecoderBase {
 
  private:
   const char* className;
+  const std::string decodeFirstFrameLabel;
+  const std::string decodeFrameLabel;
   // The law evaluated once per byte value: the arithmetic stays the
   // definition, the table only spares the per-sample work.
   int16_t expansion[256];

@@ -1,9 +1,8 @@
 #include "audio/decoders/AudioDecoderMP2.h"
 
-#include <exception>
 #include <sstream>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
 
 namespace cvx {
 
@@ -29,27 +28,24 @@ int AudioDecoderMP2::setDecodeParameters(int32_t sampleFormat) { return setDecod
 int AudioDecoderMP2::decodeCodecConfig(uint8_t*, uint32_t, uint32_t) { return 0; }
 
 int AudioDecoderMP2::initialize() {
-  try {
+  return guarded("AudioDecoderMP2::initialize: ", [&] {
     close();
-    handle = openLibrary();
+    handle.reset(openLibrary());
     if (handle == nullptr) {
       logError("AudioDecoderMP2.initialize[{context}]: Error opening decoder");
       return -1;
     }
-    handle->auxinfo(handle, 0, audio_decoder_info::kReset, nullptr, 0);
-    if (handle->auxinfo(handle, 0, audio_decoder_info::kInitialize, nullptr, 0) != 0) {
+    aux(audio_decoder_info::kReset, nullptr, 0);
+    if (aux(audio_decoder_info::kInitialize, nullptr, 0) != 0) {
       logError("AudioDecoderMP2.initialize[{context}]: Error initializing decoder");
       return -1;
     }
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderMP2::initialize: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderMP2::decodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t length) {
-  try {
+  return guarded("AudioDecoderMP2::decodeFirstFrame: ", [&] {
     if (handle == nullptr) {
       logError(std::string(kFirstFramePrefix) + "Decoder NULL");
       return -1;
@@ -75,21 +71,18 @@ int AudioDecoderMP2::decodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t l
       line << kFirstFramePrefix << "sampleRate:" << sampleRate << " channels:" << channels;
       logInfo(line.str());
     }
-    handle->auxinfo(handle, 0, audio_decoder_info::kReset, nullptr, 0);
-    if (handle->copybytes(handle, data + offset, length) == 0) {
+    aux(audio_decoder_info::kReset, nullptr, 0);
+    if (handle->copybytes(handle.get(), data + offset, length) == 0) {
       logError(std::string(kFirstFramePrefix) + "Decode failed");
       return -1;
     }
-    if (handle->auxinfo(handle, 0, audio_decoder_info::kInitialize, nullptr, 0) != 0) {
+    if (aux(audio_decoder_info::kInitialize, nullptr, 0) != 0) {
       logError(std::string(kFirstFramePrefix) + "Initialize failed");
       return -1;
     }
     firstFrameDecoded = true;
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderMP2::decodeFirstFrame: ", e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

@@ -1,11 +1,10 @@
 #include "audio/decoders/AudioDecoderMP3.h"
 
 #include <cstring>
-#include <exception>
 #include <string>
 
 #include "audio/decoders/AudioSpecificConfig.h"
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
 
 namespace cvx {
 
@@ -24,32 +23,26 @@ bufstream_tt* AudioDecoderMP3::openLibrary() { return openMp3DecoderStream(nullp
 int AudioDecoderMP3::setDecodeParameters(int32_t, int32_t, int32_t) { return 0; }
 
 int AudioDecoderMP3::setDecodeParameters(int32_t sampleFormat) {
-  try {
+  return guarded("AudioDecoderMP3::setDecodeParameters: ", [&] {
     return setDecodeParameters(-1, -1, sampleFormat);
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderMP3::setDecodeParameters: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderMP3::initialize() {
-  try {
+  return guarded("AudioDecoderMP3::initialize: ", [&] {
     close();
-    handle = openLibrary();
+    handle.reset(openLibrary());
     if (handle == nullptr) {
       logError("AudioDecoderMP3.initialize[{context}]: Error opening decoder");
       return -1;
     }
-    handle->auxinfo(handle, 0, audio_decoder_info::kSettings, settings, sizeof settings);
+    aux(audio_decoder_info::kSettings, settings, sizeof settings);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderMP3::initialize: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderMP3::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
-  try {
+  return guarded("AudioDecoderMP3::decodeCodecConfig: ", [&] {
     // Both bytes must be there: the block is a plain copy of the host's record.
     if (data == nullptr || length < 2) return 0;
     const AudioSpecificConfig config = AudioSpecificConfig::fromBytes(data[offset], data[offset + 1]);
@@ -57,37 +50,31 @@ int AudioDecoderMP3::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t 
     sampleRateIndex = config.sampleRateIndex;
     channelConfig = config.channelConfig;
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderMP3::decodeCodecConfig: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderMP3::decodeFirstFrame(uint8_t* data, uint32_t offset, uint32_t length) {
-  try {
+  return guarded("AudioDecoderMP3::decodeFirstFrame: ", [&] {
     if (handle == nullptr) {
       logError(std::string(kFirstFramePrefix) + "Decoder NULL");
       return -1;
     }
-    handle->auxinfo(handle, 0, audio_decoder_info::kReset, nullptr, 0);
-    if (data != nullptr) handle->copybytes(handle, data + offset, length);
-    const uint32_t state = handle->auxinfo(handle, 0, audio_decoder_info::kState, nullptr, 0);
+    aux(audio_decoder_info::kReset, nullptr, 0);
+    if (data != nullptr) handle->copybytes(handle.get(), data + offset, length);
+    const uint32_t state = aux(audio_decoder_info::kState, nullptr, 0);
     if ((state & audio_decoder_state::kInputUsed) == 0) {
       logError(std::string(kFirstFramePrefix) + "Decode failed");
       return -1;
     }
     streamInfo = nullptr;
-    handle->auxinfo(handle, 0, audio_decoder_info::kFrameInfo, &streamInfo, 0);
+    aux(audio_decoder_info::kFrameInfo, &streamInfo, 0);
     if (streamInfo != nullptr) {
       sampleRate = streamInfo->sampleRate;
       channels = streamInfo->channels;
     }
     firstFrameDecoded = true;
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderMP3::decodeFirstFrame: ", e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

@@ -1,8 +1,11 @@
 #include "audio/decoders/AudioDecoderMULaw.h"
 
+#include "media/CodecNumbers.h"
+
 namespace cvx {
 
-AudioDecoderMULaw::AudioDecoderMULaw() : AudioDecoderG711(8, "AudioDecoderMULaw", &AudioDecoderMULaw::expand) {}
+AudioDecoderMULaw::AudioDecoderMULaw()
+    : AudioDecoderG711(kAudioCodecG711MuLaw, "AudioDecoderMULaw", &AudioDecoderMULaw::expand) {}
 
 int16_t AudioDecoderMULaw::expand(uint8_t value) {
   const int32_t u = static_cast<uint8_t>(~value);

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
-#include "audio/decoders/AudioDecoderBase.h"
-#include "platform/audiocodecs/AudioDecoderOpen.h"
+#include "audio/decoders/AudioDecoderStreamBase.h"
 
 namespace cvx {
 
@@ -11,7 +11,7 @@ namespace cvx {
 // descriptor, and the per-packet feeding, which is the same for every layer.
 // Rate and channel count are those the first frame told; the call's time
 // serves every block the packet yields.
-class AudioDecoderMpegAudio : public AudioDecoderBase {
+class AudioDecoderMpegAudio : public AudioDecoderStreamBase {
  public:
   ~AudioDecoderMpegAudio() noexcept(false) override;
   AudioDecoderMpegAudio(const AudioDecoderMpegAudio&) = delete;
@@ -31,8 +31,8 @@ class AudioDecoderMpegAudio : public AudioDecoderBase {
   virtual bufstream_tt* openLibrary() = 0;
 
   const char* className;
-  AudioOutputDescriptor output{nullptr, 0};
-  bufstream_tt* handle = nullptr;
+  const std::string decodeFrameLabel;
+  const std::string closeLabel;
 };
 
 }  // namespace cvx

@@ -1,23 +1,14 @@
 #include "audio/decoders/AudioDecoderSpeex.h"
 
-#include <exception>
-
 #include "audio/samples/AudioSampleBuffer.h"
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/CodecNumbers.h"
 
 namespace cvx {
 
-AudioDecoderSpeex::AudioDecoderSpeex() { codec = 11; }
+AudioDecoderSpeex::AudioDecoderSpeex() { codec = kAudioCodecSpeex; }
 
-AudioDecoderSpeex::~AudioDecoderSpeex() noexcept(false) { release(); }
-
-void AudioDecoderSpeex::release() {
-  if (decoderState != nullptr) {
-    speexDecoderDestroy(decoderState);
-    speexBitsDestroy(bits);
-    decoderState = nullptr;
-  }
-}
+AudioDecoderSpeex::~AudioDecoderSpeex() noexcept(false) = default;
 
 int AudioDecoderSpeex::setDecodeParameters(int32_t, int32_t, int32_t) { return 0; }
 
@@ -28,59 +19,48 @@ int AudioDecoderSpeex::decodeCodecConfig(uint8_t*, uint32_t, uint32_t) { return 
 int AudioDecoderSpeex::close() { return 0; }
 
 int AudioDecoderSpeex::initialize() {
-  try {
-    // A second start must not leak the first state.
-    release();
-    decoderState = speexDecoderInit(kSpeexModeWideband);
+  return guarded("AudioDecoderSpeex::initialize: ", [&] {
+    // A second start replaces the first state.
+    decoder = speexDecoderOpen(kSpeexModeWideband);
     // A failed start is not reported: decodeFrame then does nothing.
-    if (decoderState == nullptr) return 0;
-    speexBitsInit(bits);
+    if (decoder == nullptr) return 0;
     int enhancer = 1;
-    speexDecoderCtl(decoderState, kSpeexSetEnhancer, &enhancer);
-    speexDecoderCtl(decoderState, kSpeexGetFrameSize, &frameSize);
+    speexDecoderCtl(*decoder, kSpeexSetEnhancer, &enhancer);
+    speexDecoderCtl(*decoder, kSpeexGetFrameSize, &frameSize);
     int libraryRate = 0;
-    speexDecoderCtl(decoderState, kSpeexGetSamplingRate, &libraryRate);
+    speexDecoderCtl(*decoder, kSpeexGetSamplingRate, &libraryRate);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderSpeex::initialize: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderSpeex::decodeFirstFrame(uint8_t*, uint32_t, uint32_t) {
-  try {
+  return guarded("AudioDecoderSpeex::decodeFirstFrame: ", [&] {
     channels = 1;
     sampleRate = 16000;
     firstFrameDecoded = true;
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderSpeex::decodeFirstFrame: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioDecoderSpeex::decodeFrame(uint8_t* data, uint32_t offset, uint32_t length, uint64_t timecode,
                                    AudioSampleBuffer& buffer) {
-  try {
-    if (decoderState == nullptr || data == nullptr || buffer.getBuffer() == nullptr || frameSize <= 0) return 0;
-    speexBitsReadFrom(bits, data + offset, length);
+  return guarded("AudioDecoderSpeex::decodeFrame: ", [&] {
+    if (decoder == nullptr || data == nullptr || buffer.getBuffer() == nullptr || frameSize <= 0) return 0;
+    speexBitsReadFrom(*decoder, data + offset, length);
     auto* out = reinterpret_cast<int16_t*>(buffer.getBuffer());
     const uint32_t capacity = buffer.getBufferSize() / 2u;
     const auto step = static_cast<uint32_t>(frameSize);
     uint32_t total = 0;
     do {
       if (capacity - total < step) break;
-      if (speexDecodeInt(decoderState, bits, out + total) != 0) break;
-      if (speexBitsOverflow(bits) != 0) break;
+      if (speexDecodeInt(*decoder, out + total) != 0) break;
+      if (speexBitsOverflow(*decoder) != 0) break;
       total += step;
-    } while (static_cast<uint32_t>(speexBitsCharPtr(bits)) < length);
+    } while (static_cast<uint32_t>(speexBitsCharPtr(*decoder)) < length);
     if (total == 0) return 0;
     accountFrame(total, timecode, buffer);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioDecoderSpeex::decodeFrame: ", e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

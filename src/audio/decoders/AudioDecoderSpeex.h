@@ -33,10 +33,7 @@ class AudioDecoderSpeex : public AudioDecoderBase {
   int32_t getFrameSize() const { return frameSize; }
 
  private:
-  void release();
-
-  void* decoderState = nullptr;
-  SpeexBitsRecord bits{};
+  SpeexDecoderPtr decoder;
   int32_t frameSize = 0;
 };
 

@@ -2,13 +2,13 @@
 
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <new>
 #include <sstream>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/ByteBlocks.h"
+#include "media/CodecNumbers.h"
 
 namespace cvx {
 
@@ -48,7 +48,7 @@ AudioEncoderAAC::MessageFunction AudioEncoderAAC::resolveMessageCallback(const c
   return nullptr;
 }
 
-AudioEncoderAAC::AudioEncoderAAC() { codec = 10; }
+AudioEncoderAAC::AudioEncoderAAC() { codec = kAudioCodecAAC; }
 
 AudioEncoderAAC::~AudioEncoderAAC() noexcept(false) { close(); }
 
@@ -63,14 +63,10 @@ uint32_t AudioEncoderAAC::bitrateIndex(uint32_t bitsPerSecond) {
 uint32_t AudioEncoderAAC::frameBytes() const { return aacSettings.bitsPerSample / 8u * aacSettings.channels; }
 
 int AudioEncoderAAC::initialize() {
-  try {
+  return guarded("AudioEncoderAAC::initialize: ", [&] {
     // A second start replaces the first encoder, whose frame size may differ.
-    if (handle != nullptr) {
-      aacOutAudioFree(handle);
-      handle = nullptr;
-    }
-    std::free(pcmBuffer);
-    pcmBuffer = nullptr;
+    handle.reset();
+    pcmBuffer.reset();
     aacOutAudioDefaults(&aacSettings, 0);
     aacSettings.bitsPerSample = 16;
     aacSettings.channels = channels;
@@ -93,40 +89,32 @@ int AudioEncoderAAC::initialize() {
       logError(std::string(kInitPrefix) + "Error aacOutAudioChkSettings");
       return -2;
     }
-    handle = aacOutAudioNew(nullptr, &aacSettings, 0, 0, sampleRate);
+    handle.reset(aacOutAudioNew(nullptr, &aacSettings, 0, 0, sampleRate));
     if (handle == nullptr) {
       logError(std::string(kInitPrefix) + "Error aacOutAudioNew");
       return -3;
     }
-    if (aacOutAudioInit(handle, outputStream.getStream()) != 0) {
+    if (aacOutAudioInit(handle.get(), outputStream.getStream()) != 0) {
       logError(std::string(kInitPrefix) + "Error aacOutAudioInit");
       return -4;
     }
     outputStream.setChannels(channels);
     outputStream.setSampleRate(sampleRate);
-    pcmBuffer = static_cast<uint8_t*>(std::malloc(static_cast<size_t>(kFrameSamples) * frameBytes()));
+    pcmBuffer = tryAllocateBytes(uint64_t{kFrameSamples} * frameBytes());
     if (pcmBuffer == nullptr) {
       logError(std::string(kInitPrefix) + "no memory for a frame of samples");
       return -1;
     }
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderAAC::initialize: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioEncoderAAC::getHeaders(std::vector<AudioFrameEncoded>&) {
-  try {
-    return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderAAC::getHeaders: ", e);
-    return -1;
-  }
+  return guarded("AudioEncoderAAC::getHeaders: ", [] { return 0; });
 }
 
 int AudioEncoderAAC::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) {
-  try {
+  return guarded("AudioEncoderAAC::addSampleBuffer: ", [&] {
     const uint32_t bytesPerFrame = frameBytes();
     // A buffer without a block has no samples to give.
     if (handle == nullptr || pcmBuffer == nullptr || bytesPerFrame == 0 || buffer.getBuffer() == nullptr) return -1;
@@ -140,7 +128,7 @@ int AudioEncoderAAC::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<Audi
     const uint32_t count = buffer.getSampleCount() < capacity ? buffer.getSampleCount() : capacity;
     if (queuedSamples == 0 && buffer.getSampleCount() == kFrameSamples) {
       outputStream.addTimecode(buffer.getTimecode());
-      aacOutAudioPutBytes(handle, buffer.getBuffer(), count * bytesPerFrame);
+      aacOutAudioPutBytes(handle.get(), buffer.getBuffer(), count * bytesPerFrame);
       outputStream.getEncodedFrames(out);
       return 0;
     }
@@ -156,10 +144,7 @@ int AudioEncoderAAC::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<Audi
     encodeQueuedFrames();
     outputStream.getEncodedFrames(out);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderAAC::addSampleBuffer: ", e);
-    return -1;
-  }
+  });
 }
 
 uint64_t AudioEncoderAAC::getQueuedBytes() const {
@@ -177,7 +162,7 @@ void AudioEncoderAAC::encodeQueuedFrames() {
       AudioSampleBuffer& b = sampleQueue.front();
       const uint32_t left = b.getSampleCount() > b.getSamplesRead() ? b.getSampleCount() - b.getSamplesRead() : 0;
       const uint32_t take = left < kFrameSamples - got ? left : kFrameSamples - got;
-      std::memcpy(pcmBuffer + static_cast<size_t>(got) * bytesPerFrame,
+      std::memcpy(pcmBuffer.get() + static_cast<size_t>(got) * bytesPerFrame,
                   b.getBuffer() + static_cast<size_t>(b.getSamplesRead()) * bytesPerFrame,
                   static_cast<size_t>(take) * bytesPerFrame);
       if (got == 0) position = b.getTimecode() + b.getSamplesRead();
@@ -192,33 +177,22 @@ void AudioEncoderAAC::encodeQueuedFrames() {
       break;
     }
     outputStream.addTimecode(position);
-    aacOutAudioPutBytes(handle, pcmBuffer, kFrameSamples * bytesPerFrame);
+    aacOutAudioPutBytes(handle.get(), pcmBuffer.get(), kFrameSamples * bytesPerFrame);
   }
 }
 
 int AudioEncoderAAC::close() {
-  int result = 0;
-  try {
-    std::free(pcmBuffer);
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderAAC::close[free]: ", e);
-    result = -1;
-  }
-  pcmBuffer = nullptr;
+  pcmBuffer.reset();
   sampleQueue.clear();
   queuedSamples = 0;
-  try {
+  return guarded("AudioEncoderAAC::close[close]: ", [&] {
     if (handle != nullptr) {
-      AacOutAudio* closing = handle;
-      handle = nullptr;
-      aacOutAudioDone(closing, 0);
-      aacOutAudioFree(closing);
+      // Encodes what the library still holds into the stream, then releases it.
+      aacOutAudioDone(handle.get(), 0);
+      handle.reset();
     }
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderAAC::close[close]: ", e);
-    result = -1;
-  }
-  return result;
+    return 0;
+  });
 }
 
 }  // namespace cvx

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <vector>
 
 #include "audio/encoders/AudioEncoderBase.h"
@@ -49,9 +50,10 @@ class AudioEncoderAAC : public AudioEncoderBase {
   std::list<AudioSampleBuffer> sampleQueue;
   uint32_t queuedSamples = 0;
   AacEncoderSettings aacSettings{};
-  AacOutAudio* handle = nullptr;
   AudioEncoderBufferStream outputStream;
-  uint8_t* pcmBuffer = nullptr;
+  // Declared after the stream it writes into, so it goes first.
+  std::unique_ptr<AacOutAudio, AacOutAudioDeleter> handle;
+  std::unique_ptr<uint8_t[]> pcmBuffer;
 };
 
 }  // namespace cvx

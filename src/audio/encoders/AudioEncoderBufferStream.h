@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <vector>
 
 #include "audio/samples/AudioFrameEncoded.h"
@@ -13,14 +14,13 @@ namespace cvx {
 
 // The sink an encoding library writes audio into. It gathers the bytes of one
 // frame in a fixed 8192-byte buffer, closes the frame when the library sends
-// info code 0xf0002, and pairs it with the oldest queued sample position: the
+// bufstream_info::kAudioFrameEnd, and pairs it with the oldest queued sample position: the
 // library emits frames in the order it took them, so first in, first out.
 // The library may call back on a thread of its own; the queues are locked,
 // the frame buffer is touched only by the writer.
 class AudioEncoderBufferStream : public BufStreamSink {
  public:
   static constexpr uint32_t kBufferSize = 8192;
-  static constexpr uint32_t kEndOfFrame = 0xf0002;
 
   AudioEncoderBufferStream();
   ~AudioEncoderBufferStream() override;

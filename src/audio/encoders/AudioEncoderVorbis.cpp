@@ -2,15 +2,15 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
-#include <exception>
 #include <new>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "audio/samples/AudioSampleBuffer.h"
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/CodecNumbers.h"
 
 namespace cvx {
 
@@ -18,25 +18,21 @@ namespace {
 constexpr const char* kInitPrefix = "AudioEncoderVorbis.initialize[{context}]: ";
 }
 
-AudioEncoderVorbis::AudioEncoderVorbis() { codec = 9; }
+AudioEncoderVorbis::AudioEncoderVorbis() { codec = kAudioCodecVorbis; }
 
 AudioEncoderVorbis::~AudioEncoderVorbis() noexcept(false) { close(); }
 
 void AudioEncoderVorbis::appendFrame(std::vector<AudioFrameEncoded>& out, const uint8_t* data, uint32_t length,
                                      uint64_t timecode) {
-  auto* block = static_cast<uint8_t*>(std::malloc(length > 0 ? length : 1));
-  if (block == nullptr) throw std::bad_alloc();
-  std::memcpy(block, data, length);
-  try {
-    out.push_back(AudioFrameEncoded{block, length, timecode, channels, sampleRate});
-  } catch (...) {
-    std::free(block);
-    throw;
-  }
+  EncodedBlock block = EncodedBlock::copyOf(data, length);
+  if (!block) throw std::bad_alloc();
+  out.push_back(AudioFrameEncoded{std::move(block), timecode, channels, sampleRate});
 }
 
 int AudioEncoderVorbis::initialize() {
-  try {
+  return guarded("AudioEncoderVorbis::initialize: ", [&] {
+    // A second start begins a new stream: its own three headers, no old samples.
+    close();
     const int result = codecState.init(channels, sampleRate, -1, static_cast<long>(bitrate), -1);
     {
       std::ostringstream line;
@@ -76,20 +72,19 @@ int AudioEncoderVorbis::initialize() {
       }
     }
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderVorbis::initialize: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioEncoderVorbis::getHeaders(std::vector<AudioFrameEncoded>& out) {
-  try {
-    out.insert(out.end(), headers.begin(), headers.end());
+  return guarded("AudioEncoderVorbis::getHeaders: ", [&] {
+    // The headers stay here; the caller gets copies of its own.
+    for (const AudioFrameEncoded& header : headers) {
+      EncodedBlock copy = EncodedBlock::copyOf(header.block.data(), header.block.size());
+      if (!copy) throw std::bad_alloc();
+      out.push_back(AudioFrameEncoded{std::move(copy), header.timecode, header.channels, header.sampleRate});
+    }
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderVorbis::getHeaders: ", e);
-    return -1;
-  }
+  });
 }
 
 void AudioEncoderVorbis::drainHolders(int64_t granulePosition) {
@@ -130,7 +125,7 @@ void AudioEncoderVorbis::takePackets(std::vector<AudioFrameEncoded>& out, bool& 
 }
 
 int AudioEncoderVorbis::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) {
-  try {
+  return guarded("AudioEncoderVorbis::addSampleBuffer: ", [&] {
     if (!codecState.isReady() || encoderChannels == 0 || buffer.getBuffer() == nullptr) return -1;
     // The holder takes the count the decoder stamped the buffer with: the
     // positions it gave were counted in it.
@@ -150,24 +145,18 @@ int AudioEncoderVorbis::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<A
       takePackets(out, endOfStream);
     }
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderVorbis::addSampleBuffer: ", e);
-    return -1;
-  }
+  });
 }
 
 int AudioEncoderVorbis::close() {
-  try {
+  return guarded("AudioEncoderVorbis::close: ", [&] {
     holders.clear();
-    for (AudioFrameEncoded& frame : headers) std::free(frame.buffer);
     headers.clear();
     codecState.clear();
     encoderChannels = 0;
+    lastGranulePosition = -1;
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioEncoderVorbis::close: ", e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

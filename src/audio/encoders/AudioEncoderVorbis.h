@@ -20,7 +20,7 @@ class AudioEncoderVorbis : public AudioEncoderBase {
   ~AudioEncoderVorbis() noexcept(false) override;
 
   int initialize() override;
-  // Header frames stay owned here: the caller copies them and frees nothing.
+  // The header frames stay here: each call hands out copies of them.
   int getHeaders(std::vector<AudioFrameEncoded>& out) override;
   int addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) override;
   int close() override;

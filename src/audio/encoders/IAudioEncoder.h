@@ -14,8 +14,8 @@ class ILogger;
 // An audio encoder of the session, one per output. The setters come in any
 // order before initialize; then getHeaders, then addSampleBuffer per decoded
 // block, each of which appends whatever frames it finished to `out` at once.
-// Frames appended by addSampleBuffer pass to the caller, who frees their
-// blocks; header frames stay owned by the encoder.
+// Frames appended to `out`, headers included, pass to the caller with the
+// blocks they own.
 class IAudioEncoder : public IParameterTarget {
  public:
   ~IAudioEncoder() noexcept(false) override = default;

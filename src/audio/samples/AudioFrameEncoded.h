@@ -2,14 +2,13 @@
 
 #include <cstdint>
 
+#include "media/EncodedBlock.h"
+
 namespace cvx {
 
-// One encoded audio frame on its way to the host. `buffer` is a malloc block
-// of exactly `length` bytes; copies share it, and whoever ends the frame's
-// life frees it (normally the boundary, after copying it into Java).
+// One encoded audio frame on its way to the host; it owns its bytes.
 struct AudioFrameEncoded {
-  uint8_t* buffer = nullptr;
-  uint32_t length = 0;
+  EncodedBlock block;
   uint64_t timecode = 0;  // sample position
   uint32_t channels = 0;
   uint32_t sampleRate = 0;

@@ -1,15 +1,14 @@
 #include "audio/samples/AudioSampleBuffer.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <new>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/ByteBlocks.h"
 
 namespace cvx {
 
-AudioSampleBuffer::~AudioSampleBuffer() { release(); }
+AudioSampleBuffer::~AudioSampleBuffer() = default;
 
 AudioSampleBuffer::AudioSampleBuffer(const AudioSampleBuffer& other) { copyFrom(other); }
 
@@ -21,10 +20,10 @@ AudioSampleBuffer& AudioSampleBuffer::operator=(const AudioSampleBuffer& other) 
   return *this;
 }
 
-void AudioSampleBuffer::release() {
-  std::free(buffer);
-  buffer = nullptr;
-}
+void AudioSampleBuffer::release() { buffer.reset(); }
+
+// A block of `size` bytes; one of zero bytes is still a block.
+std::unique_ptr<uint8_t[]> AudioSampleBuffer::allocate(uint32_t size) { return tryAllocateBytes(size > 0 ? size : 1); }
 
 void AudioSampleBuffer::copyFrom(const AudioSampleBuffer& other) {
   // The whole capacity is copied, whatever sampleCount says.
@@ -41,14 +40,14 @@ bool AudioSampleBuffer::copyLeading(const AudioSampleBuffer& source, uint32_t by
   sampleRate = source.sampleRate;
   timecode = source.timecode;
   if (source.buffer == nullptr) return true;
-  buffer = static_cast<uint8_t*>(std::malloc(bufferSize > 0 ? bufferSize : 1));
+  buffer = allocate(bufferSize);
   if (buffer == nullptr) return false;
-  std::memcpy(buffer, source.buffer, bufferSize);
+  std::memcpy(buffer.get(), source.buffer.get(), bufferSize);
   return true;
 }
 
 int AudioSampleBuffer::allocBuffer(uint32_t newSampleCount, uint32_t newChannels, uint32_t newSampleRate) {
-  try {
+  return guarded("AudioSampleBuffer::allocBuffer: ", [&] {
     release();
     sampleCount = newSampleCount;
     channels = newChannels;
@@ -56,14 +55,10 @@ int AudioSampleBuffer::allocBuffer(uint32_t newSampleCount, uint32_t newChannels
     const uint64_t size = static_cast<uint64_t>(newChannels) * 2u * newSampleCount;
     if (size > UINT32_MAX) throw std::bad_alloc();
     bufferSize = static_cast<uint32_t>(size);
-    // malloc(0) may give null; a zero-capacity buffer still holds a block.
-    buffer = static_cast<uint8_t*>(std::malloc(bufferSize > 0 ? bufferSize : 1));
+    buffer = allocate(bufferSize);
     if (buffer == nullptr) throw std::bad_alloc();
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("AudioSampleBuffer::allocBuffer: ", e);
-    return -1;
-  }
+  });
 }
 
 uint32_t AudioSampleBuffer::getCapacitySamples() const {

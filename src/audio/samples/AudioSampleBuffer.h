@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 namespace cvx {
 
@@ -19,7 +20,7 @@ class AudioSampleBuffer {
   // Replaces the block with an uninitialised one of channels x 2 x sampleCount bytes.
   int allocBuffer(uint32_t sampleCount, uint32_t channels, uint32_t sampleRate);
 
-  uint8_t* getBuffer() const { return buffer; }
+  uint8_t* getBuffer() const { return buffer.get(); }
   uint32_t getBufferSize() const { return bufferSize; }
   uint32_t getSampleCount() const { return sampleCount; }
   uint32_t getSamplesRead() const { return samplesRead; }
@@ -41,10 +42,11 @@ class AudioSampleBuffer {
   uint32_t getCapacitySamples() const;
 
  private:
+  static std::unique_ptr<uint8_t[]> allocate(uint32_t size);
   void copyFrom(const AudioSampleBuffer& other);
   void release();
 
-  uint8_t* buffer = nullptr;
+  std::unique_ptr<uint8_t[]> buffer;
   uint32_t bufferSize = 0;
   uint32_t sampleCount = 1024;
   uint32_t samplesRead = 0;

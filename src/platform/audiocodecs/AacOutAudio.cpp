@@ -12,8 +12,7 @@ extern "C" {
 
 #include "platform/audiocodecs/AacSampleRates.h"
 #include "platform/audiocodecs/SampleConversion.h"
-#include "platform/videodecoder/AvHandles.h"
-#include "platform/videodecoder/AvStatus.h"
+#include "platform/libav/LibavCodecs.h"
 
 namespace cvx {
 
@@ -92,7 +91,7 @@ bool AacOutAudio::drain() {
       status.fail("copybytes", "the output stream had no room for the access unit");
       error(status.lastErrorText());
     }
-    output->auxinfo(output, 0, kAacEndOfFrame, nullptr, 0);
+    output->auxinfo(output, 0, bufstream_info::kAudioFrameEnd, nullptr, 0);
     av_packet_unref(packet.get());
   }
 }
@@ -133,7 +132,7 @@ AacOutAudio* aacOutAudioNew(AacCallbackResolver resolver, const AacEncoderSettin
   std::unique_ptr<AacOutAudio> encoder(new (std::nothrow) AacOutAudio());
   if (!encoder) return nullptr;
   encoder->errPrintf = resolveError(resolver);
-  const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
+  const AVCodec* codec = findLibavEncoder(LibavCodec::Aac);
   if (codec == nullptr) {
     encoder->error("aac encoder: the library has no AAC encoder");
     return nullptr;

@@ -10,7 +10,7 @@ namespace cvx {
 // AAC-LC encoding (libavcodec's own encoder underneath) in seven operations.
 // Samples go in as signed 16-bit interleaved bytes; every 1024 sample frames
 // make one raw access unit (no ADTS header), written to the bound stream with
-// copybytes and closed with auxinfo 0xf0002.
+// copybytes and closed with auxinfo bufstream_info::kAudioFrameEnd.
 
 // Kilobits per second by bit rate index; index 0 asks for no rate and gets the
 // encoder's constant-quality mode.
@@ -33,7 +33,6 @@ static_assert(sizeof(AacEncoderSettings) == 256, "the settings record is 256 byt
 static_assert(offsetof(AacEncoderSettings, bitrateIndex) == 12 && offsetof(AacEncoderSettings, bitsPerSample) == 32,
               "the words the encoder class writes");
 
-constexpr uint32_t kAacEndOfFrame = 0xf0002;
 constexpr uint32_t kAacFrameSamples = 1024;
 
 // Message functions the encoder looks up by name through a resolver:
@@ -72,5 +71,10 @@ void aacOutAudioDone(AacOutAudio* encoder, int abort);
 void aacOutAudioFree(AacOutAudio* encoder);
 // The library's text of the last failure, "" when none.
 const char* aacOutAudioLastError(const AacOutAudio* encoder);
+
+// Named deleter for owners that hold the encoder in a std::unique_ptr.
+struct AacOutAudioDeleter {
+  void operator()(AacOutAudio* encoder) const { aacOutAudioFree(encoder); }
+};
 
 }  // namespace cvx

@@ -20,16 +20,6 @@ bufstream_tt* openAacDecoderStream();  // ADTS frames
 bufstream_tt* openMpegAudioDecoderStream(void* callbacks, void* settings, void* reserved);  // layers I and II
 bufstream_tt* openMp3DecoderStream(void* callbacks, void* settings, void* reserved);        // layer III
 
-// Ends and destroys a stream and nulls the caller's pointer first, so that a
-// second call, or one after a throw, finds nothing to release.
-inline void closeAudioDecoderStream(bufstream_tt*& stream) {
-  bufstream_tt* closing = stream;
-  stream = nullptr;
-  if (closing == nullptr) return;
-  closing->done(closing, 0);
-  closing->free(closing);
-}
-
 // Info codes understood by auxinfo.
 namespace audio_decoder_info {
 constexpr uint32_t kSettings = 0x10000;      // MP3 settings record, kMp3SettingsBytes; kept, no effect here

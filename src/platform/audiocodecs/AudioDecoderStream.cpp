@@ -1,6 +1,5 @@
 #include "platform/audiocodecs/AudioDecoderStream.h"
 
-#include <array>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -10,24 +9,18 @@
 namespace cvx {
 namespace {
 
-// Our frame syntaxes and the library's decoders, in one place. Layer 0 is ADTS.
-struct CodecMapping {
-  uint32_t layer;
-  AVCodecID codec;
-};
-constexpr std::array<CodecMapping, 4> kCodecTable = {{
-    {0, AV_CODEC_ID_AAC},
-    {1, AV_CODEC_ID_MP1},
-    {2, AV_CODEC_ID_MP2},
-    {3, AV_CODEC_ID_MP3},
-}};
-
-AVCodecID codecForLayer(uint32_t layer) {
-  for (const CodecMapping& mapping : kCodecTable) {
-    if (mapping.layer == layer) return mapping.codec;
+// The codec of each frame syntax by its layer; layer 0 is ADTS.
+LibavCodec codecForLayer(uint32_t layer) {
+  switch (layer) {
+    case 1: return LibavCodec::MpegAudioLayer1;
+    case 2: return LibavCodec::MpegAudioLayer2;
+    case 3: return LibavCodec::MpegAudioLayer3;
+    default: return LibavCodec::Aac;
   }
-  return AV_CODEC_ID_NONE;
 }
+
+// Room for the largest frame and the padding the codec reads past it.
+constexpr size_t kPacketBytes = AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes;
 
 uint32_t defaultLayer(AudioStreamKind kind) {
   switch (kind) {
@@ -56,7 +49,7 @@ AudioDecoderStream::AudioDecoderStream(AudioStreamKind kind)
     : kind_(kind), splitter_(kind == AudioStreamKind::Aac ? AudioFraming::Adts : AudioFraming::MpegAudio) {
   packet_.reset(av_packet_alloc());
   frame_.reset(av_frame_alloc());
-  packetBuffer_.reset(av_buffer_alloc(AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes));
+  packetBuffer_.reset(av_buffer_alloc(kPacketBytes));
   usable_ = packet_ && frame_ && packetBuffer_ && openCodec(codecForLayer(defaultLayer(kind)));
 }
 
@@ -64,27 +57,15 @@ AudioDecoderStream* AudioDecoderStream::from(bufstream_tt* stream) {
   return static_cast<AudioDecoderStream*>(owner(stream));
 }
 
-AVCodecID AudioDecoderStream::codecFor(const AudioFrameHeader& header) const {
+LibavCodec AudioDecoderStream::codecFor(const AudioFrameHeader& header) const {
   return codecForLayer(kind_ == AudioStreamKind::Aac ? 0 : header.layer);
 }
 
-bool AudioDecoderStream::openCodec(AVCodecID codec) {
+bool AudioDecoderStream::openCodec(LibavCodec codec) {
   context_.reset();
-  codecId_ = AV_CODEC_ID_NONE;
-  const AVCodec* decoder = avcodec_find_decoder(codec);
-  if (decoder == nullptr) {
-    status_.fail("avcodec_find_decoder", "the library has no decoder for this stream");
-    return false;
-  }
-  AvCodecContextPtr context(avcodec_alloc_context3(decoder));
-  if (!context) {
-    status_.fail("avcodec_alloc_context3", "out of memory");
-    return false;
-  }
-  if (status_.check(avcodec_open2(context.get(), decoder, nullptr), "avcodec_open2") != AvOutcome::Ok) return false;
-  context_ = std::move(context);
-  codecId_ = codec;
-  return true;
+  context_ = openLibavDecoder(codec, status_);
+  codec_ = codec;
+  return context_ != nullptr;
 }
 
 uint32_t AudioDecoderStream::copyBytes(const uint8_t* data, uint32_t size) {
@@ -118,25 +99,12 @@ uint32_t AudioDecoderStream::copyBytes(const uint8_t* data, uint32_t size) {
 }
 
 bool AudioDecoderStream::decodeFrame(uint8_t* target, uint32_t capacity, uint32_t& written) {
-  const AVCodecID codec = codecFor(splitter_.header());
-  if (codec != codecId_ && !openCodec(codec)) return false;
-  if (av_buffer_is_writable(packetBuffer_.get()) == 0) {
-    // The codec still holds the last packet; give it up to the codec.
-    packetBuffer_.reset(av_buffer_alloc(AudioFrameSplitter::kMaxFrameBytes + AudioFrameSplitter::kPaddingBytes));
-    if (!packetBuffer_) {
-      status_.fail("av_buffer_alloc", "out of memory");
-      return false;
-    }
-  }
+  const LibavCodec codec = codecFor(splitter_.header());
+  if ((codec != codec_ || !context_) && !openCodec(codec)) return false;
+  if (!reusablePacketBuffer(packetBuffer_, kPacketBytes, status_)) return false;
   const uint32_t size = splitter_.frameSize();
   std::memcpy(packetBuffer_->data, splitter_.frame(), size + AudioFrameSplitter::kPaddingBytes);
-  packet_->buf = av_buffer_ref(packetBuffer_.get());
-  if (packet_->buf == nullptr) {
-    status_.fail("av_buffer_ref", "out of memory");
-    return false;
-  }
-  packet_->data = packetBuffer_->data;
-  packet_->size = static_cast<int>(size);
+  if (!pointPacketAt(*packet_, packetBuffer_, size, status_)) return false;
   const AvOutcome sent = status_.check(avcodec_send_packet(context_.get(), packet_.get()), "avcodec_send_packet");
   av_packet_unref(packet_.get());
   if (sent != AvOutcome::Ok && sent != AvOutcome::Again) return false;
@@ -204,8 +172,7 @@ uint32_t AudioDecoderStream::auxInfo(uint32_t, uint32_t infoId, void* infoPtr, u
       // initialising means here.
       splitter_.reset();
       synced_ = false;
-      return openCodec(codecId_ != AV_CODEC_ID_NONE ? codecId_ : codecForLayer(defaultLayer(kind_))) ? kAudioInfoOk
-                                                                                                     : kAudioInfoFailed;
+      return openCodec(context_ ? codec_ : codecForLayer(defaultLayer(kind_))) ? kAudioInfoOk : kAudioInfoFailed;
     case kSettings:
       return infoPtr != nullptr && infoSize >= kMp3SettingsBytes ? kAudioInfoOk : kAudioInfoFailed;
     case kSetOutput:

@@ -5,8 +5,7 @@
 #include "platform/audiocodecs/AudioDecoderOpen.h"
 #include "platform/audiocodecs/AudioFrameSplitter.h"
 #include "platform/bufstream/BufStreamSource.h"
-#include "platform/videodecoder/AvHandles.h"
-#include "platform/videodecoder/AvStatus.h"
+#include "platform/libav/LibavCodecs.h"
 
 namespace cvx {
 
@@ -31,8 +30,8 @@ class AudioDecoderStream : public BufStreamSource {
   void done(int abort) override;
 
  private:
-  AVCodecID codecFor(const AudioFrameHeader& header) const;
-  bool openCodec(AVCodecID codec);
+  LibavCodec codecFor(const AudioFrameHeader& header) const;
+  bool openCodec(LibavCodec codec);
   // Decodes the splitter's frame; writes its samples behind `written` bytes
   // of the output when `target` is set. False when the codec refused it.
   bool decodeFrame(uint8_t* target, uint32_t capacity, uint32_t& written);
@@ -44,7 +43,7 @@ class AudioDecoderStream : public BufStreamSource {
   AudioFrameSplitter splitter_;
   AvStatus status_;
   AvCodecContextPtr context_;
-  AVCodecID codecId_ = AV_CODEC_ID_NONE;
+  LibavCodec codec_ = LibavCodec::Aac;  // what context_ decodes, when it is set
   AvPacketPtr packet_;
   AvFramePtr frame_;
   AvBufferPtr packetBuffer_;

@@ -1,3 +1,2 @@
-# Audio decoders and the AAC encoder over libavcodec; the error mapping and the
-# handle deleters are the video decoder stand-in's.
-cvx_platform_library(audiocodecs MODULES libavcodec libavutil DEPENDS cvx-platform-videodecoder)
+# Audio decoders and the AAC encoder over libavcodec.
+cvx_platform_library(audiocodecs MODULES libavcodec libavutil DEPENDS cvx-platform-bufstream cvx-platform-libav)

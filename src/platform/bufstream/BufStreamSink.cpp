@@ -1,8 +1,9 @@
 #include "platform/bufstream/BufStreamSink.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+
+#include "media/ByteBlocks.h"
 
 namespace cvx {
 
@@ -16,7 +17,7 @@ BufStreamSink::BufStreamSink(uint32_t capacity, const char* label) : bufferSize(
   stream.self = &self;
   stream.dataWords[2] = 1;
   stream.privateData = this;
-  buffer = static_cast<uint8_t*>(std::malloc(capacity));
+  buffer = tryAllocateBytes(capacity);
   if (buffer == nullptr) {
     // Without a buffer every write is refused; the stream stays usable.
     std::printf("%sstd::bad_alloc\n", label);
@@ -24,10 +25,7 @@ BufStreamSink::BufStreamSink(uint32_t capacity, const char* label) : bufferSize(
   }
 }
 
-BufStreamSink::~BufStreamSink() {
-  std::free(buffer);
-  buffer = nullptr;
-}
+BufStreamSink::~BufStreamSink() = default;
 
 BufStreamSink* BufStreamSink::from(bufstream_tt* bs) { return static_cast<BufStreamSink*>(bs->privateData); }
 
@@ -36,7 +34,7 @@ uint32_t BufStreamSink::usableBytes(bufstream_tt* bs) { return from(bs)->bufferU
 uint8_t* BufStreamSink::request(bufstream_tt* bs, uint32_t) {
   BufStreamSink* s = from(bs);
   if (s->buffer == nullptr || s->bufferUsed >= s->bufferSize) return nullptr;
-  return s->buffer + s->bufferUsed;
+  return s->buffer.get() + s->bufferUsed;
 }
 
 uint32_t BufStreamSink::confirm(bufstream_tt* bs, uint32_t numBytes) {
@@ -50,7 +48,7 @@ uint32_t BufStreamSink::confirm(bufstream_tt* bs, uint32_t numBytes) {
 uint32_t BufStreamSink::copybytes(bufstream_tt* bs, uint8_t* data, uint32_t numBytes) {
   BufStreamSink* s = from(bs);
   if (s->buffer == nullptr || numBytes > s->bufferSize - s->bufferUsed) return 0;
-  std::memcpy(s->buffer + s->bufferUsed, data, numBytes);
+  std::memcpy(s->buffer.get() + s->bufferUsed, data, numBytes);
   s->bufferUsed += numBytes;
   return numBytes;
 }

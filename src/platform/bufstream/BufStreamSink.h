@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "platform/bufstream/BufStream.h"
 
@@ -29,7 +30,7 @@ class BufStreamSink {
   virtual void onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) = 0;
 
   const uint32_t bufferSize;
-  uint8_t* buffer = nullptr;
+  std::unique_ptr<uint8_t[]> buffer;
   uint32_t bufferUsed = 0;
 
  private:

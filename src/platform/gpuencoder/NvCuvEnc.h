@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace cvx {
 
@@ -164,5 +165,11 @@ int NVEncodeFrame(NVEncoder handle, NVVE_EncodeFrameParams* frame, uint32_t flag
 // The driver's words for the handle's last failure; "" when there was none.
 // Valid until the next call on the handle.
 const char* NVGetLastErrorText(NVEncoder handle);
+
+// Named deleter for owners that hold a handle in a std::unique_ptr.
+struct NVEncoderDestroyer {
+  void operator()(NVEncoder handle) const { NVDestroyEncoder(handle); }
+};
+using NVEncoderPtr = std::unique_ptr<void, NVEncoderDestroyer>;
 
 }  // namespace cvx

@@ -6,6 +6,8 @@
 #include <stdint.h>  // the library header needs it first
 #include <x264.h>
 
+#include "platform/librarylog/LibraryLog.h"
+
 namespace cvx {
 
 namespace {
@@ -59,15 +61,12 @@ void H264Messages::info(const char* format, ...) const {
   va_end(arguments);
 }
 
-void H264Messages::libraryLog(void* context, int level, const char* format, va_list arguments) {
-  const auto* messages = static_cast<const H264Messages*>(context);
-  if (messages == nullptr) {
-    return;
+void H264Messages::libraryLog(void*, int level, const char* format, va_list arguments) {
+  if (level == X264_LOG_ERROR) {
+    writeLibraryLine(LogLibrary::X264, kLibraryLogError, "x264: ", format, arguments);
+  } else if (level == X264_LOG_WARNING) {
+    writeLibraryLine(LogLibrary::X264, kLibraryLogWarning, "x264: ", format, arguments);
   }
-  H264MessageFunction target = level <= X264_LOG_ERROR     ? messages->errPrintf
-                               : level == X264_LOG_WARNING ? messages->wrnPrintf
-                                                           : messages->infPrintf;
-  messages->emit(target, format, arguments);
 }
 
 }  // namespace cvx

@@ -6,11 +6,9 @@
 
 namespace cvx {
 
-// The message functions that the host's resolver hands out, plus the
-// formatting that both our own lines and the library's log lines go through.
-// Without a resolver, or for a name it does not know, the text is dropped.
-// Stateless after construction, so the library's worker threads may log
-// through it while the caller's thread does too.
+// The message functions that the caller's resolver hands out for the
+// stand-in's own lines. Without a resolver, or for a name it does not know,
+// the text is dropped. Stateless after construction.
 class H264Messages {
  public:
   H264Messages() = default;
@@ -20,8 +18,9 @@ class H264Messages {
   void warning(const char* format, ...) const __attribute__((format(printf, 2, 3)));
   void info(const char* format, ...) const __attribute__((format(printf, 2, 3)));
 
-  // Shape of the library's log hook; `context` is an H264Messages.
-  static void libraryLog(void* context, int level, const char* format, va_list arguments);
+  // The library's log hook: its errors and warnings go into our log (see
+  // platform/librarylog), the rest nowhere. Its worker threads call it too.
+  static void libraryLog(void* unused, int level, const char* format, va_list arguments);
 
  private:
   void emit(H264MessageFunction target, const char* format, va_list arguments) const;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <exception>
 #include <iterator>
 #include <memory>
 #include <new>
@@ -11,7 +10,9 @@
 #include <stdint.h>  // the library header needs it first
 #include <x264.h>
 
+#include "logging/Guarded.h"
 #include "platform/h264encoder/H264Messages.h"
+#include "platform/h264encoder/X264Handles.h"
 #include "platform/h264encoder/X264ParamMapping.h"
 
 namespace cvx {
@@ -69,7 +70,7 @@ struct H264OutVideo {
   int open(const H264EncoderSettings& record);
   int bind(bufstream_tt* output, void** options);
   int put(const uint8_t* plane0, int32_t stride, uint32_t width, uint32_t height, uint32_t fourcc, void** extInfo);
-  int finish(int abort) noexcept;
+  int finish(int abort);
 
  private:
   int encode(x264_picture_t* input);
@@ -137,7 +138,7 @@ int H264OutVideo::put(const uint8_t* plane0, int32_t stride, uint32_t width, uin
   // with the caller's count.
   const bool key = keyFrameRequested();
   const uint64_t sequence = picturesPut++;
-  if (plane0 == nullptr || stride < static_cast<int32_t>(width) || (fourcc != kFourCcYV12 && fourcc != kFourCcI420) ||
+  if (plane0 == nullptr || stride < static_cast<int32_t>(width) || (fourcc != kFourCCYV12 && fourcc != kFourCCI420) ||
       width != static_cast<uint32_t>(settings.width) || height != static_cast<uint32_t>(settings.height)) {
     messages.error("H.264 encoder: refused picture %ux%u fourcc 0x%08x stride %d", width, height, fourcc, stride);
     return kH264UnsupportedPicture;
@@ -216,10 +217,10 @@ int H264OutVideo::writeAccessUnit(const x264_nal_t* nals, int nalCount) {
   stamp.start = pictureOut.i_pts;
 
   const auto bytes = static_cast<uint32_t>(accessUnit.size());
-  sink->auxinfo(sink, 0, kAuxFrameStart, nullptr, 0);
-  sink->auxinfo(sink, 0, kAuxTimeStamp, &stamp, sizeof stamp);
+  sink->auxinfo(sink, 0, bufstream_info::kFrameStart, nullptr, 0);
+  sink->auxinfo(sink, 0, bufstream_info::kTimeStamp, &stamp, sizeof stamp);
   const uint32_t written = sink->copybytes(sink, accessUnit.data(), bytes);
-  sink->auxinfo(sink, 0, kAuxFrameEnd, nullptr, 0);
+  sink->auxinfo(sink, 0, bufstream_info::kVideoFrameEnd, nullptr, 0);
   if (written != bytes) {
     messages.warning("H.264 encoder: output stream took %u of %u bytes", written, bytes);
     return kH264OutputFailed;
@@ -227,7 +228,7 @@ int H264OutVideo::writeAccessUnit(const x264_nal_t* nals, int nalCount) {
   return kH264Ok;
 }
 
-int H264OutVideo::finish(int abort) noexcept {
+int H264OutVideo::finish(int abort) {
   if (finished || !encoder) {
     finished = true;
     return kH264Ok;
@@ -235,27 +236,13 @@ int H264OutVideo::finish(int abort) noexcept {
   finished = true;
   // Held pictures are encoded even when they are dropped: closing the
   // library with pictures still in its lookahead can lose their buffers.
+  // Dropped output allocates nothing, so the destructor's abort cannot throw.
   dropOutput = abort != 0 || sink == nullptr;
   int status = kH264Ok;
-  try {
-    while (status == kH264Ok && x264_encoder_delayed_frames(encoder.get()) > 0) {
-      status = encode(nullptr);
-    }
-  } catch (const std::exception&) {
-    status = kH264EncodeFailed;
+  while (status == kH264Ok && x264_encoder_delayed_frames(encoder.get()) > 0) {
+    status = encode(nullptr);
   }
   return status;
-}
-
-// Nothing may escape to the host: a failed allocation inside the library's
-// wrapper becomes a status like any other refusal.
-template <typename Operation>
-int guarded(Operation operation) noexcept {
-  try {
-    return operation();
-  } catch (const std::exception&) {
-    return kH264EncodeFailed;
-  }
 }
 
 int h264OutVideoDefaults(H264EncoderSettings* settings, uint32_t familyProfile, uint32_t speedPreset) {
@@ -267,7 +254,7 @@ int h264OutVideoDefaults(H264EncoderSettings* settings, uint32_t familyProfile, 
 }
 
 int h264OutVideoChkSettings(H264CallbackResolver resolver, const H264EncoderSettings* settings, uint32_t, uint32_t) {
-  return guarded([&] {
+  return guarded("h264OutVideoChkSettings: ", [&] {
     const H264Messages messages(resolver);
     if (settings == nullptr) {
       messages.error("H.264 encoder: no settings");
@@ -275,7 +262,7 @@ int h264OutVideoChkSettings(H264CallbackResolver resolver, const H264EncoderSett
     }
     x264_param_t param;
     return buildX264Params(*settings, messages, param);
-  });
+  }, int{kH264EncodeFailed});
 }
 
 H264OutVideo* h264OutVideoNew(H264CallbackResolver resolver, const H264EncoderSettings* settings, uint32_t, uint32_t,
@@ -284,7 +271,8 @@ H264OutVideo* h264OutVideoNew(H264CallbackResolver resolver, const H264EncoderSe
     return nullptr;
   }
   std::unique_ptr<H264OutVideo> handle(new (std::nothrow) H264OutVideo(resolver));
-  if (!handle || guarded([&] { return handle->open(*settings); }) != kH264Ok) {
+  const auto open = [&] { return handle->open(*settings); };
+  if (!handle || guarded("h264OutVideoNew: ", open, int{kH264EncodeFailed}) != kH264Ok) {
     return nullptr;
   }
   return handle.release();
@@ -299,11 +287,16 @@ int h264OutVideoPutFrame(H264OutVideo* handle, const uint8_t* plane0, int32_t st
   if (handle == nullptr) {
     return kH264InvalidArgument;
   }
-  return guarded([&] { return handle->put(plane0, stride, width, height, fourcc, extInfo); });
+  return guarded(
+      "h264OutVideoPutFrame: ", [&] { return handle->put(plane0, stride, width, height, fourcc, extInfo); },
+      int{kH264EncodeFailed});
 }
 
 int h264OutVideoDone(H264OutVideo* handle, int abort) {
-  return handle == nullptr ? kH264InvalidArgument : guarded([&] { return handle->finish(abort); });
+  if (handle == nullptr) {
+    return kH264InvalidArgument;
+  }
+  return guarded("h264OutVideoDone: ", [&] { return handle->finish(abort); }, int{kH264EncodeFailed});
 }
 
 void h264OutVideoFree(H264OutVideo* handle) { delete handle; }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "media/FourCC.h"
 #include "platform/bufstream/BufStream.h"
 #include "platform/bufstream/TimeStampInfo.h"
 #include "platform/h264encoder/H264EncoderSettings.h"
@@ -13,21 +14,15 @@ namespace cvx {
 // operation is safe on null arguments and answers with a status instead.
 //
 // Per encoded picture the sink sees, in this order:
-//   auxinfo(0, kAuxFrameStart, null, 0)
-//   auxinfo(0, kAuxTimeStamp, &time_stamp_info, 24)   the picture's own record
+//   auxinfo(0, bufstream_info::kFrameStart, null, 0)
+//   auxinfo(0, bufstream_info::kTimeStamp, &time_stamp_info, 24)   its own record
 //   copybytes(access unit)                             Annex B, see below
-//   auxinfo(0, kAuxFrameEnd, null, 0)
+//   auxinfo(0, bufstream_info::kVideoFrameEnd, null, 0)
 // Pictures leave in decode order. The access unit starts with a delimiter
 // (00 00 00 01 09 xx; xx 0x10 intra, 0x30 predicted, 0x50 bidirectional) and
 // every NAL unit has a four-byte start code. The whole unit goes in one
 // copybytes call, so a sink that refuses it loses the picture, never half.
 
-constexpr uint32_t kAuxFrameStart = 256;
-constexpr uint32_t kAuxTimeStamp = 0xf000000;
-constexpr uint32_t kAuxFrameEnd = 0xf0001;
-
-constexpr uint32_t kFourCcYV12 = 0x32315659;
-constexpr uint32_t kFourCcI420 = 0x30323449;
 
 // Message callbacks the encoder looks up by name through the resolver:
 // "err_printf", "wrn_printf", "inf_printf" take a format and arguments,

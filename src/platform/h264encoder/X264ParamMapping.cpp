@@ -292,7 +292,7 @@ int buildX264Params(const H264EncoderSettings& settings, const H264Messages& mes
   param.b_aud = 0;
   param.b_vfr_input = 0;
   param.pf_log = &H264Messages::libraryLog;
-  param.p_log_private = const_cast<H264Messages*>(&messages);
+  param.p_log_private = nullptr;
   return checkX264(x264_param_apply_profile(&param, x264_profile_names[settings.profile]), "x264_param_apply_profile",
                    kH264LibraryRejected, messages);
 }
@@ -301,7 +301,7 @@ void pointX264Picture(x264_picture_t& picture, const uint8_t* plane0, int32_t st
                       uint32_t height, uint32_t fourcc) {
   const size_t lumaBytes = static_cast<size_t>(width) * height;
   auto* luma = const_cast<uint8_t*>(plane0);  // the library reads input planes only
-  picture.img.i_csp = fourcc == kFourCcYV12 ? X264_CSP_YV12 : X264_CSP_I420;
+  picture.img.i_csp = fourcc == kFourCCYV12 ? X264_CSP_YV12 : X264_CSP_I420;
   picture.img.i_plane = 3;
   picture.img.plane[0] = luma;
   picture.img.plane[1] = luma + lumaBytes;

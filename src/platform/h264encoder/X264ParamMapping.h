@@ -3,8 +3,6 @@
 #include <stdint.h>  // the library header needs it first
 #include <x264.h>
 
-#include <memory>
-
 #include "platform/h264encoder/H264EncoderSettings.h"
 #include "platform/h264encoder/H264Messages.h"
 
@@ -18,8 +16,8 @@ int checkX264(int result, const char* operation, int failureStatus, const H264Me
 
 // Builds the library's parameters from the record: the speed preset and
 // tunes first, then every field of the mapping table, then zero latency,
-// then the profile. Log lines of the library go to `messages`, which must
-// outlive every encoder opened with `param`. Returns a status code.
+// then the profile. Our own refusals go to `messages`; the library's log
+// lines go into our log. Returns a status code.
 int buildX264Params(const H264EncoderSettings& settings, const H264Messages& messages, x264_param_t& param);
 
 // Points the library's picture at a 4:2:0 block in the frame buffer layout:
@@ -29,11 +27,6 @@ int buildX264Params(const H264EncoderSettings& settings, const H264Messages& mes
 // library's; nothing is copied.
 void pointX264Picture(x264_picture_t& picture, const uint8_t* plane0, int32_t stride, uint32_t width,
                       uint32_t height, uint32_t fourcc);
-
-struct X264EncoderCloser {
-  void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
-};
-using X264EncoderPtr = std::unique_ptr<x264_t, X264EncoderCloser>;
 
 // The live-stream record described at h264OutVideoDefaults.
 void fillLiveDefaults(H264EncoderSettings& settings, uint32_t familyProfile, uint32_t speedPreset);

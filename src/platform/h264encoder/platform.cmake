@@ -1,1 +1,1 @@
-cvx_platform_library(h264encoder MODULES x264)
+cvx_platform_library(h264encoder MODULES x264 DEPENDS cvx-platform-librarylog)

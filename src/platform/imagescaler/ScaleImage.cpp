@@ -4,9 +4,9 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <new>
 #include <vector>
 
+#include "logging/Guarded.h"
 #include "platform/imagescaler/PixelLayout.h"
 #include "platform/imagescaler/PixelLoops.h"
 #include "platform/imagescaler/ScaleErrors.h"
@@ -326,16 +326,16 @@ int scaleImage(uint32_t flags, uint32_t srcFourCC, const uint8_t* srcPlane0, int
                int32_t dstStride, uint32_t dstWidth, uint32_t dstHeight, void* /*reserved12*/,
                uint32_t /*one*/, const ScaleRectangles* rectangles, void* /*reserved15*/) {
   is::clearScaleError();
-  try {
-    return scaleImageChecked(flags, srcFourCC, srcPlane0, srcStride, srcWidth, srcHeight,
-                             dstFourCC, dstPlane0, dstStride, dstWidth, dstHeight, rectangles);
-  } catch (const std::bad_alloc&) {
-    is::setScaleError("scaleImage", "out of memory for a work area");
-    return kScaleNoMemory;
-  } catch (...) {
-    is::setScaleError("scaleImage", "unexpected failure");
-    return kScaleLibraryFailure;
-  }
+  // A work area the memory cannot be had for is the one failure that throws.
+  const int status = guarded(
+      "scaleImage: ",
+      [&] {
+        return scaleImageChecked(flags, srcFourCC, srcPlane0, srcStride, srcWidth, srcHeight, dstFourCC, dstPlane0,
+                                 dstStride, dstWidth, dstHeight, rectangles);
+      },
+      int{kScaleNoMemory});
+  if (status == kScaleNoMemory) is::setScaleError("scaleImage", "out of memory for a work area");
+  return status;
 }
 
 uint64_t scaleImageExtent(uint32_t fourcc, int32_t stride, uint32_t width, uint32_t height) {

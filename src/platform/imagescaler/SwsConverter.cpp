@@ -14,16 +14,13 @@ extern "C" {
 
 #include "platform/imagescaler/ScaleErrors.h"
 #include "platform/imagescaler/ScaleImage.h"
+#include "platform/imagescaler/SwscaleHandles.h"
+#include "platform/libav/LibavLog.h"
 
 namespace cvx {
 namespace imagescaler {
 
 namespace {
-
-struct SwsContextDeleter {
-  void operator()(SwsContext* context) const { sws_freeContext(context); }
-};
-using SwsContextPtr = std::unique_ptr<SwsContext, SwsContextDeleter>;
 
 struct ContextKey {
   AVPixelFormat srcFormat;
@@ -63,6 +60,7 @@ int swsStatus(int result, const char* call) {
 }
 
 int createContext(const ContextKey& key, SwsContextPtr& out) {
+  routeLibavLog();
   if (sws_isSupportedInput(key.srcFormat) <= 0 || sws_isSupportedOutput(key.dstFormat) <= 0) {
     setScaleError("sws_isSupported", "format not supported");
     return kScaleUnsupported;

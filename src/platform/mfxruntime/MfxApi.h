@@ -15,6 +15,8 @@
 
 #include <cstdint>
 
+#include "media/FourCC.h"
+
 namespace cvx {
 namespace mfx {
 
@@ -71,15 +73,12 @@ constexpr mfxIMPL MFX_IMPL_VIA_VAAPI = 0x0400;
 // The implementation without its VIA_ flags.
 constexpr mfxIMPL implBaseType(mfxIMPL impl) { return impl & 0x00ff; }
 
-// Four-character codes and formats.
-constexpr mfxU32 makeFourCC(char a, char b, char c, char d) {
-  return static_cast<mfxU32>(static_cast<mfxU8>(a)) | static_cast<mfxU32>(static_cast<mfxU8>(b)) << 8 |
-         static_cast<mfxU32>(static_cast<mfxU8>(c)) << 16 | static_cast<mfxU32>(static_cast<mfxU8>(d)) << 24;
-}
+// Four-character codes and formats: ours where we have the code, the SDK's
+// own codes built the same way.
 constexpr mfxU32 MFX_CODEC_AVC = makeFourCC('A', 'V', 'C', ' ');
-constexpr mfxU32 MFX_FOURCC_NV12 = makeFourCC('N', 'V', '1', '2');
-constexpr mfxU32 MFX_FOURCC_YV12 = makeFourCC('Y', 'V', '1', '2');
-constexpr mfxU32 MFX_FOURCC_YUY2 = makeFourCC('Y', 'U', 'Y', '2');
+constexpr mfxU32 MFX_FOURCC_NV12 = kFourCCNV12;
+constexpr mfxU32 MFX_FOURCC_YV12 = kFourCCYV12;
+constexpr mfxU32 MFX_FOURCC_YUY2 = kFourCCYUY2;
 constexpr mfxU32 MFX_FOURCC_RGB3 = makeFourCC('R', 'G', 'B', '3');
 constexpr mfxU32 MFX_FOURCC_RGB4 = makeFourCC('R', 'G', 'B', '4');
 constexpr mfxU16 MFX_CHROMAFORMAT_YUV420 = 1;

@@ -295,7 +295,7 @@ CVX_SAME_VALUE(MFX_FRAMETYPE_REF);
 CVX_SAME_VALUE(MFX_FRAMETYPE_IDR);
 #undef CVX_SAME_VALUE
 static_assert(our::implBaseType(0x0402) == MFX_IMPL_BASETYPE(0x0402), "implementation base type");
-static_assert(our::makeFourCC('A', 'V', 'C', ' ') == static_cast<our::mfxU32>(MFX_MAKEFOURCC('A', 'V', 'C', ' ')),
+static_assert(cvx::makeFourCC('A', 'V', 'C', ' ') == static_cast<our::mfxU32>(MFX_MAKEFOURCC('A', 'V', 'C', ' ')),
               "four-character codes");
 
 // ---- Function signatures ----

@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "platform/librarylog/LibraryLog.h"
 #include "platform/mfxruntime/RuntimeLibrary.h"
 
 namespace cvx {
@@ -20,6 +21,11 @@ constexpr int kLastRenderNode = 191;
 // libva's one error mapper: success or not.
 bool succeeded(VAStatus status) { return status == VA_STATUS_SUCCESS; }
 
+// libva's errors go into our log; its information lines (driver names and
+// versions at every start) nowhere.
+void logError(void*, const char* message) {
+  writeLibraryLine(LogLibrary::Libva, kLibraryLogError, "libva: ", message);
+}
 void dropMessage(void*, const char*) {}
 
 template <class Function>
@@ -64,22 +70,25 @@ int openFirstRenderNode() {
 
 }  // namespace
 
+// A display that failed to initialise is terminated too: that frees it.
+void VaDisplayTerminator::operator()(void* display) const { libva().terminate(display); }
+
 bool VaDisplay::open() {
   close();
   const Libva& va = libva();
   if (!va.usable()) return false;
   node = openFirstRenderNode();
   if (node < 0) return false;
-  display = va.getDisplay(node);
+  display.reset(va.getDisplay(node));
   if (display == nullptr) {
     close();
     return false;
   }
-  if (va.setErrorCallback != nullptr) va.setErrorCallback(display, &dropMessage, nullptr);
-  if (va.setInfoCallback != nullptr) va.setInfoCallback(display, &dropMessage, nullptr);
+  if (va.setErrorCallback != nullptr) va.setErrorCallback(display.get(), &logError, nullptr);
+  if (va.setInfoCallback != nullptr) va.setInfoCallback(display.get(), &dropMessage, nullptr);
   int major = 0;
   int minor = 0;
-  if (!succeeded(va.initialize(display, &major, &minor))) {
+  if (!succeeded(va.initialize(display.get(), &major, &minor))) {
     close();
     return false;
   }
@@ -87,11 +96,7 @@ bool VaDisplay::open() {
 }
 
 void VaDisplay::close() {
-  if (display != nullptr) {
-    // A display that failed to initialise is terminated too: that frees it.
-    libva().terminate(display);
-    display = nullptr;
-  }
+  display.reset();
   if (node >= 0) {
     ::close(node);
     node = -1;

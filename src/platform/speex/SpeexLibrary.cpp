@@ -7,58 +7,54 @@
 #include <speex/speex_bits.h>
 
 namespace cvx {
-namespace {
 
-static_assert(sizeof(SpeexBits) <= sizeof(SpeexBitsRecord::storage), "the record holds the library's bits");
-static_assert(alignof(SpeexBits) <= alignof(SpeexBitsRecord), "the record is aligned for the library's bits");
 static_assert(kSpeexModeWideband == SPEEX_MODEID_WB && kSpeexSetEnhancer == SPEEX_SET_ENH &&
                   kSpeexGetFrameSize == SPEEX_GET_FRAME_SIZE && kSpeexGetSamplingRate == SPEEX_GET_SAMPLING_RATE,
               "our request numbers are the library's");
 
-SpeexBits* bitsOf(SpeexBitsRecord& bits) { return reinterpret_cast<SpeexBits*>(bits.storage); }
-const SpeexBits* bitsOf(const SpeexBitsRecord& bits) { return reinterpret_cast<const SpeexBits*>(bits.storage); }
+struct SpeexDecoderState {
+  void* decoder = nullptr;
+  // Never owns a buffer: it is pointed at each packet in turn.
+  SpeexBits bits{};
+};
 
-}  // namespace
+void SpeexDecoderStateDeleter::operator()(SpeexDecoderState* state) const {
+  if (state->decoder != nullptr) speex_decoder_destroy(state->decoder);
+  delete state;
+}
 
-void* speexDecoderInit(int modeId) {
+SpeexDecoderPtr speexDecoderOpen(int modeId) {
   if (modeId < 0 || modeId >= SPEEX_NB_MODES) return nullptr;
   const SpeexMode* mode = speex_lib_get_mode(modeId);
-  return mode == nullptr ? nullptr : speex_decoder_init(mode);
+  if (mode == nullptr) return nullptr;
+  SpeexDecoderPtr state(new (std::nothrow) SpeexDecoderState());
+  if (state == nullptr) return nullptr;
+  state->decoder = speex_decoder_init(mode);
+  if (state->decoder == nullptr) return nullptr;
+  return state;
 }
 
-int speexDecoderCtl(void* state, int request, void* value) {
-  return state == nullptr ? -1 : speex_decoder_ctl(state, request, value);
+int speexDecoderCtl(SpeexDecoderState& state, int request, void* value) {
+  return speex_decoder_ctl(state.decoder, request, value);
 }
 
-void speexDecoderDestroy(void* state) {
-  if (state != nullptr) speex_decoder_destroy(state);
-}
-
-void speexBitsInit(SpeexBitsRecord& bits) {
-  new (bits.storage) SpeexBits{};
-  speex_bits_init(bitsOf(bits));
-}
-
-void speexBitsReadFrom(SpeexBitsRecord& bits, const uint8_t* data, uint32_t length) {
+void speexBitsReadFrom(SpeexDecoderState& state, const uint8_t* data, uint32_t length) {
   if (data == nullptr) length = 0;
-  const int bytes = length > static_cast<uint32_t>(INT_MAX) ? INT_MAX : static_cast<int>(length);
-  speex_bits_read_from(bitsOf(bits), reinterpret_cast<const char*>(data), bytes);
+  const int bytes = length > static_cast<uint32_t>(INT_MAX / 8) ? INT_MAX / 8 : static_cast<int>(length);
+  // Reading the bytes in place spares a copy per packet, and the library's
+  // notice on standard error for a packet larger than its own buffer.
+  // Decoding only reads through the record.
+  speex_bits_set_bit_buffer(&state.bits, const_cast<uint8_t*>(data), bytes);
 }
 
-void speexBitsDestroy(SpeexBitsRecord& bits) {
-  // A record that was never initialised owns nothing.
-  if (bitsOf(bits)->owner != 0) speex_bits_destroy(bitsOf(bits));
-  new (bits.storage) SpeexBits{};
+int speexDecodeInt(SpeexDecoderState& state, int16_t* out) {
+  if (out == nullptr) return -2;
+  return speex_decode_int(state.decoder, &state.bits, out);
 }
 
-int speexDecodeInt(void* state, SpeexBitsRecord& bits, int16_t* out) {
-  if (state == nullptr || out == nullptr) return -2;
-  return speex_decode_int(state, bitsOf(bits), out);
-}
+int speexBitsCharPtr(const SpeexDecoderState& state) { return state.bits.charPtr; }
 
-int speexBitsCharPtr(const SpeexBitsRecord& bits) { return bitsOf(bits)->charPtr; }
-
-int speexBitsOverflow(const SpeexBitsRecord& bits) { return bitsOf(bits)->overflow; }
+int speexBitsOverflow(const SpeexDecoderState& state) { return state.bits.overflow; }
 
 const char* speexStatusText(int result) {
   switch (result) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 namespace cvx {
 
@@ -8,29 +9,32 @@ namespace cvx {
 // uses, so that the class keeps the library's order of work while only our
 // types cross this header.
 
-// Room for the library's bit-stream record; it stays opaque above this layer.
-struct SpeexBitsRecord {
-  alignas(void*) unsigned char storage[64];
+// One decoder of the library together with the bit-stream record it reads
+// from; they are made and released together.
+struct SpeexDecoderState;
+struct SpeexDecoderStateDeleter {
+  void operator()(SpeexDecoderState* state) const;
 };
+using SpeexDecoderPtr = std::unique_ptr<SpeexDecoderState, SpeexDecoderStateDeleter>;
 
 constexpr int kSpeexModeWideband = 1;
 constexpr int kSpeexSetEnhancer = 0;
 constexpr int kSpeexGetFrameSize = 3;
 constexpr int kSpeexGetSamplingRate = 25;
 
-// Decoder state for the mode with this number, or null.
-void* speexDecoderInit(int modeId);
-int speexDecoderCtl(void* state, int request, void* value);
-void speexDecoderDestroy(void* state);
-void speexBitsInit(SpeexBitsRecord& bits);
-void speexBitsReadFrom(SpeexBitsRecord& bits, const uint8_t* data, uint32_t length);
-void speexBitsDestroy(SpeexBitsRecord& bits);
+// A decoder for the mode with this number, or null.
+SpeexDecoderPtr speexDecoderOpen(int modeId);
+int speexDecoderCtl(SpeexDecoderState& state, int request, void* value);
+// Points the bit-stream record at a packet. The bytes are read where they
+// are, not copied: they stay the caller's and must outlive the decodes of
+// this packet.
+void speexBitsReadFrom(SpeexDecoderState& state, const uint8_t* data, uint32_t length);
 // Decodes one frame of the state's frame size into `out`: 0, -1 at the end of
 // the stream, -2 for a corrupt frame.
-int speexDecodeInt(void* state, SpeexBitsRecord& bits, int16_t* out);
+int speexDecodeInt(SpeexDecoderState& state, int16_t* out);
 // The record's byte cursor and overflow flag.
-int speexBitsCharPtr(const SpeexBitsRecord& bits);
-int speexBitsOverflow(const SpeexBitsRecord& bits);
+int speexBitsCharPtr(const SpeexDecoderState& state);
+int speexBitsOverflow(const SpeexDecoderState& state);
 // What a library result means, for the log.
 const char* speexStatusText(int result);
 

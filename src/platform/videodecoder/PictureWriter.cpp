@@ -10,13 +10,12 @@ extern "C" {
 #include <libavutil/pixfmt.h>
 }
 
+#include "media/FourCC.h"
 #include "platform/bufstream/FrameRecord.h"
 
 namespace cvx {
 namespace {
 
-constexpr uint32_t kFourccYV12 = 0x32315659;
-constexpr uint32_t kFourccI420 = 0x30323449;
 
 // The decoders' 8-bit layouts and how their chroma maps onto 4:2:0: the
 // record's chroma sample (x, y) is read at (x << xStep, y << yStep).
@@ -74,7 +73,7 @@ PictureWriteResult writePicture(const AVFrame& picture, const FrameRecord& recor
   if (picture.data[0] == nullptr) {
     return PictureWriteResult::NoPicture;
   }
-  if (record.fourcc != kFourccYV12 && record.fourcc != kFourccI420) {
+  if (record.fourcc != kFourCCYV12 && record.fourcc != kFourCCI420) {
     return PictureWriteResult::UnsupportedLayout;
   }
   const SourceLayout* layout = findLayout(picture.format);
@@ -95,7 +94,7 @@ PictureWriteResult writePicture(const AVFrame& picture, const FrameRecord& recor
   }
   av_image_copy_plane(record.plane[0], record.planeStride[0], picture.data[0], picture.linesize[0], width, height);
   // Plane 1 of the record is whichever chroma comes first in memory.
-  const bool uFirst = record.fourcc == kFourccI420;
+  const bool uFirst = record.fourcc == kFourCCI420;
   writeChroma(picture, uFirst ? 1 : 2, *layout, record.plane[1], record.planeStride[1], chromaWidth, chromaRows);
   writeChroma(picture, uFirst ? 2 : 1, *layout, record.plane[2], record.planeStride[2], chromaWidth, chromaRows);
   return PictureWriteResult::Written;

@@ -87,65 +87,28 @@ bool isHighProfile(uint32_t profile) {
   }
 }
 
-// The payload of a NAL unit after its header byte, emulation prevention
-// bytes (00 00 03) removed, as far as `out` holds; returns the length.
-template <size_t N>
-size_t unescapeNal(const uint8_t* nal, size_t size, std::array<uint8_t, N>& out) {
-  size_t length = 0;
-  int zeros = 0;
-  for (size_t i = 1; i < size && length < out.size(); ++i) {
-    if (zeros >= 2 && nal[i] == 3) {
-      zeros = 0;
-      continue;
-    }
-    zeros = nal[i] == 0 ? zeros + 1 : 0;
-    out[length++] = nal[i];
+// The fields of a high profile's sequence set that come before the frame
+// numbering: the chroma format (and separate planes), bit depths, scaling lists.
+void readHighProfileFields(BitReader& reader, uint32_t& chromaFormat, bool& separatePlanes) {
+  chromaFormat = reader.ue();
+  if (chromaFormat == 3) {
+    separatePlanes = reader.bit() != 0;
   }
-  return length;
-}
-
-}  // namespace
-
-int h264ParameterSetId(const uint8_t* nal, size_t size) {
-  // The id comes within the first bytes: after profile, flags and level for a
-  // sequence set, first thing for a picture set.
-  std::array<uint8_t, 16> rbsp{};
-  BitReader reader(rbsp.data(), unescapeNal(nal, size, rbsp));
-  const bool sequence = size > 0 && (nal[0] & 31) == 7;
-  if (sequence) {
-    reader.skip(24);
-  }
-  const uint32_t id = reader.ue();
-  const uint32_t largest = sequence ? 31 : 255;
-  return reader.overrun() || id > largest ? -1 : static_cast<int>(id);
-}
-
-bool parseH264SequenceParameterSet(const uint8_t* nal, size_t size, StreamHeaderInfo& info) {
-  std::array<uint8_t, kMaxSpsBytes> rbsp{};
-  BitReader reader(rbsp.data(), unescapeNal(nal, size, rbsp));
-  uint32_t profile = reader.bits(8);
-  reader.skip(16);  // constraint flags, level
-  reader.ue();      // seq_parameter_set_id
-  uint32_t chromaFormat = 1;
-  bool separatePlanes = false;
-  if (isHighProfile(profile)) {
-    chromaFormat = reader.ue();
-    if (chromaFormat == 3) {
-      separatePlanes = reader.bit() != 0;
-    }
-    reader.ue();  // bit depths
-    reader.ue();
-    reader.bit();  // qpprime_y_zero_transform_bypass
-    if (reader.bit() != 0) {
-      int lists = chromaFormat != 3 ? 8 : 12;
-      for (int i = 0; i < lists; ++i) {
-        if (reader.bit() != 0) {
-          skipScalingList(reader, i < 6 ? 16 : 64);
-        }
+  reader.ue();  // bit depths
+  reader.ue();
+  reader.bit();  // qpprime_y_zero_transform_bypass
+  if (reader.bit() != 0) {
+    int lists = chromaFormat != 3 ? 8 : 12;
+    for (int i = 0; i < lists; ++i) {
+      if (reader.bit() != 0) {
+        skipScalingList(reader, i < 6 ? 16 : 64);
       }
     }
   }
-  reader.ue();  // log2_max_frame_num_minus4
+}
+
+// The picture order count fields; false for a cycle longer than the syntax allows.
+bool skipPictureOrderCount(BitReader& reader) {
   uint32_t pocType = reader.ue();
   if (pocType == 0) {
     reader.ue();
@@ -160,6 +123,82 @@ bool parseH264SequenceParameterSet(const uint8_t* nal, size_t size, StreamHeader
     for (uint32_t i = 0; i < cycle; ++i) {
       reader.se();
     }
+  }
+  return true;
+}
+
+// The video usability information: the pixel shape and the frame rate from
+// the timing fields; what lies between them is passed over.
+void readVui(BitReader& reader, Ratio& sar, Ratio& rate) {
+  if (reader.bit() != 0) {
+    sar = readPixelAspect(reader, reader.bits(8), 255, 16, kH264PixelAspect);
+  }
+  if (reader.bit() != 0) {
+    reader.bit();  // overscan_appropriate_flag
+  }
+  if (reader.bit() != 0) {
+    reader.skip(4);
+    if (reader.bit() != 0) {
+      reader.skip(24);
+    }
+  }
+  if (reader.bit() != 0) {
+    reader.ue();
+    reader.ue();
+  }
+  if (reader.bit() != 0) {
+    uint32_t unitsInTick = reader.bits(32);
+    uint32_t timeScale = reader.bits(32);
+    if (unitsInTick > 0 && timeScale > 0) {
+      setReduced(rate.num, rate.den, timeScale, 2 * static_cast<int64_t>(unitsInTick));
+    }
+  }
+}
+
+}  // namespace
+
+size_t unescapeH264Payload(const uint8_t* nal, size_t size, uint8_t* out, size_t capacity) {
+  size_t length = 0;
+  int zeros = 0;
+  for (size_t i = 1; i < size && length < capacity; ++i) {
+    if (zeros >= 2 && nal[i] == 3) {
+      zeros = 0;
+      continue;
+    }
+    zeros = nal[i] == 0 ? zeros + 1 : 0;
+    out[length++] = nal[i];
+  }
+  return length;
+}
+
+int h264ParameterSetId(const uint8_t* nal, size_t size) {
+  // The id comes within the first bytes: after profile, flags and level for a
+  // sequence set, first thing for a picture set.
+  std::array<uint8_t, 16> rbsp{};
+  BitReader reader(rbsp.data(), unescapeH264Payload(nal, size, rbsp.data(), rbsp.size()));
+  const bool sequence = size > 0 && (nal[0] & 31) == 7;
+  if (sequence) {
+    reader.skip(24);
+  }
+  const uint32_t id = reader.ue();
+  const uint32_t largest = sequence ? 31 : 255;
+  return reader.overrun() || id > largest ? -1 : static_cast<int>(id);
+}
+
+bool parseH264SequenceParameterSet(const uint8_t* nal, size_t size, StreamHeaderInfo& info) {
+  std::array<uint8_t, kMaxSpsBytes> rbsp{};
+  BitReader reader(rbsp.data(), unescapeH264Payload(nal, size, rbsp.data(), rbsp.size()));
+  uint32_t profile = reader.bits(8);
+  reader.skip(16);  // constraint flags, level
+  reader.ue();      // seq_parameter_set_id
+  uint32_t chromaFormat = 1;
+  bool separatePlanes = false;
+  if (isHighProfile(profile)) {
+    readHighProfileFields(reader, chromaFormat, separatePlanes);
+  }
+  reader.ue();  // log2_max_frame_num_minus4
+  if (!skipPictureOrderCount(reader)) {
+    return false;
   }
   reader.ue();   // max_num_ref_frames
   reader.bit();  // gaps_in_frame_num_value_allowed_flag
@@ -179,29 +218,7 @@ bool parseH264SequenceParameterSet(const uint8_t* nal, size_t size, StreamHeader
   Ratio sar{0, 0};
   Ratio rate{0, 0};
   if (reader.bit() != 0) {
-    if (reader.bit() != 0) {
-      sar = readPixelAspect(reader, reader.bits(8), 255, 16, kH264PixelAspect);
-    }
-    if (reader.bit() != 0) {
-      reader.bit();  // overscan_appropriate_flag
-    }
-    if (reader.bit() != 0) {
-      reader.skip(4);
-      if (reader.bit() != 0) {
-        reader.skip(24);
-      }
-    }
-    if (reader.bit() != 0) {
-      reader.ue();
-      reader.ue();
-    }
-    if (reader.bit() != 0) {
-      uint32_t unitsInTick = reader.bits(32);
-      uint32_t timeScale = reader.bits(32);
-      if (unitsInTick > 0 && timeScale > 0) {
-        setReduced(rate.num, rate.den, timeScale, 2 * static_cast<int64_t>(unitsInTick));
-      }
-    }
+    readVui(reader, sar, rate);
   }
   if (reader.overrun() || widthMbs > 1024 || heightMapUnits > 1024) {
     return false;

@@ -28,6 +28,11 @@ bool parseMpeg2SequenceHeader(const uint8_t* unit, size_t size, StreamHeaderInfo
 bool parseMpeg2Extension(const uint8_t* unit, size_t size, StreamHeaderInfo& info);
 bool parseMpeg4VideoObjectLayer(const uint8_t* unit, size_t size, StreamHeaderInfo& info);
 
+// The payload of an H.264 NAL unit (header byte first) after its header
+// byte, with the emulation prevention bytes taken out (each 03 after two
+// zero bytes), into `out`, at most `capacity` bytes; returns how many.
+size_t unescapeH264Payload(const uint8_t* nal, size_t size, uint8_t* out, size_t capacity);
+
 // The id of an H.264 sequence (NAL type 7) or picture (type 8) parameter set,
 // read from the NAL unit (header byte first); -1 when it cannot be read or is
 // beyond the ids the syntax allows (31 and 255).

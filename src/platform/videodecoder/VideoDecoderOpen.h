@@ -43,9 +43,6 @@ constexpr uint32_t kSetMaxPixels = 0x1F004;    // `offset` = largest picture in 
 // refused before anything is allocated for them, and never reported.
 constexpr uint32_t kMaxPicturePixels = 8192 * 4352;
 
-namespace decoder_info {
-}  // namespace decoder_info
-
 // State bits returned by kRunParser. One report per call: a sequence change
 // alone, a picture alone, or a sequence change with the first picture after it.
 namespace decoder_state {
@@ -54,6 +51,8 @@ constexpr uint32_t kSequence = 0x100;
 constexpr uint32_t kPictureDecoded = 0x100000;
 constexpr uint32_t kPictureOutput = 0x200000;
 constexpr uint32_t kPictureComplete = 0x400000;
+// Passed on to the decoder's caller as it stands; our streams never set it.
+constexpr uint32_t kPictureBit24 = 0x1000000;
 }  // namespace decoder_state
 
 // auxinfo's answers other than state bits.

@@ -14,26 +14,18 @@ extern "C" {
 namespace cvx {
 namespace {
 
-// Our syntaxes and the library's decoders, in one place.
-struct CodecMapping {
-  BitstreamKind kind;
-  AVCodecID codec;
-};
-constexpr std::array<CodecMapping, 5> kCodecTable = {{
-    {BitstreamKind::H264, AV_CODEC_ID_H264},
-    {BitstreamKind::Mpeg2, AV_CODEC_ID_MPEG2VIDEO},
-    {BitstreamKind::Mpeg4, AV_CODEC_ID_MPEG4},
-    {BitstreamKind::H263, AV_CODEC_ID_H263},
-    {BitstreamKind::Spark, AV_CODEC_ID_FLV1},
-}};
-
-const AVCodec* findDecoder(BitstreamKind kind) {
-  for (const CodecMapping& mapping : kCodecTable) {
-    if (mapping.kind == kind) {
-      return avcodec_find_decoder(mapping.codec);
-    }
+// The codec that decodes each syntax; the family's stand-in syntax is
+// decoded as MPEG-4 part 2 until the first bytes tell otherwise.
+LibavCodec codecFor(BitstreamKind kind) {
+  switch (kind) {
+    case BitstreamKind::H264: return LibavCodec::H264;
+    case BitstreamKind::Mpeg2: return LibavCodec::Mpeg2Video;
+    case BitstreamKind::H263: return LibavCodec::H263;
+    case BitstreamKind::Spark: return LibavCodec::SorensonSpark;
+    case BitstreamKind::Mpeg4:
+    case BitstreamKind::Mpeg4Family: break;
   }
-  return nullptr;
+  return LibavCodec::Mpeg4Part2;
 }
 
 // Input with no picture boundary in it for this long is not video we can use:
@@ -56,10 +48,10 @@ static_assert(sizeof(FrameRecord) == 88, "the record size told through auxinfo")
 
 VideoDecoderStream::VideoDecoderStream(BitstreamKind kind) : splitter_(kind) {
   if (kind == BitstreamKind::Mpeg4Family) {
-    usable_ = findDecoder(BitstreamKind::Mpeg4) != nullptr && findDecoder(BitstreamKind::H263) != nullptr &&
-              findDecoder(BitstreamKind::Spark) != nullptr;
+    usable_ = findLibavDecoder(LibavCodec::Mpeg4Part2) != nullptr && findLibavDecoder(LibavCodec::H263) != nullptr &&
+              findLibavDecoder(LibavCodec::SorensonSpark) != nullptr;
   } else {
-    usable_ = findDecoder(kind) != nullptr;
+    usable_ = findLibavDecoder(codecFor(kind)) != nullptr;
   }
   packet_.reset(av_packet_alloc());
   received_.reset(av_frame_alloc());
@@ -103,20 +95,8 @@ uint32_t VideoDecoderStream::auxInfo(uint32_t offset, uint32_t infoId, void* inf
   switch (infoId) {
     case kRunParser:
       return runParser();
-    case kAttachUserData: {
-      if (infoPtr == nullptr || infoSize < sizeof(UserDataBytes)) {
-        return kDecoderInfoFailed;
-      }
-      if (markCount_ == kMarkCapacity) {
-        markHead_ = (markHead_ + 1) % kMarkCapacity;  // bytes that never formed a picture
-        --markCount_;
-      }
-      Mark& mark = marks_[(markHead_ + markCount_) % kMarkCapacity];
-      mark.offset = splitter_.streamPosition();
-      std::memcpy(mark.userData.data(), infoPtr, mark.userData.size());
-      ++markCount_;
-      return kDecoderInfoOk;
-    }
+    case kAttachUserData:
+      return attachUserData(infoPtr, infoSize);
     case kFetchUserData:
       if (infoPtr == nullptr || infoSize < sizeof(void*)) {
         return kDecoderInfoFailed;
@@ -150,20 +130,12 @@ uint32_t VideoDecoderStream::auxInfo(uint32_t offset, uint32_t infoId, void* inf
       outputFrame_ = static_cast<const FrameRecord*>(infoPtr);
       return kDecoderInfoOk;
     case kSetThreadCount:
+      threadCount_ = std::clamp(static_cast<int>(std::min<uint32_t>(offset, kMaxThreads)), 1, kMaxThreads);
+      reopenCodec();
+      return kDecoderInfoOk;
     case kSetMaxPixels:
-      // Both are the codec's at opening: it reopens with the next picture,
-      // which then has to be a key frame.
-      if (infoId == kSetThreadCount) {
-        threadCount_ = std::clamp(static_cast<int>(std::min<uint32_t>(offset, kMaxThreads)), 1, kMaxThreads);
-      } else {
-        maxPixels_ = std::clamp(offset, 1u, kMaxPicturePixels);
-      }
-      if (context_) {
-        context_.reset();
-        splitter_.forgetParameterSets();
-        packetPending_ = false;
-        needKeyFrame_ = true;
-      }
+      maxPixels_ = std::clamp(offset, 1u, kMaxPicturePixels);
+      reopenCodec();
       return kDecoderInfoOk;
     case kSetLogger:
       status_.setLogger(static_cast<ILogger*>(infoPtr), kLogContextVideoDecoder, static_cast<int>(offset), kLogLabel);
@@ -176,6 +148,32 @@ uint32_t VideoDecoderStream::auxInfo(uint32_t offset, uint32_t infoId, void* inf
       return kDecoderInfoOk;
     default:
       return kDecoderInfoFailed;
+  }
+}
+
+uint32_t VideoDecoderStream::attachUserData(const void* record, uint32_t size) {
+  if (record == nullptr || size < sizeof(UserDataBytes)) {
+    return kDecoderInfoFailed;
+  }
+  if (markCount_ == kMarkCapacity) {
+    markHead_ = (markHead_ + 1) % kMarkCapacity;  // bytes that never formed a picture
+    --markCount_;
+  }
+  Mark& mark = marks_[(markHead_ + markCount_) % kMarkCapacity];
+  mark.offset = splitter_.streamPosition();
+  std::memcpy(mark.userData.data(), record, mark.userData.size());
+  ++markCount_;
+  return kDecoderInfoOk;
+}
+
+void VideoDecoderStream::reopenCodec() {
+  // Threads and the picture limit are the codec's at opening: it reopens
+  // with the next picture, which then has to be a key frame.
+  if (context_) {
+    context_.reset();
+    splitter_.forgetParameterSets();
+    packetPending_ = false;
+    needKeyFrame_ = true;
   }
 }
 
@@ -248,27 +246,15 @@ void VideoDecoderStream::receiveFrames() {
 }
 
 bool VideoDecoderStream::openCodec() {
-  const AVCodec* codec = findDecoder(splitter_.kind());
-  if (codec == nullptr) {
-    status_.fail("avcodec_find_decoder", "no decoder for this stream");
-    return false;
-  }
-  AvCodecContextPtr context(avcodec_alloc_context3(codec));
-  if (!context) {
-    status_.fail("avcodec_alloc_context3", "out of memory");
-    return false;
-  }
-  context->thread_count = threadCount_;
-  context->max_pixels = maxPixels_;
-  context->thread_type = threadCount_ > 1 ? (FF_THREAD_FRAME | FF_THREAD_SLICE) : 0;
-  // Damaged pictures are held back here until the next key frame.
-  context->flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
-  if (status_.check(avcodec_open2(context.get(), codec, nullptr), "avcodec_open2") != AvOutcome::Ok) {
-    return false;
-  }
-  context_ = std::move(context);
+  context_ = openLibavDecoder(codecFor(splitter_.kind()), status_, [this](AVCodecContext& context) {
+    context.thread_count = threadCount_;
+    context.max_pixels = maxPixels_;
+    context.thread_type = threadCount_ > 1 ? (FF_THREAD_FRAME | FF_THREAD_SLICE) : 0;
+    // Damaged pictures are held back here until the next key frame.
+    context.flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
+  });
   contextKind_ = splitter_.kind();
-  return true;
+  return context_ != nullptr;
 }
 
 bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
@@ -291,16 +277,8 @@ bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
   if (!context_ && !openCodec()) {
     return false;
   }
-  // The packet's bytes are reused from frame to frame unless the codec still holds them.
-  const size_t needed = unit.size + AV_INPUT_BUFFER_PADDING_SIZE;
-  if (!packetBuffer_ || !av_buffer_is_writable(packetBuffer_.get()) ||
-      static_cast<size_t>(packetBuffer_->size) < needed) {
-    const size_t capacity = std::max(needed, packetBuffer_ ? static_cast<size_t>(packetBuffer_->size) : 0);
-    packetBuffer_.reset(av_buffer_alloc(capacity));
-    if (!packetBuffer_) {
-      status_.fail("av_buffer_alloc", "out of memory");
-      return false;
-    }
+  if (!reusablePacketBuffer(packetBuffer_, unit.size + AV_INPUT_BUFFER_PADDING_SIZE, status_)) {
+    return false;
   }
   size_t size = 0;
   size_t from = 0;
@@ -311,14 +289,9 @@ bool VideoDecoderStream::preparePacket(const AccessUnitSplitter::Unit& unit) {
     from = i < unit.skipCount ? unit.skip[i].second : unit.size;
   }
   std::memset(packetBuffer_->data + size, 0, AV_INPUT_BUFFER_PADDING_SIZE);
-  av_packet_unref(packet_.get());
-  packet_->buf = av_buffer_ref(packetBuffer_.get());
-  if (packet_->buf == nullptr) {
-    status_.fail("av_buffer_ref", "out of memory");
+  if (!pointPacketAt(*packet_, packetBuffer_, size, status_)) {
     return false;
   }
-  packet_->data = packetBuffer_->data;
-  packet_->size = static_cast<int>(size);
   packet_->pts = packetCounter_;
   packet_->dts = AV_NOPTS_VALUE;
   ++packetCounter_;

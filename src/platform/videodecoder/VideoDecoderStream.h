@@ -5,9 +5,8 @@
 #include <cstdint>
 
 #include "platform/bufstream/BufStreamSource.h"
+#include "platform/libav/LibavCodecs.h"
 #include "platform/videodecoder/AccessUnitSplitter.h"
-#include "platform/videodecoder/AvHandles.h"
-#include "platform/videodecoder/AvStatus.h"
 #include "platform/videodecoder/VideoDecoderOpen.h"
 
 namespace cvx {
@@ -63,6 +62,8 @@ class VideoDecoderStream : public BufStreamSource {
     StreamHeaderInfo headers;
   };
 
+  uint32_t attachUserData(const void* record, uint32_t size);
+  void reopenCodec();
   uint32_t runParser();
   uint32_t report();
   void reset();

@@ -4,7 +4,7 @@
 #include <vorbis/codec.h>
 #include <vorbis/vorbisenc.h>
 
-#include <cstring>
+#include "platform/vorbis/VorbisHandles.h"
 
 namespace cvx {
 
@@ -16,7 +16,13 @@ struct VorbisCodec::State {
   vorbis_comment comment;
   vorbis_dsp_state dsp;
   vorbis_block block;
-  bool infoInit = false, commentInit = false, analysisInit = false, streamInit = false;
+  // Each set once the library has set its record up. Declared after the
+  // records, in the reverse of the order they are released in.
+  VorbisInfoPtr infoSet;
+  VorbisCommentPtr commentSet;
+  VorbisDspPtr dspSet;
+  VorbisBlockPtr blockSet;
+  OggStreamPtr streamSet;
 };
 
 // Value-initialisation zeroes the library records before first use.
@@ -44,8 +50,10 @@ const char* VorbisCodec::errorText(int code) {
 }
 
 int VorbisCodec::init(uint32_t channels, uint32_t sampleRate, long maxBitrate, long nominalBitrate, long minBitrate) {
+  // A second set-up starts from nothing.
+  clear();
   vorbis_info_init(&state->info);
-  state->infoInit = true;
+  state->infoSet.reset(&state->info);
   const int result = vorbis_encode_init(&state->info, static_cast<long>(channels), static_cast<long>(sampleRate),
                                         maxBitrate, nominalBitrate, minBitrate);
   ready = result == 0;
@@ -53,9 +61,9 @@ int VorbisCodec::init(uint32_t channels, uint32_t sampleRate, long maxBitrate, l
 }
 
 void VorbisCodec::addComment(const char* tag, const char* value) {
-  if (!state->commentInit) {
+  if (!state->commentSet) {
     vorbis_comment_init(&state->comment);
-    state->commentInit = true;
+    state->commentSet.reset(&state->comment);
   }
   vorbis_comment_add_tag(&state->comment, tag, value);
 }
@@ -65,18 +73,21 @@ int VorbisCodec::startAnalysis() {
   if (!ready) return OV_EINVAL;
   int result = vorbis_analysis_init(&state->dsp, &state->info);
   if (result != 0) return result;
-  state->analysisInit = true;
-  return vorbis_block_init(&state->dsp, &state->block);
+  state->dspSet.reset(&state->dsp);
+  result = vorbis_block_init(&state->dsp, &state->block);
+  // The block is set up even when the call says otherwise: clearing it is always safe.
+  state->blockSet.reset(&state->block);
+  return result;
 }
 
 int VorbisCodec::startStream(int serialNumber) {
   const int result = ogg_stream_init(&state->stream, serialNumber);
-  state->streamInit = result == 0;
+  if (result == 0) state->streamSet.reset(&state->stream);
   return result;
 }
 
 long VorbisCodec::putHeaders() {
-  if (!state->analysisInit || !state->streamInit) return OV_EINVAL;
+  if (!state->dspSet || !state->streamSet) return OV_EINVAL;
   ogg_packet header, headerComment, headerCode;
   const int result = vorbis_analysis_headerout(&state->dsp, &state->comment, &header, &headerComment, &headerCode);
   if (result != 0) return result;
@@ -87,7 +98,7 @@ long VorbisCodec::putHeaders() {
 }
 
 bool VorbisCodec::flushPage(const uint8_t*& body, uint32_t& bodyLength, bool& endOfStream) {
-  if (!state->streamInit || ogg_stream_flush(&state->stream, &state->page) == 0) return false;
+  if (!state->streamSet || ogg_stream_flush(&state->stream, &state->page) == 0) return false;
   body = state->page.body;
   bodyLength = static_cast<uint32_t>(state->page.body_len);
   endOfStream = ogg_page_eos(&state->page) != 0;
@@ -95,17 +106,17 @@ bool VorbisCodec::flushPage(const uint8_t*& body, uint32_t& bodyLength, bool& en
 }
 
 float** VorbisCodec::analysisBuffer(int samples) {
-  if (!state->analysisInit) return nullptr;
+  if (!state->dspSet) return nullptr;
   return vorbis_analysis_buffer(&state->dsp, samples);
 }
 
 int VorbisCodec::wrote(int samples) {
-  if (!state->analysisInit) return OV_EINVAL;
+  if (!state->dspSet) return OV_EINVAL;
   return vorbis_analysis_wrote(&state->dsp, samples);
 }
 
 bool VorbisCodec::blockOut() {
-  return state->analysisInit && vorbis_analysis_blockout(&state->dsp, &state->block) == 1;
+  return state->dspSet && vorbis_analysis_blockout(&state->dsp, &state->block) == 1;
 }
 
 int VorbisCodec::analyzeBlock() {
@@ -115,19 +126,20 @@ int VorbisCodec::analyzeBlock() {
 }
 
 bool VorbisCodec::nextPacket(int64_t& granulePosition) {
-  if (!state->analysisInit || vorbis_bitrate_flushpacket(&state->dsp, &state->packet) != 1) return false;
-  if (state->streamInit) ogg_stream_packetin(&state->stream, &state->packet);
+  if (!state->dspSet || vorbis_bitrate_flushpacket(&state->dsp, &state->packet) != 1) return false;
+  if (state->streamSet) ogg_stream_packetin(&state->stream, &state->packet);
   granulePosition = state->packet.granulepos;
   return true;
 }
 
 void VorbisCodec::clear() {
   if (state == nullptr) return;
-  if (state->analysisInit) vorbis_dsp_clear(&state->dsp);
-  if (state->commentInit) vorbis_comment_clear(&state->comment);
-  if (state->analysisInit) vorbis_block_clear(&state->block);
-  if (state->infoInit) vorbis_info_clear(&state->info);
-  if (state->streamInit) ogg_stream_clear(&state->stream);
+  state->streamSet.reset();
+  state->blockSet.reset();
+  state->dspSet.reset();
+  state->commentSet.reset();
+  state->infoSet.reset();
+  // Zeroed again for the next set-up; the guards are all empty by now.
   *state = State{};
   ready = false;
 }

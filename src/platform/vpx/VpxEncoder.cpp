@@ -3,6 +3,8 @@
 #include <vpx/vp8cx.h>
 #include <vpx/vpx_encoder.h>
 
+#include "platform/vpx/VpxHandles.h"
+
 namespace cvx {
 
 static_assert(VPX_IMG_FMT_I420 == kVpxImageFormatI420, "our view's format code is the library's I420");
@@ -12,15 +14,14 @@ static_assert(VPX_DL_REALTIME == 1, "real-time deadline");
 struct VpxEncoder::State {
   vpx_codec_enc_cfg_t cfg{};
   vpx_codec_ctx_t codec{};
+  // Points at `codec` while the library holds it; declared after it, so it goes first.
+  VpxCodecPtr initialized;
   vpx_codec_iter_t iterator = nullptr;
 };
 
 VpxEncoder::VpxEncoder() : state(std::make_unique<State>()) {}
 
-VpxEncoder::~VpxEncoder() {
-  if (initialized) vpx_codec_destroy(&state->codec);
-  initialized = false;
-}
+VpxEncoder::~VpxEncoder() = default;
 
 int VpxEncoder::configDefault() {
   return static_cast<int>(vpx_codec_enc_config_default(vpx_codec_vp8_cx(), &state->cfg, 0));
@@ -41,17 +42,19 @@ uint32_t VpxEncoder::getPass() const { return static_cast<uint32_t>(state->cfg.g
 uint32_t VpxEncoder::getTimebaseNumerator() const { return static_cast<uint32_t>(state->cfg.g_timebase.num); }
 uint32_t VpxEncoder::getTimebaseDenominator() const { return static_cast<uint32_t>(state->cfg.g_timebase.den); }
 
+bool VpxEncoder::isInitialized() const { return state->initialized != nullptr; }
+
 int VpxEncoder::init() {
-  if (initialized) return 0;
+  if (isInitialized()) return 0;
   const vpx_codec_err_t result =
       vpx_codec_enc_init_ver(&state->codec, vpx_codec_vp8_cx(), &state->cfg, 0, VPX_ENCODER_ABI_VERSION);
-  initialized = result == VPX_CODEC_OK;
+  if (result == VPX_CODEC_OK) state->initialized.reset(&state->codec);
   return static_cast<int>(result);
 }
 
 int VpxEncoder::encode(const VpxImageView& view, int64_t pts, uint32_t duration, uint32_t flags) {
   state->iterator = nullptr;
-  if (!initialized) return static_cast<int>(VPX_CODEC_ERROR);
+  if (!isInitialized()) return static_cast<int>(VPX_CODEC_ERROR);
   // The image must describe the size the encoder was set up for; a picture of
   // another size would be read past its planes.
   if (view.planes[0] == nullptr || view.planes[1] == nullptr || view.planes[2] == nullptr ||
@@ -76,7 +79,7 @@ int VpxEncoder::encode(const VpxImageView& view, int64_t pts, uint32_t duration,
 }
 
 bool VpxEncoder::nextFramePacket(const uint8_t*& data, std::size_t& size, bool& keyFrame, int64_t& pts) {
-  if (!initialized) return false;
+  if (!isInitialized()) return false;
   while (const vpx_codec_cx_pkt_t* packet = vpx_codec_get_cx_data(&state->codec, &state->iterator)) {
     if (packet->kind != VPX_CODEC_CX_FRAME_PKT) continue;
     data = static_cast<const uint8_t*>(packet->data.frame.buf);
@@ -90,7 +93,7 @@ bool VpxEncoder::nextFramePacket(const uint8_t*& data, std::size_t& size, bool& 
 
 std::string VpxEncoder::errorText(int code) const {
   std::string text = vpx_codec_err_to_string(static_cast<vpx_codec_err_t>(code));
-  if (initialized) {
+  if (isInitialized()) {
     if (const char* detail = vpx_codec_error_detail(&state->codec)) text += std::string(": ") + detail;
   }
   return text;

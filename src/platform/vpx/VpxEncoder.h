@@ -34,7 +34,7 @@ class VpxEncoder {
   uint32_t getTimebaseDenominator() const;
 
   int init();
-  bool isInitialized() const { return initialized; }
+  bool isInitialized() const;
 
   // Encodes one picture in real-time mode. Returns 0 or the library's error
   // code; the packets it released are then read with nextFramePacket.
@@ -49,7 +49,6 @@ class VpxEncoder {
  private:
   struct State;
   std::unique_ptr<State> state;
-  bool initialized = false;
 };
 
 }  // namespace cvx

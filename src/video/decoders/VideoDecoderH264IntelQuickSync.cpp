@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "logging/Guarded.h"
+#include "media/CodecNumbers.h"
 #include "media/FourCC.h"
 #include "video/frames/VideoFrameBuffer.h"
 
@@ -25,7 +26,7 @@ uint32_t pitchOf(const mfxFrameData& data) { return uint32_t{data.PitchHigh} << 
 
 }  // namespace
 
-VideoDecoderH264IntelQuickSync::VideoDecoderH264IntelQuickSync() { codec = 7; }
+VideoDecoderH264IntelQuickSync::VideoDecoderH264IntelQuickSync() { codec = kVideoCodecH264; }
 
 VideoDecoderH264IntelQuickSync::~VideoDecoderH264IntelQuickSync() noexcept(false) { close(); }
 

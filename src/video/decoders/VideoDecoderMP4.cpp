@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "media/CodecNumbers.h"
 #include "platform/videodecoder/VideoDecoderOpen.h"
 
 namespace cvx {
@@ -20,16 +21,19 @@ VideoDecoderMP4::VideoDecoderMP4() : VideoDecoderMP4(&openMpeg4Family) {}
 
 VideoDecoderMP4::VideoDecoderMP4(StreamOpener streamOpener)
     : VideoDecoderMpegBase("VideoDecoderMP4", streamOpener, kStartPrefix, sizeof(kStartPrefix)) {
-  codec = 10;
+  codec = kVideoCodecMPEG4Part2;
 }
 
 std::string VideoDecoderMP4::displaySize(const int32_t* seq, uint32_t& displayW, uint32_t& displayH) {
-  displayW = static_cast<uint32_t>(seq[0]);
-  displayH = static_cast<uint32_t>(seq[1]);
-  if (seq[8] > 0 && seq[7] > 0) {
-    displayW = static_cast<uint32_t>(static_cast<int32_t>(static_cast<int64_t>(seq[0]) * seq[7] / seq[8]));
+  const int32_t codedWidth = seq[seq_par_set::kWidth];
+  const int32_t pixelNum = seq[seq_par_set::kAspectNum];
+  const int32_t pixelDen = seq[seq_par_set::kAspectDen];
+  displayW = static_cast<uint32_t>(codedWidth);
+  displayH = static_cast<uint32_t>(seq[seq_par_set::kHeight]);
+  if (pixelDen > 0 && pixelNum > 0) {
+    displayW = static_cast<uint32_t>(static_cast<int32_t>(static_cast<int64_t>(codedWidth) * pixelNum / pixelDen));
   }
-  return " PAR:" + std::to_string(seq[7]) + "x" + std::to_string(seq[8]);
+  return " PAR:" + std::to_string(pixelNum) + "x" + std::to_string(pixelDen);
 }
 
 }  // namespace cvx

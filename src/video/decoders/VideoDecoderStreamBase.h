@@ -44,11 +44,20 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
   bool isInitialized() const { return handle != nullptr; }
 
  protected:
+  // The methods whose failures are written on stdout under "<Class>::<method>: ".
+  enum LabelledMethod { kInitialize, kClose, kDecode, kGetDecodedFrame, kUpdateDecodeInfo, kAddFrame,
+                        kDecodeCodecConfig, kLabelledMethodCount };
+
   // `name` is the class name used in labels and log lines.
   VideoDecoderStreamBase(const char* name, StreamOpener opener);
 
+  // The fixed label of `method` for this class.
+  const char* label(LabelledMethod method) const { return labels[method].c_str(); }
+
   // The library's auxinfo on our stream.
   uint32_t aux(uint32_t offset, uint32_t infoId, void* infoPtr, uint32_t infoSize);
+  // Hands bytes of a configuration to the parser and runs it; the parser's state bits.
+  uint32_t parse(uint8_t* data, uint32_t length);
   // Resets the parser and passes the parser options, before the first configuration.
   void setUpParser();
   // Ends the first configuration with the parser's state: a sequence header
@@ -57,15 +66,13 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
   int finishFirstConfiguration(uint32_t state);
   // Reads the sequence parameters, stores sizes and rate, logs when they change.
   void updateDecodeInfo();
-  // From the 11 sequence values: the display size, and the aspect words of
-  // the log line (everything between "aspect:" and " frame:").
+  // From the sequence values (seq_par_set positions): the display size, and
+  // the aspect words of the log line (everything between "aspect:" and " frame:").
   virtual std::string displaySize(const int32_t* seq, uint32_t& displayW, uint32_t& displayH) = 0;
-  // Writes "<Class>::<method>: " and the text on stdout.
-  void writeLabel(const char* method, const std::exception& e) const;
 
   const char* className;
   StreamOpener opener;
-  bufstream_tt* handle = nullptr;
+  BufStreamPtr handle;
   std::deque<byteBlock> bufferList;
   bool logDecodeInfo = true;
   bool firstConfig = true;
@@ -79,7 +86,16 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
     int64_t timecode;
   };
   static_assert(sizeof(UserData) == 16, "the library keeps 16 bytes per frame");
+
+  // Feeds queued spans until the parser reports; its state bits, 0 when the
+  // queue ran empty first.
+  uint32_t feedUntilReport();
+  // Turns one report into decode flags; a picture's label becomes the
+  // decoder's frame type and timecode.
+  uint32_t flagsOfReport(uint32_t state);
+
   UserData userData{};
+  std::string labels[kLabelledMethodCount];
 };
 
 }  // namespace cvx

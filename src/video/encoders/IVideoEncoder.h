@@ -15,7 +15,7 @@ class VideoFrameBuffer;
 // (it overwrites the others), then the setters in any order, then initialize,
 // then any number of addFrame and getEncodedFrames calls. getEncodedFrames
 // may run on another host thread than addFrame. Frames appended to `out` pass
-// to the caller, who frees their blocks.
+// to the caller with the blocks they own.
 class IVideoEncoder : public IParameterTarget {
  public:
   ~IVideoEncoder() noexcept(false) override = default;

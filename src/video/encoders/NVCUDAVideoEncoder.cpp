@@ -76,10 +76,7 @@ int mapSMtoCores(int major, int minor) {
 
 NVCUDAVideoEncoder::NVCUDAVideoEncoder(NVCUDAEncoderParams& borrowed) : params(borrowed) {}
 
-NVCUDAVideoEncoder::~NVCUDAVideoEncoder() {
-  if (handle != nullptr) NVDestroyEncoder(handle);
-  handle = nullptr;
-}
+NVCUDAVideoEncoder::~NVCUDAVideoEncoder() = default;
 
 void NVCUDAVideoEncoder::setLogger(ILogger* value, uint32_t id) {
   logger = value;
@@ -95,7 +92,10 @@ void NVCUDAVideoEncoder::logError(const char* text) {
 }
 
 bool NVCUDAVideoEncoder::InitEncoder() {
-  if (handle != nullptr || NVCreateEncoder(&handle) < 0 || handle == nullptr) {
+  NVEncoder created = nullptr;
+  const int status = handle == nullptr ? NVCreateEncoder(&created) : kNVVEFail;
+  if (created != nullptr) handle.reset(created);
+  if (status < 0 || handle == nullptr) {
     logError("NVCUDAVideoEncoder.InitEncoder[{context}]: NVCreateEncoder failed");
     return false;
   }
@@ -110,7 +110,7 @@ bool NVCUDAVideoEncoder::InitEncoder() {
 }
 
 bool NVCUDAVideoEncoder::SetCodecType() {
-  if (NVSetCodec(handle, params.codecType) != 0) {
+  if (NVSetCodec(handle.get(), params.codecType) != 0) {
     logError("NVCUDAVideoEncoder.SetCodecType[{context}]: SetCodecType FAIL");
     return false;
   }
@@ -119,14 +119,14 @@ bool NVCUDAVideoEncoder::SetCodecType() {
 
 void NVCUDAVideoEncoder::SelectGPU() {
   int count = 0;
-  if (NVGetParamValue(handle, NVVE_GET_GPU_COUNT, &count) != 0) count = 0;
+  if (NVGetParamValue(handle.get(), NVVE_GET_GPU_COUNT, &count) != 0) count = 0;
   params.gpuCount = count;
   int64_t bestPerformance = 0;
   int bestGPU = 0;
   for (int gpu = 0; gpu < count; ++gpu) {
     NVVE_GPUAttributes attributes = {};
     attributes.iGpuOrdinal = gpu;
-    if (NVGetParamValue(handle, NVVE_GET_GPU_ATTRIBUTES, &attributes) != 0) continue;
+    if (NVGetParamValue(handle.get(), NVVE_GET_GPU_ATTRIBUTES, &attributes) != 0) continue;
     params.gpuOffloadLevelCurrent = attributes.MaxGpuOffloadLevel;
     const int64_t performance = int64_t{attributes.iClockRate} * attributes.iMultiProcessorCount *
                                 mapSMtoCores(attributes.iMajor, attributes.iMinor);
@@ -138,7 +138,7 @@ void NVCUDAVideoEncoder::SelectGPU() {
   }
   if (params.forceGPUSelection == 0) params.selectedGPU = bestGPU;
   int32_t selected = params.selectedGPU;
-  NVSetParamValue(handle, NVVE_FORCE_GPU_SELECTION, &selected);
+  NVSetParamValue(handle.get(), NVVE_FORCE_GPU_SELECTION, &selected);
 }
 
 bool NVCUDAVideoEncoder::SetEncodeParameters() {
@@ -151,7 +151,7 @@ bool NVCUDAVideoEncoder::SetEncodeParameters() {
   SetGPUOffloadLevel();
   for (int parameter : kPushOrder) {
     if (parameter == NVVE_PRESETS && params.presets == -1) continue;
-    if (NVSetParamValue(handle, parameter, fieldAddress(params, parameter)) != 0) {
+    if (NVSetParamValue(handle.get(), parameter, fieldAddress(params, parameter)) != 0) {
       logError((std::string("NVCUDAVideoEncoder.SetEncodeParameters[{context}]: NVSetParamValue failed: ") +
                 nvveParameterName(parameter))
                    .c_str());
@@ -163,7 +163,7 @@ bool NVCUDAVideoEncoder::SetEncodeParameters() {
 
 void NVCUDAVideoEncoder::SetGPUOffloadLevel() {
   int32_t maximum = kNVVEOffloadDefault;
-  NVGetParamValue(handle, NVVE_GPU_OFFLOAD_LEVEL_MAX, &maximum);
+  NVGetParamValue(handle.get(), NVVE_GPU_OFFLOAD_LEVEL_MAX, &maximum);
   if (params.gpuOffloadLevel > maximum) {
     params.gpuOffloadLevel = maximum;
     switch (maximum) {
@@ -181,17 +181,17 @@ void NVCUDAVideoEncoder::SetGPUOffloadLevel() {
     }
   }
   int32_t level = params.gpuOffloadLevel;
-  NVSetParamValue(handle, NVVE_GPU_OFFLOAD_LEVEL, &level);
+  NVSetParamValue(handle.get(), NVVE_GPU_OFFLOAD_LEVEL, &level);
 }
 
 bool NVCUDAVideoEncoder::RegisterCallbacks(const NVVE_CallbackParams& table, void* userData) {
   callbacks = table;
-  return handle != nullptr && NVRegisterCB(handle, callbacks, userData) == 0;
+  return handle != nullptr && NVRegisterCB(handle.get(), callbacks, userData) == 0;
 }
 
 bool NVCUDAVideoEncoder::CreateHWEncoder() {
   if (handle == nullptr) return false;
-  if (NVCreateHWEncoder(handle) < 0) {
+  if (NVCreateHWEncoder(handle.get()) < 0) {
     logError("NVCUDAVideoEncoder.InitEncoder[{context}]: NVCreateHWEncoder failed");
     // The driver's own words, for whoever has to fix the machine.
     const std::string detail = lastErrorText();
@@ -201,13 +201,13 @@ bool NVCUDAVideoEncoder::CreateHWEncoder() {
   // Only asks that the call works; the headers themselves travel in-band.
   unsigned char headers[10];
   int size = 0;
-  NVGetSPSPPS(handle, headers, sizeof(headers), &size);
+  NVGetSPSPPS(handle.get(), headers, sizeof(headers), &size);
   started = true;
   return true;
 }
 
 int NVCUDAVideoEncoder::EncodeFrame(NVVE_EncodeFrameParams& frame, uint32_t flags) {
-  const int status = NVEncodeFrame(handle, &frame, flags, clientData);
+  const int status = NVEncodeFrame(handle.get(), &frame, flags, clientData);
   ++frameCount;
   return status;
 }

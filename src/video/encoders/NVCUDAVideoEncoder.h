@@ -45,7 +45,7 @@ class NVCUDAVideoEncoder {
   uint32_t getFrameCount() const { return frameCount; }
   // The hardware encoder exists: frames can be submitted.
   bool isStarted() const { return started; }
-  const char* lastErrorText() const { return NVGetLastErrorText(handle); }
+  const char* lastErrorText() const { return NVGetLastErrorText(handle.get()); }
 
  private:
   bool SetCodecType();
@@ -54,7 +54,7 @@ class NVCUDAVideoEncoder {
   void logInfo(const char* text);
   void logError(const char* text);
 
-  NVEncoder handle = nullptr;
+  NVEncoderPtr handle;
   void* clientData = nullptr;
   std::unique_ptr<unsigned char[]> bitstreamBuffer;
   uint32_t frameBytes = 0;

@@ -1,7 +1,7 @@
 #include "video/encoders/QuickSyncAccessUnits.h"
 
-#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace cvx {
 
@@ -38,141 +38,152 @@ void writeBigEndian(uint8_t* at, int64_t value) {
   at[3] = static_cast<uint8_t>(v);
 }
 
-// A block for a frame of `size` bytes, with room for the record already made
-// in `out`, so that nothing can fail between the block and its record.
-uint8_t* allocateFrame(std::vector<VideoFrameEncoded>& out, int64_t size) {
-  out.reserve(out.size() + 1);
-  return static_cast<uint8_t*>(std::malloc(static_cast<std::size_t>(size)));
+// A leading delimiter is thrown away when an SEI or SPS follows it: the
+// scan then starts at that unit.
+Scanner withoutLeadingDelimiter(const Scanner& sc) {
+  if (sc.n <= 12) return sc;
+  int64_t first = 0;
+  while (first < sc.n - 6 && !sc.s4(first)) ++first;
+  if (first >= sc.n - 6 || sc.nalType(first, 4) != kNalDelimiter) return sc;
+  for (int64_t j = first + 1; j < sc.n - 6; ++j) {
+    const int type = sc.s4(j) ? sc.nalType(j, 4) : -1;
+    if (type == kNalSei || type == kNalSps) return Scanner(sc.d + j, sc.n - j);
+  }
+  return sc;
 }
 
-void append(std::vector<VideoFrameEncoded>& out, uint8_t* block, int64_t size, int64_t timecode, uint32_t type,
-            uint32_t& count) {
-  out.push_back(VideoFrameEncoded{block, static_cast<uint32_t>(size), timecode, type});
-  ++count;
-}
+// One pass over the SDK's output, gathering where the units of the frame at
+// hand start and appending each frame as soon as its end is known.
+class Rebuild {
+ public:
+  Rebuild(const Scanner& scanner, int64_t frameTimecode, std::vector<VideoFrameEncoded>& frames)
+      : sc(scanner), limit(scanner.n - 6), timecode(frameTimecode), out(frames) {}
 
-// SEI from a, slice (S3) from b, up to e: the slice's start code grows by a byte.
-void emitPredicted(const Scanner& s, int64_t a, int64_t b, int64_t e, int64_t timecode,
-                   std::vector<VideoFrameEncoded>& out, uint32_t& count) {
-  if (a < 0 || b < a + 4 || e < b + 3) return;
-  const int64_t size = e - a + 1;
-  uint8_t* block = allocateFrame(out, size);
-  if (block == nullptr) return;
-  std::memcpy(block, s.d + a, static_cast<std::size_t>(b - a));
-  block[b - a] = 0;
-  std::memcpy(block + (b - a) + 1, s.d + b, static_cast<std::size_t>(e - b));
-  writeBigEndian(block, b - a - 4);
-  writeBigEndian(block + (b - a), e - b - 3);
-  append(out, block, size, timecode, kPredictedFrame, count);
-}
+  uint32_t run() {
+    int64_t i = 0;
+    while (i < limit) {
+      if (!sc.s4(i)) {
+        ++i;
+        continue;
+      }
+      switch (sc.nalType(i, 4)) {
+        case kNalSei: i = afterSei(i); break;
+        case kNalSps: spsStart = i++; break;
+        case kNalPps: i = afterPps(i); break;
+        default: ++i; break;
+      }
+    }
+    // The last frame ends with the output.
+    if (seiStart >= 0 && sliceStart >= 0) {
+      emitPredicted(sc.n);
+    } else if (spsStart >= 0 && ppsStart >= 0 && keySeiStart >= 0 && keySliceStart >= 0) {
+      emitKey(sc.n);
+    }
+    return count;
+  }
 
-// SPS from p, PPS from q, SEI from r and slice from s, up to e: the SEI's and
-// the slice's start codes grow by a byte each.
-void emitKey(const Scanner& sc, int64_t p, int64_t q, int64_t r, int64_t s, int64_t e, int64_t timecode,
-             std::vector<VideoFrameEncoded>& out, uint32_t& count) {
-  if (p < 0 || q < p + 4 || r < q + 4 || s < r + 3 || e < s + 3) return;
-  const int64_t size = e - p + 2;
-  uint8_t* block = allocateFrame(out, size);
-  if (block == nullptr) return;
-  uint8_t* at = block;
-  std::memcpy(at, sc.d + p, static_cast<std::size_t>(r - p));
-  at += r - p;
-  *at++ = 0;
-  std::memcpy(at, sc.d + r, static_cast<std::size_t>(s - r));
-  at += s - r;
-  *at++ = 0;
-  std::memcpy(at, sc.d + s, static_cast<std::size_t>(e - s));
-  writeBigEndian(block, q - p - 4);
-  writeBigEndian(block + (q - p), r - q - 4);
-  writeBigEndian(block + (r - p), s - r - 3);
-  writeBigEndian(block + (s - p + 1), e - s - 3);
-  append(out, block, size, timecode, kKeyFrame, count);
-}
+ private:
+  // An SEI at i and the slice (S3) behind it: a predicted frame when the next
+  // four-byte start code ends it. Returns that start code's position.
+  int64_t afterSei(int64_t i) {
+    seiStart = i;
+    int64_t j = i + 2;
+    for (; j < limit && !sc.s4(j); ++j) {
+      if (sliceStart < 0 && sc.s3(j)) sliceStart = j;
+    }
+    if (j < limit && sliceStart >= 0) {
+      emitPredicted(j);
+      seiStart = sliceStart = -1;
+    }
+    return j;
+  }
+
+  // A PPS at i, then the SEI and the slice of a key frame, which the next
+  // four-byte start code that opens no SEI ends. Returns that position.
+  int64_t afterPps(int64_t i) {
+    ppsStart = i;
+    int64_t j = i + 2;
+    while (j < limit) {
+      if (sc.s4(j)) {
+        if (sc.next(j, 4) != kNalSei) break;
+        // An SEI behind a four-byte start code; its start code is passed over.
+        keySeiStart = j;
+        j += 4;
+        continue;
+      }
+      if (sc.s3(j)) {
+        if (sc.nalType(j, 3) == kNalSei) {
+          keySeiStart = j;
+        } else if (keySliceStart < 0) {
+          keySliceStart = j;
+        }
+      }
+      ++j;
+    }
+    if (j < limit && spsStart >= 0 && keySeiStart >= 0 && keySliceStart >= 0) {
+      emitKey(j);
+      spsStart = ppsStart = keySeiStart = keySliceStart = -1;
+    }
+    return j;
+  }
+
+  // SEI from a, slice (S3) from b, up to e: the slice's start code grows by a byte.
+  void emitPredicted(int64_t e) {
+    const int64_t a = seiStart, b = sliceStart;
+    if (a < 0 || b < a + 4 || e < b + 3) return;
+    EncodedBlock block = EncodedBlock::allocate(static_cast<uint32_t>(e - a + 1));
+    if (!block) return;
+    uint8_t* at = block.data();
+    std::memcpy(at, sc.d + a, static_cast<std::size_t>(b - a));
+    at[b - a] = 0;
+    std::memcpy(at + (b - a) + 1, sc.d + b, static_cast<std::size_t>(e - b));
+    writeBigEndian(at, b - a - 4);
+    writeBigEndian(at + (b - a), e - b - 3);
+    append(std::move(block), kPredictedFrame);
+  }
+
+  // SPS from p, PPS from q, SEI from r and slice from s, up to e: the SEI's
+  // and the slice's start codes grow by a byte each.
+  void emitKey(int64_t e) {
+    const int64_t p = spsStart, q = ppsStart, r = keySeiStart, s = keySliceStart;
+    if (p < 0 || q < p + 4 || r < q + 4 || s < r + 3 || e < s + 3) return;
+    EncodedBlock block = EncodedBlock::allocate(static_cast<uint32_t>(e - p + 2));
+    if (!block) return;
+    uint8_t* at = block.data();
+    std::memcpy(at, sc.d + p, static_cast<std::size_t>(r - p));
+    at += r - p;
+    *at++ = 0;
+    std::memcpy(at, sc.d + r, static_cast<std::size_t>(s - r));
+    at += s - r;
+    *at++ = 0;
+    std::memcpy(at, sc.d + s, static_cast<std::size_t>(e - s));
+    writeBigEndian(block.data(), q - p - 4);
+    writeBigEndian(block.data() + (q - p), r - q - 4);
+    writeBigEndian(block.data() + (r - p), s - r - 3);
+    writeBigEndian(block.data() + (s - p + 1), e - s - 3);
+    append(std::move(block), kKeyFrame);
+  }
+
+  void append(EncodedBlock block, uint32_t type) {
+    out.push_back(VideoFrameEncoded{std::move(block), timecode, type});
+    ++count;
+  }
+
+  const Scanner sc;
+  const int64_t limit;
+  const int64_t timecode;
+  std::vector<VideoFrameEncoded>& out;
+  uint32_t count = 0;
+  int64_t seiStart = -1, sliceStart = -1;
+  int64_t spsStart = -1, ppsStart = -1, keySeiStart = -1, keySliceStart = -1;
+};
 
 }  // namespace
 
 uint32_t QuickSyncAccessUnits::rebuild(const uint8_t* data, uint32_t length, int64_t timecode,
                                        std::vector<VideoFrameEncoded>& out) {
   if (data == nullptr) return 0;
-  Scanner sc(data, length);
-  uint32_t count = 0;
-
-  // A leading delimiter is thrown away when an SEI or SPS follows it.
-  if (sc.n > 12) {
-    int64_t first = 0;
-    while (first < sc.n - 6 && !sc.s4(first)) ++first;
-    if (first < sc.n - 6 && sc.nalType(first, 4) == kNalDelimiter) {
-      for (int64_t j = first + 1; j < sc.n - 6; ++j) {
-        const int type = sc.s4(j) ? sc.nalType(j, 4) : -1;
-        if (type == kNalSei || type == kNalSps) {
-          sc = Scanner(data + j, sc.n - j);
-          break;
-        }
-      }
-    }
-  }
-
-  const int64_t limit = sc.n - 6;
-  int64_t seiStart = -1, sliceStart = -1;
-  int64_t spsStart = -1, ppsStart = -1, seiStart2 = -1, sliceStart2 = -1;
-  int64_t i = 0;
-  while (i < limit) {
-    if (!sc.s4(i)) {
-      ++i;
-      continue;
-    }
-    const int type = sc.nalType(i, 4);
-    if (type == kNalSei) {
-      seiStart = i;
-      int64_t j = i + 2;
-      for (; j < limit && !sc.s4(j); ++j) {
-        if (sliceStart < 0 && sc.s3(j)) sliceStart = j;
-      }
-      if (j < limit && sliceStart >= 0) {
-        emitPredicted(sc, seiStart, sliceStart, j, timecode, out, count);
-        seiStart = -1;
-        sliceStart = -1;
-      }
-      i = j;  // on at the start code that ended the unit
-    } else if (type == kNalSps) {
-      spsStart = i;
-      ++i;
-    } else if (type == kNalPps) {
-      ppsStart = i;
-      int64_t j = i + 2;
-      while (j < limit) {
-        if (sc.s4(j)) {
-          if (sc.next(j, 4) != kNalSei) break;
-          // An SEI behind a four-byte start code; its start code is passed over.
-          seiStart2 = j;
-          j += 4;
-          continue;
-        }
-        if (sc.s3(j)) {
-          if (sc.nalType(j, 3) == kNalSei) {
-            seiStart2 = j;
-          } else if (sliceStart2 < 0) {
-            sliceStart2 = j;
-          }
-        }
-        ++j;
-      }
-      if (j < limit && spsStart >= 0 && seiStart2 >= 0 && sliceStart2 >= 0) {
-        emitKey(sc, spsStart, ppsStart, seiStart2, sliceStart2, j, timecode, out, count);
-        spsStart = ppsStart = seiStart2 = sliceStart2 = -1;
-      }
-      i = j;
-    } else {
-      ++i;
-    }
-  }
-
-  if (seiStart >= 0 && sliceStart >= 0) {
-    emitPredicted(sc, seiStart, sliceStart, sc.n, timecode, out, count);
-  } else if (spsStart >= 0 && ppsStart >= 0 && seiStart2 >= 0 && sliceStart2 >= 0) {
-    emitKey(sc, spsStart, ppsStart, seiStart2, sliceStart2, sc.n, timecode, out, count);
-  }
-  return count;
+  return Rebuild(withoutLeadingDelimiter(Scanner(data, length)), timecode, out).run();
 }
 
 }  // namespace cvx

@@ -19,8 +19,7 @@ class QuickSyncAccessUnits {
  public:
   // Appends the frames found in data[0, length) to `out`, each with
   // `timecode`: type 1 for key frames, 2 for the others. Returns how many.
-  // Each frame's buffer is a malloc block that passes to the caller; a block
-  // that cannot be had loses its frame.
+  // Each frame owns its bytes; a frame whose block cannot be had is lost.
   static uint32_t rebuild(const uint8_t* data, uint32_t length, int64_t timecode, std::vector<VideoFrameEncoded>& out);
 };
 

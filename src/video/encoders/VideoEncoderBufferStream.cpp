@@ -1,10 +1,9 @@
 #include "video/encoders/VideoEncoderBufferStream.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <exception>
+#include <utility>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
 
 namespace cvx {
 
@@ -14,13 +13,13 @@ VideoEncoderBufferStream::~VideoEncoderBufferStream() = default;
 
 void VideoEncoderBufferStream::onAuxInfo(uint32_t infoId, void* infoPtr, uint32_t infoSize) {
   switch (infoId) {
-    case kStartOfFrame:
+    case bufstream_info::kFrameStart:
       bufferUsed = 0;
       break;
-    case kEndOfFrame:
+    case bufstream_info::kVideoFrameEnd:
       closeFrame();
       break;
-    case kTimeStamp:
+    case bufstream_info::kTimeStamp:
       if (infoPtr != nullptr && infoSize >= sizeof(time_stamp_info)) {
         // The library hands the record back with the frame it travelled with;
         // its start is in tenths of a millisecond.
@@ -84,20 +83,15 @@ uint32_t VideoEncoderBufferStream::convertAnnexBToLengthPrefixed(uint8_t* data, 
 }
 
 void VideoEncoderBufferStream::closeFrame() {
-  try {
+  guarded("VideoEncoderBufferStream::closeFrame: ", [&] {
     if (bufferUsed == 0) return;
-    auto* block = static_cast<uint8_t*>(std::malloc(bufferUsed));
-    if (block == nullptr) {
-      bufferUsed = 0;
-      return;
-    }
-    std::memcpy(block, buffer, bufferUsed);
-    const uint32_t frameType = convertAnnexBToLengthPrefixed(block, bufferUsed);
-    frames.append(VideoFrameEncoded{block, bufferUsed, timecode, frameType});
+    EncodedBlock block = EncodedBlock::copyOf(buffer.get(), bufferUsed);
     bufferUsed = 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoEncoderBufferStream::closeFrame: ", e);
-  }
+    // Without memory the access unit is lost.
+    if (!block) return;
+    const uint32_t frameType = convertAnnexBToLengthPrefixed(block.data(), block.size());
+    frames.append(VideoFrameEncoded{std::move(block), timecode, frameType});
+  });
 }
 
 uint32_t VideoEncoderBufferStream::getEncodedFrameCount() { return frames.count(); }

@@ -11,7 +11,7 @@
 namespace cvx {
 
 // The sink an encoding library writes H.264 into. Between a start-of-frame
-// (256) and an end-of-frame (0xf0001) code it gathers one access unit in a
+// and an end-of-frame code (bufstream_info) it gathers one access unit in a
 // fixed 256 KiB buffer; at the end it copies the unit out, rewrites its
 // four-byte start codes into big-endian lengths and derives the frame type.
 // The library may call from threads of its own while the host takes frames:
@@ -19,9 +19,6 @@ namespace cvx {
 class VideoEncoderBufferStream : public BufStreamSink {
  public:
   static constexpr uint32_t kBufferSize = 0x40000;
-  static constexpr uint32_t kStartOfFrame = 256;
-  static constexpr uint32_t kEndOfFrame = 0xf0001;
-  static constexpr uint32_t kTimeStamp = 0xf000000;
 
   VideoEncoderBufferStream();
   ~VideoEncoderBufferStream() override;

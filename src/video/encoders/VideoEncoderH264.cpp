@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/CodecNumbers.h"
 #include "video/frames/VideoFrameBuffer.h"
 
 namespace cvx {
@@ -79,7 +79,7 @@ constexpr uint32_t kIntraRefresh = 4100;
 
 }  // namespace
 
-VideoEncoderH264::VideoEncoderH264() { codec = 7; }
+VideoEncoderH264::VideoEncoderH264() { codec = kVideoCodecH264; }
 
 VideoEncoderH264::~VideoEncoderH264() noexcept(false) {
   if (encoder != nullptr) h264OutVideoDone(encoder.get(), 1);

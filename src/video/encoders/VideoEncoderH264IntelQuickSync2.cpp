@@ -2,12 +2,12 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdlib>
 #include <new>
 #include <sstream>
 #include <thread>
 
 #include "logging/Guarded.h"
+#include "media/CodecNumbers.h"
 #include "media/FourCC.h"
 #include "video/encoders/QuickSyncAccessUnits.h"
 
@@ -77,7 +77,7 @@ void setPitch(mfxFrameData& data, uint32_t pitch) {
 }  // namespace
 
 VideoEncoderH264IntelQuickSync2::VideoEncoderH264IntelQuickSync2() {
-  codec = 7;
+  codec = kVideoCodecH264;
   guarded("VideoEncoderH264IntelQuickSync2::constructor: ", [&] {
     // Not tested: without a session every operation does nothing or fails softly.
     mfxSession opened = nullptr;
@@ -94,8 +94,7 @@ VideoEncoderH264IntelQuickSync2::~VideoEncoderH264IntelQuickSync2() noexcept(fal
     }
     bitstreamBlock.reset();
     session.reset();
-    // Frames the host never took are ours to free.
-    for (VideoFrameEncoded& frame : encodedFrames) std::free(frame.buffer);
+    // Frames the host never took go with the list.
     encodedFrames.clear();
   });
 }
@@ -208,7 +207,7 @@ bool VideoEncoderH264IntelQuickSync2::reallocBuffer() {
     bitstreamBlock.reset();
     bitstream.Data = nullptr;
     bitstream.MaxLength = 0;
-    bitstreamBlock.reset(new uint8_t[size]);
+    bitstreamBlock = std::make_unique<uint8_t[]>(size);
     bitstream.Data = bitstreamBlock.get();
     bitstream.MaxLength = size;
     bitstream.DataOffset = 0;
@@ -273,8 +272,7 @@ uint32_t VideoEncoderH264IntelQuickSync2::getEncodedFrameCount() { return static
 
 int VideoEncoderH264IntelQuickSync2::getEncodedFrames(std::vector<VideoFrameEncoded>& out) {
   return guarded("VideoEncoderH264IntelQuickSync2::getEncodedFrames: ", [&] {
-    out.insert(out.end(), encodedFrames.begin(), encodedFrames.end());
-    encodedFrames.clear();
+    moveFrames(encodedFrames, out);
     return 0;
   });
 }

@@ -1,8 +1,8 @@
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 #include <sstream>
 
 #include "hardware/NVidiaCUDAUtils.h"
@@ -201,9 +201,7 @@ int VideoEncoderH264NVidiaCUDA2::addFrame(VideoFrameBuffer& frame, uint32_t fram
     // An encoder that never started said why when it was initialised; its
     // frames give no output, as the library's refusals do.
     if (!encoder->isStarted()) return 0;
-    VideoFrameEncoded pending;
-    pending.timecode = frame.getTimecode();
-    pending.frameType = hint;
+    const PendingFrame pending{frame.getTimecode()};
     {
       ConcurrentLockGuard guard(lock.get());
       if (pendingFrames.size() >= kMaxPendingFrames) {
@@ -271,32 +269,24 @@ void VideoEncoderH264NVidiaCUDA2::releaseBitstream(int bytes, unsigned char* dat
 
 void VideoEncoderH264NVidiaCUDA2::finishFrame(int bytes, const unsigned char* data) {
   // The copy is made outside the lock, which guards list operations only.
-  unsigned char* block = nullptr;
-  if (bytes > 0 && data != nullptr) {
-    block = static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(bytes)));
-    if (block != nullptr) std::memcpy(block, data, static_cast<std::size_t>(bytes));
-  }
-  VideoFrameEncoded frame;
+  EncodedBlock block;
+  if (bytes > 0 && data != nullptr) block = EncodedBlock::copyOf(data, static_cast<uint32_t>(bytes));
+  PendingFrame pending;
   bool paired = false;
   {
     ConcurrentLockGuard guard(lock.get());
     if (!pendingFrames.empty()) {
       // The library returns frames in submission order.
-      frame = pendingFrames.front();
+      pending = pendingFrames.front();
       pendingFrames.pop_front();
       paired = true;
     }
   }
   // A frame lost on the way (no bytes, or no memory for them) still takes
   // its record with it.
-  if (!paired || block == nullptr) {
-    std::free(block);
-    return;
-  }
-  frame.buffer = block;
-  frame.length = static_cast<uint32_t>(bytes);
-  frame.frameType = frameTypeOf(block, bytes);
-  encodedFrames.append(frame);
+  if (!paired || !block) return;
+  const uint32_t frameType = frameTypeOf(block.data(), bytes);
+  encodedFrames.append(VideoFrameEncoded{std::move(block), pending.timecode, frameType});
 }
 
 void VideoEncoderH264NVidiaCUDA2::onBeginFrame(const NVVE_BeginFrameInfo*, void*) {}

@@ -65,10 +65,15 @@ class VideoEncoderH264NVidiaCUDA2 : public VideoEncoderBase {
   // would read past or that is not the configured size.
   bool acceptsFrame(const VideoFrameBuffer& frame);
 
+  // A frame submitted and not yet handed back: the time its packet takes.
+  struct PendingFrame {
+    int64_t timecode = 0;
+  };
+
   // Declared first so that it goes last: the library's thread ends in the
   // encoder's destructor, before the lists it delivers into.
   std::unique_ptr<IConcurrentLock> lock;
-  std::list<VideoFrameEncoded> pendingFrames;
+  std::list<PendingFrame> pendingFrames;
   LockedFrameList<VideoFrameEncoded> encodedFrames;
   std::unique_ptr<NVCUDAVideoEncoder> encoder;
   bool keyFrameFollow = false;

@@ -1,9 +1,8 @@
 #include "video/encoders/VideoEncoderSettingsH264.h"
 
 #include <cstring>
-#include <exception>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
 #include "parameters/IParameterTarget.h"
 #include "platform/h264encoder/H264OutVideo.h"
 
@@ -156,12 +155,9 @@ int VideoEncoderSettingsH264::getLongArray(uint32_t settingIndex, int64_t*, uint
 }
 
 int VideoEncoderSettingsH264::checkSettings() const {
-  try {
+  return guarded("VideoEncoderSettingsH264::checkSettings: ", [&] {
     return h264OutVideoChkSettings(nullptr, &record, 0, 0);
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoEncoderSettingsH264::checkSettings: ", e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

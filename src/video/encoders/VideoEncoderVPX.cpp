@@ -1,11 +1,10 @@
 #include "video/encoders/VideoEncoderVPX.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <exception>
 #include <new>
+#include <utility>
 
-#include "logging/StdoutLine.h"
+#include "logging/Guarded.h"
+#include "media/CodecNumbers.h"
 #include "video/frames/VideoFrameBuffer.h"
 
 namespace cvx {
@@ -15,35 +14,25 @@ namespace {
 constexpr const char* kSharedLabel = "VideoEncoderVPX::setDefaults: ";
 }
 
-VideoEncoderVPX::VideoEncoderVPX() { codec = 8; }
+VideoEncoderVPX::VideoEncoderVPX() { codec = kVideoCodecVP8; }
 
-VideoEncoderVPX::~VideoEncoderVPX() noexcept(false) {
-  // Blocks the host never took are ours to free; the library context goes
-  // with `library`.
-  for (VideoFrameEncoded& frame : encodedFrames) std::free(frame.buffer);
-  encodedFrames.clear();
-}
+// Frames the host never took go with `encodedFrames`, the library context with `library`.
+VideoEncoderVPX::~VideoEncoderVPX() noexcept(false) = default;
 
 int VideoEncoderVPX::setDefaults(uint32_t, uint32_t) {
-  try {
+  return guarded(kSharedLabel, [&] {
     const int result = library.configDefault();
     library.setKeyFrameMaxDistance(kKeyFrameMaxDistance);
     if (result != 0) logError("VideoEncoderVPX.setDefaults[{context}]: Failed to get config");
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine(kSharedLabel, e);
-    return -1;
-  }
+  });
 }
 
 int VideoEncoderVPX::setFrameSize(uint32_t width, uint32_t height) {
-  try {
+  return guarded("VideoEncoderVPX::setFrameSize: ", [&] {
     library.setFrameSize(width, height);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoEncoderVPX::setFrameSize: ", e);
-    return -1;
-  }
+  });
 }
 
 int VideoEncoderVPX::setFrameRate(double framesPerSecond) {
@@ -53,14 +42,11 @@ int VideoEncoderVPX::setFrameRate(double framesPerSecond) {
 }
 
 int VideoEncoderVPX::setBitrate(uint32_t bitsPerSecond) {
-  try {
+  return guarded("VideoEncoderVPX::setBitrate: ", [&] {
     // A shift, so 1,000,000 bits per second is 976 "kilobits".
     library.setTargetBitrate(bitsPerSecond >> 10);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine("VideoEncoderVPX::setBitrate: ", e);
-    return -1;
-  }
+  });
 }
 
 int VideoEncoderVPX::setKeyFrameFollow(bool) { return 0; }
@@ -68,23 +54,20 @@ int VideoEncoderVPX::setKeyFrameFollow(bool) { return 0; }
 int VideoEncoderVPX::checkSettings() { return 0; }
 
 int VideoEncoderVPX::initialize() {
-  try {
+  return guarded(kSharedLabel, [&] {
     const int result = library.init();
     if (result != 0) {
       logError("VideoEncoderVPX.initialize[{context}]: vpx_codec_enc_init failed: " + library.errorText(result));
       return -1;
     }
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine(kSharedLabel, e);
-    return -1;
-  }
+  });
 }
 
 int VideoEncoderVPX::setGPUID(int) { return 0; }
 
 int VideoEncoderVPX::addFrame(VideoFrameBuffer& frame, uint32_t) {
-  try {
+  return guarded(kSharedLabel, [&] {
     const int result = library.encode(*frame.getVpxImage(), frameCount, 1, 0);
     ++frameCount;
     if (result != 0) return 0;
@@ -94,37 +77,23 @@ int VideoEncoderVPX::addFrame(VideoFrameBuffer& frame, uint32_t) {
     int64_t pts = 0;
     while (library.nextFramePacket(data, size, keyFrame, pts)) {
       if (size == 0 || size > UINT32_MAX) continue;
-      auto* block = static_cast<uint8_t*>(std::malloc(size));
-      if (block == nullptr) throw std::bad_alloc();
-      std::memcpy(block, data, size);
+      EncodedBlock block = EncodedBlock::copyOf(data, static_cast<uint32_t>(size));
+      if (!block) throw std::bad_alloc();
       // The packet takes the time of the frame submitted now: the library
       // releases each frame within the call that took it in real-time mode.
-      try {
-        encodedFrames.push_back(
-            VideoFrameEncoded{block, static_cast<uint32_t>(size), frame.getTimecode(), keyFrame ? 1u : 2u});
-      } catch (...) {
-        std::free(block);
-        throw;
-      }
+      encodedFrames.push_back(VideoFrameEncoded{std::move(block), frame.getTimecode(), keyFrame ? 1u : 2u});
     }
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine(kSharedLabel, e);
-    return -1;
-  }
+  });
 }
 
 uint32_t VideoEncoderVPX::getEncodedFrameCount() { return static_cast<uint32_t>(encodedFrames.size()); }
 
 int VideoEncoderVPX::getEncodedFrames(std::vector<VideoFrameEncoded>& out) {
-  try {
-    out.insert(out.end(), encodedFrames.begin(), encodedFrames.end());
-    encodedFrames.clear();
+  return guarded(kSharedLabel, [&] {
+    moveFrames(encodedFrames, out);
     return 0;
-  } catch (const std::exception& e) {
-    writeStdoutLine(kSharedLabel, e);
-    return -1;
-  }
+  });
 }
 
 }  // namespace cvx

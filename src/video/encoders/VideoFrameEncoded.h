@@ -2,13 +2,13 @@
 
 #include <cstdint>
 
+#include "media/EncodedBlock.h"
+
 namespace cvx {
 
-// One encoded video frame. `buffer` is a malloc block of exactly `length`
-// bytes; whoever holds the last copy frees it (normally the boundary).
+// One encoded video frame on its way to the host; it owns its bytes.
 struct VideoFrameEncoded {
-  uint8_t* buffer = nullptr;
-  uint32_t length = 0;
+  EncodedBlock block;       // one length-prefixed access unit (VP8: one frame)
   int64_t timecode = 0;     // milliseconds, as the source frame carried it
   uint32_t frameType = 0;   // 1 key, 2 predicted, 3 bidirectional
 };

@@ -96,7 +96,6 @@ class AudioDecoderFuzzInput {
       for (uint32_t encoder : encoders) {
         std::vector<AudioFrameEncoded> frames;
         session.audioEncoderAddSampleBuffer(encoder, buffer, frames);
-        for (AudioFrameEncoded& frame : frames) std::free(frame.buffer);
       }
       buffer = (buffer + 1) % bufferCount;
     }

@@ -19,9 +19,6 @@ class AudioEncoderBufferStreamTest : public ::testing::Test {
     EXPECT_EQ(stream.getEncodedFrames(out), 0);
     return out;
   }
-  static void release(std::vector<AudioFrameEncoded>& frames) {
-    for (AudioFrameEncoded& f : frames) std::free(f.buffer);
-  }
 
   AudioEncoderBufferStream stream;
   bufstream_tt* bs = stream.getStream();
@@ -42,13 +39,12 @@ TEST_F(AudioEncoderBufferStreamTest, PairsFramesWithQueuedPositionsFirstInFirstO
   std::vector<AudioFrameEncoded> frames = take();
   ASSERT_EQ(frames.size(), 3u);
   EXPECT_EQ(frames[0].timecode, 1024u);
-  EXPECT_EQ(frames[0].length, 10u);
+  EXPECT_EQ(frames[0].block.size(), 10u);
   EXPECT_EQ(frames[1].timecode, 2048u);
-  EXPECT_EQ(frames[1].buffer[19], 2);
+  EXPECT_EQ(frames[1].block.data()[19], 2);
   EXPECT_EQ(frames[2].timecode, 0u) << "no queued position left";
   EXPECT_EQ(frames[2].channels, 2u);
   EXPECT_EQ(frames[2].sampleRate, 44100u);
-  release(frames);
   EXPECT_TRUE(take().empty());
 }
 
@@ -82,8 +78,7 @@ TEST_F(AudioEncoderBufferStreamTest, HoldsAtMostEightKilobytesPerFrame) {
   bs->auxinfo(bs, 0, 0xf0002, nullptr, 0);
   std::vector<AudioFrameEncoded> frames = take();
   ASSERT_EQ(frames.size(), 2u);
-  EXPECT_EQ(frames[1].buffer[0], 42);
-  release(frames);
+  EXPECT_EQ(frames[1].block.data()[0], 42);
 }
 
 TEST(AudioEncoderBufferStreamLifetime, FreesFramesNobodyTook) {

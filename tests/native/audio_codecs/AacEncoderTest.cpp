@@ -24,7 +24,6 @@ void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t firstSample
 }
 
 void release(std::vector<AudioFrameEncoded>& frames) {
-  for (AudioFrameEncoded& f : frames) std::free(f.buffer);
   frames.clear();
 }
 
@@ -125,7 +124,7 @@ class AacEncoderFramingTest : public ::testing::Test {
     fillSine(buffer, 2, at, 44100);
     std::vector<AudioFrameEncoded> out;
     ASSERT_EQ(encoder->addSampleBuffer(buffer, out), 0);
-    frames.insert(frames.end(), out.begin(), out.end());
+    moveFrames(out, frames);
   }
   void TearDown() override { release(frames); }
 
@@ -150,8 +149,8 @@ TEST_F(AacEncoderFramingTest, CutsBuffersOf1152IntoFramesOf1024AtTheirSamplePosi
     EXPECT_EQ(frames[k].timecode, p + 1024 * k);
     EXPECT_EQ(frames[k].channels, 2u);
     EXPECT_EQ(frames[k].sampleRate, 44100u);
-    EXPECT_GT(frames[k].length, 0u);
-    EXPECT_NE(frames[k].buffer[0], 0xFF) << "a raw unit, no ADTS header";
+    EXPECT_GT(frames[k].block.size(), 0u);
+    EXPECT_NE(frames[k].block.data()[0], 0xFF) << "a raw unit, no ADTS header";
   }
 }
 
@@ -224,7 +223,7 @@ TEST(AacEncoderRoundTrip, OurDecoderHearsTheSineAgain) {
   std::vector<int16_t> pcm;
   for (const AudioFrameEncoded& frame : frames) {
     std::vector<uint8_t> block(7, 0);
-    block.insert(block.end(), frame.buffer, frame.buffer + frame.length);
+    block.insert(block.end(), frame.block.data(), frame.block.data() + frame.block.size());
     const auto length = static_cast<uint32_t>(block.size());
     if (!decoder->isFirstFrameDecoded()) {
       ASSERT_EQ(decoder->decodeFirstFrame(block.data(), 0, length), 0);

@@ -25,8 +25,8 @@ SyntheticClip makeClip(uint32_t width, uint32_t height, int count, uint32_t four
       }
     }
     // Plane 1 and plane 2 in memory order; which one is U depends on fourcc.
-    uint8_t* u = picture.data() + luma + (fourcc == kFourCcYV12 ? luma / 4 : 0);
-    uint8_t* v = picture.data() + luma + (fourcc == kFourCcYV12 ? 0 : luma / 4);
+    uint8_t* u = picture.data() + luma + (fourcc == kFourCCYV12 ? luma / 4 : 0);
+    uint8_t* v = picture.data() + luma + (fourcc == kFourCCYV12 ? 0 : luma / 4);
     for (uint32_t y = 0; y < height / 2; ++y) {
       for (uint32_t x = 0; x < width / 2; ++x) {
         u[y * width / 2 + x] = static_cast<uint8_t>(second ? 90 + (y + t) % 40 : 128 + (x + t) % 40);
@@ -127,7 +127,7 @@ double psnrI420(const std::vector<uint8_t>& decoded, const SyntheticClip& clip, 
   double squared = 0;
   for (size_t i = 0; i < decoded.size() && i < source.size(); ++i) {
     size_t from = i;
-    if (clip.fourcc == kFourCcYV12 && i >= luma) {
+    if (clip.fourcc == kFourCCYV12 && i >= luma) {
       from = i < luma + quarter ? i + quarter : i - quarter;  // YV12 holds V first
     }
     const double d = static_cast<double>(decoded[i]) - source[from];

@@ -11,8 +11,10 @@
 #include <vector>
 
 #include "h264encoder/H264EncoderTestSupport.h"
+#include "logging/LogCollector.h"
 #include "platform/h264encoder/H264OutVideo.h"
 #include "platform/h264encoder/H264ParamSummary.h"
+#include "platform/librarylog/LibraryLog.h"
 
 namespace cvx::test {
 namespace {
@@ -65,8 +67,8 @@ std::set<int64_t> timecodesOf(const std::set<int>& indices) {
 }
 
 TEST(H264OutVideo, PicturesArriveFramedWithOwnTimeStampsAndDecode) {
-  for (uint32_t fourcc : {kFourCcYV12, kFourCcI420}) {
-    SCOPED_TRACE(fourcc == kFourCcYV12 ? "YV12" : "I420");
+  for (uint32_t fourcc : {kFourCCYV12, kFourCCI420}) {
+    SCOPED_TRACE(fourcc == kFourCCYV12 ? "YV12" : "I420");
     const SyntheticClip clip = makeClip(kWidth, kHeight, kPictures, fourcc, -1);
     H264EncoderSettings s = liveSettings(2, 2, 3000000);
     s.bFrames = 3;
@@ -111,7 +113,7 @@ TEST(H264OutVideo, PicturesArriveFramedWithOwnTimeStampsAndDecode) {
 }
 
 TEST(H264OutVideo, KeyFramesFallOnRequestsOnlyUnderKeyFrameFollow) {
-  const SyntheticClip clip = makeClip(kWidth, kHeight, kPictures, kFourCcI420, 23);
+  const SyntheticClip clip = makeClip(kWidth, kHeight, kPictures, kFourCCI420, 23);
   const std::set<int> requests = {0, 10, 37, 50};
   H264EncoderSettings s = liveSettings(2, 2, 1000000);
   s.bFrames = 3;
@@ -145,7 +147,7 @@ TEST(H264OutVideo, KeyFramesFallOnRequestsOnlyUnderKeyFrameFollow) {
 
 TEST(H264OutVideo, AverageRateFollowsTheBitrate) {
   const int pictures = 90;
-  const SyntheticClip clip = makeClip(kWidth, kHeight, pictures, kFourCcI420, 45);
+  const SyntheticClip clip = makeClip(kWidth, kHeight, pictures, kFourCCI420, 45);
   for (uint32_t bitrate : {300000u, 800000u}) {
     SCOPED_TRACE(bitrate);
     const EncodeResult run = encodeClip(liveSettings(1, 2, bitrate), clip);
@@ -157,7 +159,7 @@ TEST(H264OutVideo, AverageRateFollowsTheBitrate) {
 }
 
 TEST(H264OutVideo, EverySliceGetsAFourByteStartCode) {
-  const SyntheticClip clip = makeClip(kWidth, kHeight, 8, kFourCcI420, -1);
+  const SyntheticClip clip = makeClip(kWidth, kHeight, 8, kFourCCI420, -1);
   H264EncoderSettings s = liveSettings(1, 1, 1000000);
   s.sliceCount = 4;
   s.threads = 1;
@@ -171,7 +173,7 @@ TEST(H264OutVideo, EverySliceGetsAFourByteStartCode) {
 }
 
 TEST(H264OutVideo, DoneWritesOutOrDropsHeldPictures) {
-  const SyntheticClip clip = makeClip(kWidth, kHeight, 30, kFourCcI420, -1);
+  const SyntheticClip clip = makeClip(kWidth, kHeight, 30, kFourCCI420, -1);
   H264EncoderSettings s = liveSettings(2, 5, 1000000);  // medium: lookahead and B-frames hold pictures
   EXPECT_EQ(encodeClip(s, clip, {}, 0).pictures.size(), 30u);
   EXPECT_LT(encodeClip(s, clip, {}, 1).pictures.size(), 30u);
@@ -334,28 +336,37 @@ TEST(H264OutVideo, CheckRefusesUnusableRecordsAndSaysWhy) {
   EXPECT_EQ(h264OutVideoDefaults(nullptr, 0, 0), kH264InvalidArgument);
 }
 
-TEST(H264OutVideo, LibraryLogGoesThroughTheResolvedFunctions) {
+TEST(H264OutVideo, LibraryWarningsGoIntoTheProcessLogAndNowhereElse) {
   H264EncoderSettings s = liveSettings(1, 2, 1000000);
-  s.logLevel = 2;
+  s.levelIdc = 10;  // far too small a level for the picture: the library warns
+  g_errors.clear();
   g_infos.clear();
+  LogCollector processLog;
+  routeLibraryLogs(&processLog);
+  testing::internal::CaptureStderr();
   std::unique_ptr<H264OutVideo, H264OutVideoDeleter> handle(h264OutVideoNew(&resolve, &s, 0, 0xFFFFFFFF, 0, nullptr));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  routeLibraryLogs(getDefaultLogger());
   ASSERT_NE(handle, nullptr);
-  ASSERT_FALSE(g_infos.empty());
-  EXPECT_TRUE(std::any_of(g_infos.begin(), g_infos.end(), [](const std::string& line) {
-    return line.find("profile") != std::string::npos;
+  std::vector<LogStatement> lines;
+  processLog.getLogStatements(lines);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const LogStatement& line) {
+    return line.level == 2 && line.statement.rfind("x264: ", 0) == 0 && line.statement.find("level") != std::string::npos;
   }));
-  EXPECT_TRUE(std::none_of(g_infos.begin(), g_infos.end(), [](const std::string& line) {
-    return !line.empty() && line.back() == '\n';
+  EXPECT_TRUE(std::none_of(lines.begin(), lines.end(), [](const LogStatement& line) {
+    return line.statement.back() == '\n';
   }));
+  EXPECT_TRUE(g_errors.empty() && g_infos.empty()) << "the caller's functions get only the stand-in's own lines";
 }
 
 TEST(H264OutVideo, RefusesBadCallsWithoutHarm) {
-  const SyntheticClip clip = makeClip(kWidth, kHeight, 2, kFourCcI420, -1);
+  const SyntheticClip clip = makeClip(kWidth, kHeight, 2, kFourCCI420, -1);
   H264EncoderSettings s = liveSettings(0, 2, 1000000);
   uint8_t* picture = const_cast<uint8_t*>(clip.pictures[0].data());
 
   EXPECT_EQ(h264OutVideoInit(nullptr, nullptr, 4096, nullptr), kH264InvalidArgument);
-  EXPECT_EQ(h264OutVideoPutFrame(nullptr, picture, kWidth, kWidth, kHeight, kFourCcI420, 0, nullptr),
+  EXPECT_EQ(h264OutVideoPutFrame(nullptr, picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
             kH264InvalidArgument);
   EXPECT_EQ(h264OutVideoDone(nullptr, 1), kH264InvalidArgument);
   h264OutVideoFree(nullptr);
@@ -363,7 +374,7 @@ TEST(H264OutVideo, RefusesBadCallsWithoutHarm) {
 
   std::unique_ptr<H264OutVideo, H264OutVideoDeleter> handle(h264OutVideoNew(nullptr, &s, 0, 0xFFFFFFFF, 0, nullptr));
   ASSERT_NE(handle, nullptr);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCcI420, 0, nullptr),
+  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
             kH264InvalidArgument)
       << "no sink yet";
   bufstream_tt incomplete{};
@@ -373,19 +384,19 @@ TEST(H264OutVideo, RefusesBadCallsWithoutHarm) {
   ASSERT_EQ(h264OutVideoInit(handle.get(), sink.sink(), 4096, nullptr), 0);
   EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, 0x32595559, 0, nullptr),
             kH264UnsupportedPicture);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight - 2, kFourCcI420, 0, nullptr),
+  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight - 2, kFourCCI420, 0, nullptr),
             kH264UnsupportedPicture);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), nullptr, kWidth, kWidth, kHeight, kFourCcI420, 0, nullptr),
+  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), nullptr, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
             kH264UnsupportedPicture);
   sink.refuseCopies = 1;
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCcI420, 0, nullptr),
+  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
             kH264OutputFailed);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCcI420, 0, nullptr), 0);
+  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr), 0);
   EXPECT_EQ(sink.pictures.size(), 1u) << "the refused picture is lost whole, the next one arrives";
   EXPECT_EQ(sink.pictures[0].stamp.start, 4) << "without a record the picture number stands in";
   EXPECT_EQ(h264OutVideoDone(handle.get(), 0), 0);
   EXPECT_EQ(h264OutVideoDone(handle.get(), 0), 0);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCcI420, 0, nullptr),
+  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
             kH264InvalidArgument);
 }
 

@@ -153,8 +153,8 @@ class SessionRun {
       std::vector<VideoFrameEncoded> frames;
       check("videoEncoderGetEncodedFrames", session_.videoEncoderGetEncodedFrames(e, frames));
       for (VideoFrameEncoded& f : frames) {
-        out_.video[e].push_back(Packet{std::vector<uint8_t>(f.buffer, f.buffer + f.length), f.timecode, f.frameType});
-        std::free(f.buffer);
+        out_.video[e].push_back(
+            Packet{std::vector<uint8_t>(f.block.data(), f.block.data() + f.block.size()), f.timecode, f.frameType});
       }
     }
   }
@@ -173,7 +173,6 @@ class SessionRun {
       out_.audioPackets[e] += frames.size();
       for (AudioFrameEncoded& f : frames) {
         if (e == 0) out_.audioPositions.push_back(f.timecode);
-        std::free(f.buffer);
       }
     }
   }

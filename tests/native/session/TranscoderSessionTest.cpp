@@ -181,36 +181,5 @@ TEST(TranscoderSession, BufferSetGrowsAndAllocatesEveryBuffer) {
   }
 }
 
-// Damaged pictures make the codec library complain; inside a host's JVM its
-// complaints belong in the process-wide log, not on the server's console.
-TEST(TranscoderSession, CodecLibraryMessagesGoToTheProcessLogNotStandardError) {
-  TranscoderSession session;
-  ASSERT_EQ(session.videoDecoderCreate(9, 0), 0u);  // H.263
-  ASSERT_EQ(session.videoDecoderBuffersCreate(1), 0u);
-  ASSERT_EQ(session.videoDecoderInitialize(), 0u);
-  std::vector<LogStatement> log;
-  drainLogStatements(*getDefaultLogger(), session.getLogCollector(), log);
-  log.clear();
-  // Picture start codes with headers that announce what no decoder supports.
-  uint8_t damaged[] = {0, 0, 0x80, 0x02, 0x0a, 0xff, 0x00, 0x12, 0x34, 0x56, 0x78, 0x9a,
-                       0, 0, 0x80, 0x02, 0x0e, 0x00, 0x00};
-  ::testing::internal::CaptureStderr();
-  for (int i = 0; i < 3; ++i) {
-    session.videoDecoderAddFrame(damaged, 0, sizeof(damaged), i * 40, 1);
-    uint32_t flags = 0;
-    for (int k = 0; k < 5 && !(flags & 1); ++k) session.videoDecoderDecode(0, flags);
-  }
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
-  drainLogStatements(*getDefaultLogger(), session.getLogCollector(), log);
-  bool complained = false;
-  for (const LogStatement& s : log) {
-    if (s.statement.rfind("h263[{context}]: ", 0) != 0) continue;
-    complained = true;
-    EXPECT_EQ(s.contextType, -1);
-    EXPECT_TRUE(s.level == 2 || s.level == 3) << s.statement;
-  }
-  EXPECT_TRUE(complained);
-}
-
 }  // namespace
 }  // namespace cvx

@@ -51,8 +51,7 @@ std::vector<Output> rebuild(const Bytes& in, int64_t timecode = 480) {
   std::vector<Output> out;
   for (VideoFrameEncoded& f : frames) {
     EXPECT_EQ(f.timecode, timecode);
-    out.push_back({Bytes(f.buffer, f.buffer + f.length), f.frameType});
-    std::free(f.buffer);
+    out.push_back({Bytes(f.block.data(), f.block.data() + f.block.size()), f.frameType});
   }
   return out;
 }

@@ -113,8 +113,7 @@ TEST_F(VideoEncoderBufferStreamTest, FramesCarryTheirOwnTimeStampsAndTypes) {
     SCOPED_TRACE(i);
     EXPECT_EQ(frames[i].timecode, timecodes[i]);
     EXPECT_EQ(frames[i].frameType, types[i]);
-    EXPECT_EQ(frames[i].length, 61u);
-    std::free(frames[i].buffer);
+    EXPECT_EQ(frames[i].block.size(), 61u);
   }
   EXPECT_TRUE(take().empty());
 }
@@ -127,8 +126,7 @@ TEST_F(VideoEncoderBufferStreamTest, StartOfFrameDiscardsAPartialFrameAndEmptyFr
   frame(unit(0x65, 10), 0);
   std::vector<VideoFrameEncoded> frames = take();
   ASSERT_EQ(frames.size(), 1u);
-  EXPECT_EQ(frames[0].length, 15u);
-  std::free(frames[0].buffer);
+  EXPECT_EQ(frames[0].block.size(), 15u);
 }
 
 TEST_F(VideoEncoderBufferStreamTest, AFrameLargerThanTheBufferIsCutNotOverrun) {
@@ -142,8 +140,7 @@ TEST_F(VideoEncoderBufferStreamTest, AFrameLargerThanTheBufferIsCutNotOverrun) {
   bs->auxinfo(bs, 0, 0xf0001, nullptr, 0);
   std::vector<VideoFrameEncoded> frames = take();
   ASSERT_EQ(frames.size(), 1u);
-  EXPECT_EQ(frames[0].length, VideoEncoderBufferStream::kBufferSize);
-  std::free(frames[0].buffer);
+  EXPECT_EQ(frames[0].block.size(), VideoEncoderBufferStream::kBufferSize);
 }
 
 }  // namespace

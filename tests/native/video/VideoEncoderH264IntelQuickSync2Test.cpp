@@ -43,20 +43,19 @@ void paint(VideoFrameBuffer& frame, int index) {
 std::vector<int> unitTypes(const VideoFrameEncoded& frame) {
   std::vector<int> types;
   uint32_t at = 0;
-  while (at + 4 <= frame.length) {
-    const uint32_t n = uint32_t{frame.buffer[at]} << 24 | uint32_t{frame.buffer[at + 1]} << 16 |
-                       uint32_t{frame.buffer[at + 2]} << 8 | frame.buffer[at + 3];
-    if (n == 0 || n > frame.length - at - 4) return {};
-    types.push_back(frame.buffer[at + 4] & 31);
+  while (at + 4 <= frame.block.size()) {
+    const uint32_t n = uint32_t{frame.block.data()[at]} << 24 | uint32_t{frame.block.data()[at + 1]} << 16 |
+                       uint32_t{frame.block.data()[at + 2]} << 8 | frame.block.data()[at + 3];
+    if (n == 0 || n > frame.block.size() - at - 4) return {};
+    types.push_back(frame.block.data()[at + 4] & 31);
     at += 4 + n;
   }
-  return at == frame.length ? types : std::vector<int>{};
+  return at == frame.block.size() ? types : std::vector<int>{};
 }
 
 class QuickSyncEncoderTest : public test::FakeRuntimeTest {
  protected:
   void TearDown() override {
-    for (VideoFrameEncoded& f : out) std::free(f.buffer);
     encoder.reset();
     FakeRuntimeTest::TearDown();
   }
@@ -240,11 +239,11 @@ TEST_F(QuickSyncEncoderTest, EncodesEachFrameIntoALengthPrefixedUnitWithKeyFrame
   // What came out decodes to what went in.
   std::vector<uint8_t> annexB;
   for (const VideoFrameEncoded& f : out) {
-    for (uint32_t at = 0; at < f.length;) {
-      const uint32_t n = uint32_t{f.buffer[at]} << 24 | uint32_t{f.buffer[at + 1]} << 16 |
-                         uint32_t{f.buffer[at + 2]} << 8 | f.buffer[at + 3];
+    for (uint32_t at = 0; at < f.block.size();) {
+      const uint32_t n = uint32_t{f.block.data()[at]} << 24 | uint32_t{f.block.data()[at + 1]} << 16 |
+                         uint32_t{f.block.data()[at + 2]} << 8 | f.block.data()[at + 3];
       annexB.insert(annexB.end(), {0, 0, 0, 1});
-      annexB.insert(annexB.end(), f.buffer + at + 4, f.buffer + at + 4 + n);
+      annexB.insert(annexB.end(), f.block.data() + at + 4, f.block.data() + at + 4 + n);
       at += 4 + n;
     }
   }

@@ -46,20 +46,19 @@ int64_t setting(VideoEncoderH264NVidiaCUDA2& e, uint32_t index) {
 // Each length prefix must walk the packet exactly.
 bool walksExactly(const VideoFrameEncoded& f) {
   uint32_t at = 0;
-  while (at + 4 <= f.length) {
-    const uint32_t n = uint32_t{f.buffer[at]} << 24 | uint32_t{f.buffer[at + 1]} << 16 |
-                       uint32_t{f.buffer[at + 2]} << 8 | f.buffer[at + 3];
-    if (n == 0 || n > f.length - at - 4) return false;
+  while (at + 4 <= f.block.size()) {
+    const uint32_t n = uint32_t{f.block.data()[at]} << 24 | uint32_t{f.block.data()[at + 1]} << 16 |
+                       uint32_t{f.block.data()[at + 2]} << 8 | f.block.data()[at + 3];
+    if (n == 0 || n > f.block.size() - at - 4) return false;
     at += 4 + n;
   }
-  return at == f.length;
+  return at == f.block.size();
 }
 
 class CudaEncoderTest : public ::testing::Test {
  protected:
   void TearDown() override {
     encoder.reset();
-    for (VideoFrameEncoded& f : out) std::free(f.buffer);
   }
 
   void configure(bool keyFrameFollow = true) {
@@ -231,7 +230,7 @@ TEST_F(CudaEncoderTest, TheHostPullsWhileTheLibraryDeliversFromItsOwnThread) {
   host.join();
   ASSERT_EQ(pulled.size(), 40u);
   for (size_t i = 0; i < pulled.size(); ++i) EXPECT_EQ(pulled[i].timecode, static_cast<int64_t>(40 * i));
-  out = pulled;
+  out = std::move(pulled);
 }
 
 TEST_F(CudaEncoderTest, BestGpuRuleAndSetGPUID) {

@@ -322,9 +322,6 @@ std::vector<VideoFrameEncoded> encodeFrames(VideoEncoderH264& encoder, const Syn
 // Frees the blocks the encoder handed over.
 struct EncodedFrames {
   std::vector<VideoFrameEncoded> frames;
-  ~EncodedFrames() {
-    for (auto& f : frames) std::free(f.buffer);
-  }
 };
 
 std::set<int64_t> keyTimecodes(const std::vector<VideoFrameEncoded>& frames) {
@@ -336,7 +333,7 @@ std::set<int64_t> keyTimecodes(const std::vector<VideoFrameEncoded>& frames) {
 }
 
 TEST(VideoEncoderH264, UnderKeyFrameFollowKeyFramesFallOnTheSourcesOnly) {
-  const SyntheticClip clip = cvx::test::makeClip(160, 96, 70, kFourCcYV12, 25);
+  const SyntheticClip clip = cvx::test::makeClip(160, 96, 70, kFourCCYV12, 25);
   // Frame type 1 in the frame itself with hint 0, and an explicit hint 1.
   const std::map<int, int32_t> types = {{0, 1}, {17, 1}};
   const std::map<int, uint32_t> hints = {{40, 1}};
@@ -371,13 +368,13 @@ TEST(VideoEncoderH264, TimecodesAtTheEdgesOfSixtyFourBitsSaturate) {
     int64_t in, out;
   } cases[] = {{kMin, kMin / 10}, {kMin / 10 + 1, kMin / 10 + 1}, {-5, -5}, {0, 0},
                {kMax / 10 - 1, kMax / 10 - 1}, {kMax, kMax / 10}};
-  const SyntheticClip clip = cvx::test::makeClip(64, 48, 1, kFourCcI420, -1);
+  const SyntheticClip clip = cvx::test::makeClip(64, 48, 1, kFourCCI420, -1);
   auto encoder = makeEncoder();
   configure(*encoder, 0, 64, 48, 200000);
   encoder->setParameterLong(10011, 1);  // zero latency: each picture comes out at once
   ASSERT_EQ(encoder->initialize(), 0);
   VideoFrameBuffer frame;
-  ASSERT_EQ(frame.allocBuffer(64, 48, kFourCcI420), 0);
+  ASSERT_EQ(frame.allocBuffer(64, 48, kFourCCI420), 0);
   std::memcpy(frame.getBytes(), clip.pictures[0].data(), clip.pictures[0].size());
   EncodedFrames out;
   for (const auto& c : cases) {
@@ -409,14 +406,14 @@ TEST(VideoEncoderH264, InitializeReportsTheCheckAndStaysUsableAfterAFailure) {
   EXPECT_EQ(lines[0].contextType, 2);
   EXPECT_EQ(lines[0].contextIndex, 4);
   VideoFrameBuffer frame;
-  frame.allocBuffer(160, 96, kFourCcYV12);
+  frame.allocBuffer(160, 96, kFourCCYV12);
   EXPECT_EQ(encoder->addFrame(frame), -1) << "no encoder yet";
 
   // Setting the size afterwards makes the same object usable.
   encoder->setFrameSize(160, 96);
   EXPECT_EQ(encoder->checkSettings(), 0);
   EXPECT_EQ(encoder->initialize(), 0);
-  EncodedFrames out{encodeFrames(*encoder, cvx::test::makeClip(160, 96, 5, kFourCcYV12, -1))};
+  EncodedFrames out{encodeFrames(*encoder, cvx::test::makeClip(160, 96, 5, kFourCCYV12, -1))};
   EXPECT_EQ(out.frames.size(), 5u) << "family 0 is zero latency: every frame comes out at once";
   EXPECT_EQ(encoder->initialize(), -1) << "a second initialize is refused";
 }
@@ -426,21 +423,21 @@ TEST(VideoEncoderH264, InitializeReportsTheCheckAndStaysUsableAfterAFailure) {
 std::vector<int> walkPrefixes(const VideoFrameEncoded& f) {
   std::vector<int> types;
   uint32_t at = 0;
-  while (at + 4 < f.length) {
-    const uint32_t n = (uint32_t{f.buffer[at]} << 24) | (uint32_t{f.buffer[at + 1]} << 16) |
-                       (uint32_t{f.buffer[at + 2]} << 8) | f.buffer[at + 3];
-    if (n == 0 || at + 4 + n > f.length) return {};
-    types.push_back(f.buffer[at + 4] & 31);
+  while (at + 4 < f.block.size()) {
+    const uint32_t n = (uint32_t{f.block.data()[at]} << 24) | (uint32_t{f.block.data()[at + 1]} << 16) |
+                       (uint32_t{f.block.data()[at + 2]} << 8) | f.block.data()[at + 3];
+    if (n == 0 || at + 4 + n > f.block.size()) return {};
+    types.push_back(f.block.data()[at + 4] & 31);
     at += 4 + n;
   }
-  return at == f.length ? types : std::vector<int>{};
+  return at == f.block.size() ? types : std::vector<int>{};
 }
 
 TEST(VideoEncoderH264, EncodesFramesToLengthPrefixedUnitsThatDecodeWithTheirTimecodes) {
   constexpr uint32_t kW = 192;
   constexpr uint32_t kH = 144;
   constexpr int kCount = 60;
-  const SyntheticClip clip = cvx::test::makeClip(kW, kH, kCount, kFourCcYV12, 30);
+  const SyntheticClip clip = cvx::test::makeClip(kW, kH, kCount, kFourCCYV12, 30);
   auto encoder = makeEncoder();
   configure(*encoder, 2, kW, kH, 600000);
   encoder->setParameterLong(10069, 3);  // B-frames
@@ -468,18 +465,18 @@ TEST(VideoEncoderH264, EncodesFramesToLengthPrefixedUnitsThatDecodeWithTheirTime
     ASSERT_TRUE(f.frameType >= 1 && f.frameType <= 3);
     const bool idr = std::find(nals.begin(), nals.end(), 5) != nals.end();
     EXPECT_EQ(idr, f.frameType == 1);
-    const uint8_t delimiter = f.buffer[5];
+    const uint8_t delimiter = f.block.data()[5];
     EXPECT_EQ(delimiter, f.frameType == 1 ? 0x10 : f.frameType == 3 ? 0x50 : 0x30);
     ++typeCounts[f.frameType];
     EXPECT_TRUE(indexOfTimecode.count(f.timecode)) << "timecode " << f.timecode << " was never put";
     EXPECT_TRUE(seen.insert(f.timecode).second) << "timecode " << f.timecode << " twice";
     reordered = reordered || (k > 0 && f.timecode < out.frames[k - 1].timecode);
     // Back to Annex B for the decoder.
-    for (uint32_t at = 0; at < f.length;) {
-      const uint32_t n = (uint32_t{f.buffer[at]} << 24) | (uint32_t{f.buffer[at + 1]} << 16) |
-                         (uint32_t{f.buffer[at + 2]} << 8) | f.buffer[at + 3];
+    for (uint32_t at = 0; at < f.block.size();) {
+      const uint32_t n = (uint32_t{f.block.data()[at]} << 24) | (uint32_t{f.block.data()[at + 1]} << 16) |
+                         (uint32_t{f.block.data()[at + 2]} << 8) | f.block.data()[at + 3];
       annexB.insert(annexB.end(), {0, 0, 0, 1});
-      annexB.insert(annexB.end(), f.buffer + at + 4, f.buffer + at + 4 + n);
+      annexB.insert(annexB.end(), f.block.data() + at + 4, f.block.data() + at + 4 + n);
       at += 4 + n;
     }
   }

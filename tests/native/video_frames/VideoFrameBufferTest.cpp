@@ -209,7 +209,6 @@ TEST(VideoFrameBufferVpxView, OddSizedPicturesEncodeWithinTheirBlocks) {
         encoder.getEncodedFrames(out);
       }
       EXPECT_EQ(out.size(), 2u) << "both pictures were encoded";
-      for (VideoFrameEncoded& f : out) std::free(f.buffer);
     }
   }
   EXPECT_EQ(VideoFrameBuffer::calcBlockBytes(16, 5, kFourCCI420), 124u);  // 120 + one chroma row's overhang

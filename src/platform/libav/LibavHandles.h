@@ -10,8 +10,9 @@ extern "C" {
 
 namespace cvx {
 
-// Named deleters for the library's handles, so every owner is a unique_ptr and
-// release paths stay idempotent.
+// Named deleters for libavcodec's and libavutil's handles, for every stand-in
+// over them: each owner is a unique_ptr, and a release path run twice finds
+// null the second time.
 struct AvCodecContextDeleter {
   void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
 };

@@ -1,8 +1,7 @@
-#include "platform/audiocodecs/ReferenceAudioDecodeLoop.h"
+#include "support/ReferenceAudioDecodeLoop.h"
 
 #include "platform/audiocodecs/SampleConversion.h"
-#include "platform/videodecoder/AvHandles.h"
-#include "platform/videodecoder/AvStatus.h"
+#include "platform/libav/LibavCodecs.h"
 
 namespace cvx {
 
@@ -18,14 +17,12 @@ ReferenceAudioDecodeLoop::ReferenceAudioDecodeLoop() : state_(std::make_unique<S
 ReferenceAudioDecodeLoop::~ReferenceAudioDecodeLoop() = default;
 
 bool ReferenceAudioDecodeLoop::open(Codec codec) {
-  const AVCodec* decoder = avcodec_find_decoder(codec == Codec::Aac ? AV_CODEC_ID_AAC : AV_CODEC_ID_MP3);
-  if (decoder == nullptr) return false;
-  state_->context.reset(avcodec_alloc_context3(decoder));
   state_->packet.reset(av_packet_alloc());
   state_->frame.reset(av_frame_alloc());
-  if (!state_->context || !state_->packet || !state_->frame) return false;
-  return state_->status.check(avcodec_open2(state_->context.get(), decoder, nullptr), "avcodec_open2") ==
-         AvOutcome::Ok;
+  if (!state_->packet || !state_->frame) return false;
+  state_->context =
+      openLibavDecoder(codec == Codec::Aac ? LibavCodec::Aac : LibavCodec::MpegAudioLayer3, state_->status);
+  return state_->context != nullptr;
 }
 
 int64_t ReferenceAudioDecodeLoop::decode(const uint8_t* data, size_t size, uint8_t* out, uint32_t capacitySamples) {

@@ -1,6 +1,7 @@
-#include "platform/h264encoder/H264DirectEncode.h"
+#include "support/H264DirectEncode.h"
 
 #include "platform/h264encoder/H264OutVideo.h"
+#include "platform/h264encoder/X264Handles.h"
 #include "platform/h264encoder/X264ParamMapping.h"
 
 namespace cvx {

@@ -1,4 +1,4 @@
-#include "platform/videodecoder/AvStatus.h"
+#include "platform/libav/AvStatus.h"
 
 #include <cerrno>
 #include <cstdio>

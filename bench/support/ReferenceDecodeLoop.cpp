@@ -1,11 +1,10 @@
-#include "platform/videodecoder/ReferenceDecodeLoop.h"
+#include "support/ReferenceDecodeLoop.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
 }
 
-#include "platform/videodecoder/AvHandles.h"
-#include "platform/videodecoder/AvStatus.h"
+#include "platform/libav/LibavCodecs.h"
 
 namespace cvx {
 
@@ -16,21 +15,14 @@ struct ReferenceDecodeLoop::State {
   AvStatus status;
 };
 
-ReferenceDecodeLoop::ReferenceDecodeLoop() : state_(new State) {}
+ReferenceDecodeLoop::ReferenceDecodeLoop() : state_(std::make_unique<State>()) {}
 ReferenceDecodeLoop::~ReferenceDecodeLoop() = default;
 
 bool ReferenceDecodeLoop::open(int threads) {
-  const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_H264);
-  if (codec == nullptr || !state_->packet || !state_->frame) {
-    return false;
-  }
-  state_->context.reset(avcodec_alloc_context3(codec));
-  if (!state_->context) {
-    return false;
-  }
-  state_->context->thread_count = threads;
-  return state_->status.check(avcodec_open2(state_->context.get(), codec, nullptr), "avcodec_open2") ==
-         AvOutcome::Ok;
+  if (!state_->packet || !state_->frame) return false;
+  state_->context = openLibavDecoder(LibavCodec::H264, state_->status,
+                                     [threads](AVCodecContext& context) { context.thread_count = threads; });
+  return state_->context != nullptr;
 }
 
 int ReferenceDecodeLoop::decode(const uint8_t* data, size_t size, uint8_t* target, int width, int height) {

@@ -1,1 +1,0 @@
-cvx_platform_library(libavlog MODULES libavutil)
