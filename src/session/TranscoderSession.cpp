@@ -21,6 +21,7 @@
 #include "logging/Guarded.h"
 #include "logging/StdoutLine.h"
 #include "media/CodecNumbers.h"
+#include "platform/librarylog/LibraryLog.h"
 #include "video/decoders/VideoDecoderH264.h"
 #include "video/decoders/VideoDecoderH264IntelQuickSync.h"
 #include "video/decoders/VideoDecoderMP2.h"
@@ -138,6 +139,9 @@ bool passesLimit(uint32_t count, uint32_t held, uint32_t limit) { return held > 
 }  // namespace
 
 TranscoderSession::TranscoderSession() {
+  // The codec libraries' own messages reach the host through the log, never
+  // through the server's standard error.
+  routeLibraryLogs(getDefaultLogger());
   const HardwareAvailability found = probeHardware(logCollector);
   isCUDAAvailable = found.cuda ? 1 : 0;
   isQuickSyncAvailable = found.quickSync ? 1 : 0;
@@ -168,6 +172,11 @@ uint32_t TranscoderSession::videoEncoderAdd(uint32_t codec, uint32_t implementat
     Selection<IVideoEncoder> made =
         selectVideoEncoder(codec, implementation, isCUDAAvailable != 0, isQuickSyncAvailable != 0);
     if (made.codec == nullptr) return kFailure;
+    if (videoEncoders.size() >= kMaxVideoEncoders) {
+      return refused(logCollector, kLogContextVideoEncoder,
+                     "TranscoderSession.videoEncoderAdd[{context}]: a session has at most " +
+                         std::to_string(kMaxVideoEncoders) + " video encoders");
+    }
     made.codec->setLogger(&logCollector);
     IVideoEncoder* encoder = made.codec.get();
     index = appendVideoEncoder(std::move(made.codec));

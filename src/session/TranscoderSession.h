@@ -23,6 +23,9 @@ class TranscoderSession : public TranscoderSessionBase {
   static constexpr uint32_t kDefaultFourCC = kFourCCYV12;
   // The sample format audio decoders are made with unless the host names one.
   static constexpr uint32_t kDefaultAudioSampleFormat = 2;
+  // Video encoders one session holds. A ladder has a handful; the bound keeps
+  // a host that adds in a loop from exhausting the process.
+  static constexpr uint32_t kMaxVideoEncoders = 64;
   // The longest compressed frame and codec configuration a video decoder takes.
   static constexpr uint32_t kMaxVideoFrameLength = 32u << 20;
   static constexpr uint32_t kMaxVideoConfigLength = 1u << 20;
@@ -37,7 +40,8 @@ class TranscoderSession : public TranscoderSessionBase {
   bool getQuickSyncAvailable() const { return isQuickSyncAvailable != 0; }
 
   // Codec selection by number. Each returns 0 when an object was made, -1
-  // otherwise; an unknown number logs nothing and leaves `index` alone.
+  // otherwise; an unknown number logs nothing and leaves `index` alone, an
+  // encoder beyond the session's bound is refused with a level-3 line.
   uint32_t videoDecoderCreate(uint32_t codec, uint32_t implementation, uint32_t fourcc);
   uint32_t videoDecoderCreate(uint32_t codec, uint32_t implementation);
   uint32_t videoEncoderAdd(uint32_t codec, uint32_t implementation, uint32_t& index);

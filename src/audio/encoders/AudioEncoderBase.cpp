@@ -1,11 +1,8 @@
 #include "audio/encoders/AudioEncoderBase.h"
 
 #include "logging/LogCollector.h"
-#include "platform/librarylog/LibraryLog.h"
 
 namespace cvx {
-
-AudioEncoderBase::AudioEncoderBase() { routeLibraryLogs(getDefaultLogger()); }
 
 void AudioEncoderBase::logInfo(const std::string& statement) {
   loggerOrDefault(logger)->logLevel2(kLogContextAudioEncoder, static_cast<int>(contextId), statement);

@@ -12,9 +12,7 @@ namespace cvx {
 // plain settings that only initialize reads.
 class AudioEncoderBase : public ParameterTargetDefaults<IAudioEncoder> {
  public:
-  // The codec libraries' own messages go into the process-wide log from the
-  // first codec on.
-  AudioEncoderBase();
+  AudioEncoderBase() = default;
   ~AudioEncoderBase() noexcept(false) override = default;
 
   uint32_t getCodec() override { return codec; }

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "logging/LogCollector.h"
-#include "platform/librarylog/LibraryLog.h"
 
 namespace cvx {
 
@@ -21,8 +20,6 @@ void storeWithStartCode(std::vector<uint8_t>& out, const uint8_t* data, uint32_t
 }
 
 }  // namespace
-
-VideoDecoderBase::VideoDecoderBase() { routeLibraryLogs(getDefaultLogger()); }
 
 void VideoDecoderBase::logInfo(const std::string& statement) {
   loggerOrDefault(logger)->logLevel2(kLogContextVideoDecoder, 0, statement);

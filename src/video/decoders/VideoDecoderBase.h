@@ -22,9 +22,7 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
   static constexpr uint8_t kAudDisposable[6] = {0, 0, 0, 1, 9, 0x50};
   static constexpr uint8_t kAudInter[6] = {0, 0, 0, 1, 9, 0x30};
 
-  // The codec libraries' own messages go into the process-wide log from the
-  // first codec on.
-  VideoDecoderBase();
+  VideoDecoderBase() = default;
   ~VideoDecoderBase() noexcept(false) override = default;
 
   uint32_t getWidth() override { return width; }

@@ -1,11 +1,8 @@
 #include "video/encoders/VideoEncoderBase.h"
 
 #include "logging/LogCollector.h"
-#include "platform/librarylog/LibraryLog.h"
 
 namespace cvx {
-
-VideoEncoderBase::VideoEncoderBase() { routeLibraryLogs(getDefaultLogger()); }
 
 void VideoEncoderBase::logInfo(const std::string& statement) {
   loggerOrDefault(logger)->logLevel2(kLogContextVideoEncoder, static_cast<int>(contextId), statement);

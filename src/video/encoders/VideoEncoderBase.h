@@ -12,9 +12,7 @@ namespace cvx {
 // context it logs under), its logger, and settings-free defaults.
 class VideoEncoderBase : public ParameterTargetDefaults<IVideoEncoder> {
  public:
-  // The codec libraries' own messages go into the process-wide log from the
-  // first codec on.
-  VideoEncoderBase();
+  VideoEncoderBase() = default;
   ~VideoEncoderBase() noexcept(false) override = default;
 
   uint32_t getCodec() override { return codec; }

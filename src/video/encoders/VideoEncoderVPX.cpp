@@ -1,10 +1,12 @@
 #include "video/encoders/VideoEncoderVPX.h"
 
 #include <new>
+#include <string>
 #include <utility>
 
 #include "logging/Guarded.h"
 #include "media/CodecNumbers.h"
+#include "video/frames/PictureLimits.h"
 #include "video/frames/VideoFrameBuffer.h"
 
 namespace cvx {
@@ -30,6 +32,15 @@ int VideoEncoderVPX::setDefaults(uint32_t, uint32_t) {
 
 int VideoEncoderVPX::setFrameSize(uint32_t width, uint32_t height) {
   return guarded("VideoEncoderVPX::setFrameSize: ", [&] {
+    // The library allocates its reference pictures for this size at
+    // initialize, unchecked: a size past any picture we could hand it
+    // would only exhaust the process.
+    if (isPictureSizeRefused(width, height)) {
+      logError("VideoEncoderVPX.setFrameSize[{context}]: " + std::to_string(width) + "x" + std::to_string(height) +
+               " refused: sides of 1 to " + std::to_string(kMaxPictureSide) + ", at most " +
+               std::to_string(kMaxPicturePixels) + " pixels");
+      return -1;
+    }
     library.setFrameSize(width, height);
     return 0;
   });

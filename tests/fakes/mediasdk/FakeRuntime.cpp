@@ -12,6 +12,7 @@
 #include "FakeMediaSdkControl.h"
 #include "FakeState.h"
 
+#include <mutex>
 #include <vector>
 
 namespace fake {
@@ -35,7 +36,11 @@ std::vector<mfxFrameSurface1*>& held() {
   return surfaces;
 }
 
+// The call journal: calls that the loader does not serialise (queries on
+// open sessions) may come from several threads at once.
 void count(const char* name, mfxSession session) {
+  static std::mutex journal;
+  const std::lock_guard<std::mutex> hold(journal);
   ++state().calls[name];
   state().lastSession = session;
 }
