@@ -69,9 +69,10 @@ def main():
         low = min([v for v in ours + theirs if v > 0] or [0])
         high = max(ours + theirs)
         margin = (high - low) * 0.5 + (1.0 if column == 4 else 0.005)
-        axis.set_ylim(max(0, low - margin), high + margin)
+        # Room above the bars for the legend.
+        axis.set_ylim(max(0, low - margin), high + 2 * margin)
         axis.set_title("Output quality: " + name)
-        axis.legend(loc="lower right")
+        axis.legend(loc="upper center", ncol=2)
     fig.tight_layout()
     fig.savefig(chart, dpi=100)
 
