@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "audio/samples/AudioSampleBuffer.h"
-#include "fakes/FakeCodecs.h"
-#include "fakes/FakeNvidiaDriver.h"
+#include "support/FakeCodecs.h"
+#include "support/FakeNvidiaDriver.h"
 #include "logging/LogCollector.h"
 
 namespace cvx {
