@@ -1,6 +1,8 @@
 #include "support/AudioFixtures.h"
 
+#include <cmath>
 #include <cstring>
+#include <fstream>
 #include <sstream>
 
 #include "audio/samples/AudioSampleBuffer.h"
@@ -132,6 +134,121 @@ DecodeRun decodeAll(IAudioDecoder& decoder, const AudioFixture& fixture, uint32_
     run.pcm.insert(run.pcm.end(), samples, samples + static_cast<size_t>(buffer.getSampleCount()) * fixture.channels);
   }
   return run;
+}
+
+std::vector<int16_t> sweeps(uint32_t channels, uint32_t sampleRate, uint32_t samples) {
+  std::vector<int16_t> pcm(static_cast<size_t>(samples) * channels);
+  const double seconds = static_cast<double>(samples) / sampleRate;
+  for (uint32_t i = 0; i < samples; ++i) {
+    const double t = static_cast<double>(i) / sampleRate;
+    for (uint32_t c = 0; c < channels; ++c) {
+      // Phase of a linear sweep from f0 to f1 over the whole signal.
+      const double f0 = c == 0 ? 200.0 : 3000.0;
+      const double f1 = c == 0 ? 3000.0 : 300.0;
+      const double phase = 2.0 * M_PI * (f0 * t + (f1 - f0) * t * t / (2.0 * seconds));
+      pcm[static_cast<size_t>(i) * channels + c] = static_cast<int16_t>(9000.0 * std::sin(phase));
+    }
+  }
+  return pcm;
+}
+
+namespace {
+
+uint32_t oggCrc(const std::vector<uint8_t>& page) {
+  uint32_t crc = 0;
+  for (uint8_t byte : page) {
+    crc ^= static_cast<uint32_t>(byte) << 24;
+    for (int bit = 0; bit < 8; ++bit) crc = (crc & 0x80000000u) != 0 ? (crc << 1) ^ 0x04C11DB7u : crc << 1;
+  }
+  return crc;
+}
+
+void appendPage(std::vector<uint8_t>& out, const Packet& packet, uint8_t flags, uint64_t granule, uint32_t sequence) {
+  std::vector<uint8_t> page = {'O', 'g', 'g', 'S', 0, flags};
+  for (int i = 0; i < 8; ++i) page.push_back(static_cast<uint8_t>(granule >> (8 * i)));
+  for (uint32_t word : {0x43565830u, sequence, 0u}) {
+    for (int i = 0; i < 4; ++i) page.push_back(static_cast<uint8_t>(word >> (8 * i)));
+  }
+  page.push_back(static_cast<uint8_t>(packet.size() / 255 + 1));
+  page.insert(page.end(), packet.size() / 255, 255);
+  page.push_back(static_cast<uint8_t>(packet.size() % 255));
+  page.insert(page.end(), packet.begin(), packet.end());
+  const uint32_t crc = oggCrc(page);
+  for (int i = 0; i < 4; ++i) page[22 + i] = static_cast<uint8_t>(crc >> (8 * i));
+  out.insert(out.end(), page.begin(), page.end());
+}
+
+}  // namespace
+
+std::vector<uint8_t> oggStream(const std::vector<Packet>& headers, const std::vector<Packet>& packets,
+                               const std::vector<uint64_t>& positions) {
+  std::vector<uint8_t> out;
+  uint32_t sequence = 0;
+  for (const Packet& header : headers) {
+    appendPage(out, header, sequence == 0 ? 2 : 0, 0, sequence);
+    ++sequence;
+  }
+  for (size_t i = 0; i < packets.size(); ++i) {
+    appendPage(out, packets[i], i + 1 == packets.size() ? 4 : 0, positions[i], sequence++);
+  }
+  return out;
+}
+
+std::vector<int16_t> decodeAudioWithFfmpeg(const std::vector<uint8_t>& stream, const std::string& file,
+                                           uint32_t channels, uint32_t sampleRate) {
+  const std::string input = fixturePath(file);
+  const std::string output = input + ".pcm";
+  if (!stream.empty()) {
+    std::ofstream(input, std::ios::binary)
+        .write(reinterpret_cast<const char*>(stream.data()), static_cast<std::streamsize>(stream.size()));
+  }
+  if (!runCommand("ffmpeg -v error -y -i " + input + " -f s16le -ac " + std::to_string(channels) + " -ar " +
+                  std::to_string(sampleRate) + " " + output)) {
+    return {};
+  }
+  const std::vector<uint8_t> bytes = readFile(output);
+  std::vector<int16_t> pcm(bytes.size() / 2);
+  std::memcpy(pcm.data(), bytes.data(), pcm.size() * 2);
+  return pcm;
+}
+
+double alignedSnr(const std::vector<int16_t>& reference, const std::vector<int16_t>& decoded, uint32_t channels,
+                  int maxLag) {
+  const long frames = static_cast<long>(reference.size() / channels);
+  const long decodedFrames = static_cast<long>(decoded.size() / channels);
+  // The lag from the correlation of a window of channel 0 in the middle.
+  const long from = frames / 4;
+  const long length = std::min<long>(4096, frames / 2);
+  int best = 0;
+  double bestSum = -1e300;
+  for (int lag = -maxLag; lag <= maxLag; ++lag) {
+    if (from + lag < 0 || from + lag + length > decodedFrames) continue;
+    double sum = 0;
+    for (long i = from; i < from + length; ++i) sum += static_cast<double>(reference[i * channels]) * decoded[(i + lag) * channels];
+    if (sum > bestSum) {
+      bestSum = sum;
+      best = lag;
+    }
+  }
+  return snrAtLag(reference, decoded, channels, best);
+}
+
+double snrAtLag(const std::vector<int16_t>& reference, const std::vector<int16_t>& decoded, uint32_t channels,
+                long lag) {
+  const long frames = static_cast<long>(reference.size() / channels);
+  const long decodedFrames = static_cast<long>(decoded.size() / channels);
+  double signal = 0;
+  double noise = 0;
+  for (long i = frames / 10; i < frames * 9 / 10; ++i) {
+    const long j = i + lag;
+    for (uint32_t c = 0; c < channels; ++c) {
+      const double r = reference[i * channels + c];
+      const double d = j >= 0 && j < decodedFrames ? decoded[j * channels + c] : 0.0;
+      signal += r * r;
+      noise += (r - d) * (r - d);
+    }
+  }
+  return noise == 0 ? 99.0 : 10.0 * std::log10(signal / noise);
 }
 
 double dominantFrequency(const std::vector<int16_t>& pcm, uint32_t channels, uint32_t sampleRate) {

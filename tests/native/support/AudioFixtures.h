@@ -44,6 +44,30 @@ struct DecodeRun {
 // front of each packet, host times in milliseconds from the packet index.
 DecodeRun decodeAll(IAudioDecoder& decoder, const AudioFixture& fixture, uint32_t bufferSamples);
 
+// A two-second test signal in which no stretch looks like another: a rising
+// sweep on channel 0, a falling one on channel 1 (so a lag or a swap shows).
+std::vector<int16_t> sweeps(uint32_t channels, uint32_t sampleRate, uint32_t samples);
+
+// An Ogg stream of the headers (first alone on its page) and the packets, one
+// packet a page; each audio page's granule is its packet's position.
+std::vector<uint8_t> oggStream(const std::vector<Packet>& headers, const std::vector<Packet>& packets,
+                               const std::vector<uint64_t>& positions);
+
+// Decodes a file under CVX_TEST_TMPDIR (written first from `stream` unless
+// that is empty) with the ffmpeg command line into interleaved 16-bit
+// samples; empty on failure.
+std::vector<int16_t> decodeAudioWithFfmpeg(const std::vector<uint8_t>& stream, const std::string& file,
+                                           uint32_t channels, uint32_t sampleRate);
+
+// Signal to noise ratio in dB of `decoded` against `reference`, sample i of
+// the one against sample i + lag of the other, over the middle 80 %.
+double snrAtLag(const std::vector<int16_t>& reference, const std::vector<int16_t>& decoded, uint32_t channels,
+                long lag);
+// The same at the lag (up to `maxLag` samples either way) that fits best;
+// for signals that do not repeat.
+double alignedSnr(const std::vector<int16_t>& reference, const std::vector<int16_t>& decoded, uint32_t channels,
+                  int maxLag);
+
 // Rising zero crossings over the middle half of channel 0.
 double dominantFrequency(const std::vector<int16_t>& pcm, uint32_t channels, uint32_t sampleRate);
 

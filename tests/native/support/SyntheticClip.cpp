@@ -96,12 +96,13 @@ AccessUnitScan scanAccessUnit(const std::vector<uint8_t>& b) {
   return scan;
 }
 
-std::vector<std::vector<uint8_t>> decodeWithFfmpeg(const std::vector<uint8_t>& annexB, uint32_t width,
-                                                   uint32_t height, const std::string& name) {
-  const std::string input = std::string(CVX_TEST_TMPDIR) + "/" + name + ".h264";
+std::vector<std::vector<uint8_t>> decodeWithFfmpeg(const std::vector<uint8_t>& stream, uint32_t width,
+                                                   uint32_t height, const std::string& name,
+                                                   const std::string& extension) {
+  const std::string input = std::string(CVX_TEST_TMPDIR) + "/" + name + "." + extension;
   const std::string output = std::string(CVX_TEST_TMPDIR) + "/" + name + ".yuv";
-  std::ofstream(input, std::ios::binary).write(reinterpret_cast<const char*>(annexB.data()),
-                                               static_cast<std::streamsize>(annexB.size()));
+  std::ofstream(input, std::ios::binary).write(reinterpret_cast<const char*>(stream.data()),
+                                               static_cast<std::streamsize>(stream.size()));
   const std::string command =
       "ffmpeg -v error -y -i '" + input + "' -f rawvideo -pix_fmt yuv420p '" + output + "' > /dev/null 2>&1";
   std::vector<std::vector<uint8_t>> pictures;

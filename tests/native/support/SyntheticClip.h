@@ -49,10 +49,11 @@ struct AccessUnitScan {
 };
 AccessUnitScan scanAccessUnit(const std::vector<uint8_t>& bytes);
 
-// Decodes Annex B with the ffmpeg command line into I420 pictures; empty
-// when ffmpeg is missing or fails.
-std::vector<std::vector<uint8_t>> decodeWithFfmpeg(const std::vector<uint8_t>& annexB, uint32_t width,
-                                                   uint32_t height, const std::string& name);
+// Decodes a stream (Annex B, or the container `extension` names) with the
+// ffmpeg command line into I420 pictures; empty when ffmpeg is missing or fails.
+std::vector<std::vector<uint8_t>> decodeWithFfmpeg(const std::vector<uint8_t>& stream, uint32_t width,
+                                                   uint32_t height, const std::string& name,
+                                                   const std::string& extension = "h264");
 
 // PSNR over all planes of two I420 pictures; the clip picture is converted
 // from its own fourcc first.

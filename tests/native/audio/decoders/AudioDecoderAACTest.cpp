@@ -245,28 +245,5 @@ TEST(AacDecoderOpen, ReportsALibraryThatWillNotOpenOrStart) {
   EXPECT_EQ(lines[1].statement, "AudioDecoderAAC.initialize[{context}]: Error initializing decoder");
 }
 
-TEST(AacDecoderLibrary, DecodesRawUnitsOfAnEncodedSine) {
-  test::AudioFixture fixture;
-  if (!test::makeAudioFixture(test::FixtureKind::Aac, "sine-aac-44100.aac", "-c:a aac -b:a 128k -f adts", 44100, 2,
-                              2.0, fixture)) {
-    GTEST_SKIP() << "ffmpeg could not make the fixture";
-  }
-  ASSERT_EQ(fixture.config, (std::vector<uint8_t>{0x12, 0x10}));
-  auto decoder = std::make_unique<AudioDecoderAAC>();
-  ASSERT_EQ(decoder->initialize(), 0);
-  ASSERT_EQ(decoder->decodeCodecConfig(fixture.config.data(), 0, 2), 0);
-  test::DecodeRun run = test::decodeAll(*decoder, fixture, 1024);
-  EXPECT_EQ(run.failures, 0);
-  ASSERT_EQ(run.counts.size(), fixture.packets.size()) << "one block per unit";
-  for (size_t i = 0; i < run.counts.size(); ++i) {
-    ASSERT_EQ(run.counts[i], 1024u) << i;
-    ASSERT_EQ(run.positions[i], i * 1024u) << i;
-  }
-  EXPECT_EQ(decoder->getOutputChannels(), 2u);
-  EXPECT_EQ(decoder->getOutputSampleRate(), 44100u);
-  EXPECT_EQ(decoder->getTimecodeQueueLength(), 0u);
-  EXPECT_NEAR(test::dominantFrequency(run.pcm, 2, 44100), 440.0, 2.0);
-}
-
 }  // namespace
 }  // namespace cvx

@@ -89,59 +89,6 @@ TEST(Mp3FirstFrame, APacketWithoutAFrameFails) {
   EXPECT_EQ(lines[0].statement, "AudioDecoderMP3.decodeFirstFrame[{context}]: Decode failed");
 }
 
-struct MpegCase {
-  const char* name;
-  const char* args;
-  uint32_t rate, channels, frameSamples;
-  bool mp3;
-};
-
-class MpegAudioRoundTrip : public ::testing::TestWithParam<MpegCase> {
- protected:
-  std::unique_ptr<AudioDecoderMpegAudio> make() const {
-    if (GetParam().mp3) return std::make_unique<AudioDecoderMP3>();
-    return std::make_unique<AudioDecoderMP2>();
-  }
-};
-
-TEST_P(MpegAudioRoundTrip, DecodesEveryFrameOfAnEncodedSine) {
-  const MpegCase& c = GetParam();
-  test::AudioFixture fixture;
-  if (!test::makeAudioFixture(c.mp3 ? test::FixtureKind::Mp3 : test::FixtureKind::Mp2, c.name, c.args, c.rate,
-                              c.channels, 2.0, fixture)) {
-    GTEST_SKIP() << "ffmpeg could not make the fixture";
-  }
-  ASSERT_EQ(fixture.frameSamples, c.frameSamples);
-  auto decoder = make();
-  ASSERT_EQ(decoder->initialize(), 0);
-  test::DecodeRun run = test::decodeAll(*decoder, fixture, 2048);
-  EXPECT_EQ(decoder->getSampleRate(), c.rate);
-  EXPECT_EQ(decoder->getChannels(), c.channels);
-  EXPECT_EQ(run.failures, 0);
-  ASSERT_EQ(run.counts.size(), fixture.packets.size());
-  for (size_t i = 0; i < run.counts.size(); ++i) {
-    ASSERT_EQ(run.counts[i], c.frameSamples) << i;
-    ASSERT_EQ(run.positions[i], i * c.frameSamples) << i;
-  }
-  EXPECT_NEAR(test::dominantFrequency(run.pcm, c.channels, c.rate), 440.0, 2.0);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Layers, MpegAudioRoundTrip,
-    ::testing::Values(MpegCase{"sine-44100.mp3", "-c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0 -f mp3",
-                               44100, 2, 1152, true},
-                      MpegCase{"sine-22050.mp3", "-c:a libmp3lame -b:a 64k -write_xing 0 -id3v2_version 0 -f mp3",
-                               22050, 1, 576, true},
-                      MpegCase{"sine-48000.mp2", "-c:a mp2 -b:a 192k -f mp2", 48000, 2, 1152, false},
-                      MpegCase{"sine-22050.mp2", "-c:a mp2 -b:a 64k -f mp2", 22050, 1, 1152, false}),
-    [](const ::testing::TestParamInfo<MpegCase>& info) {
-      std::string name = info.param.name;
-      for (char& ch : name) {
-        if (ch == '-' || ch == '.') ch = '_';
-      }
-      return name;
-    });
-
 TEST(Mp2Decoder, APacketOfTwoFramesGivesTwoBlocksWithTheCallsTime) {
   test::AudioFixture fixture;
   if (!test::makeAudioFixture(test::FixtureKind::Mp2, "sine-44100-two.mp2", "-c:a mp2 -b:a 128k -f mp2", 44100, 2, 0.5,

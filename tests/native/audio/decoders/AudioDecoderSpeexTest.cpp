@@ -97,22 +97,5 @@ TEST_F(SpeexDecoderTest, DecodesOnlyAfterInitializeAndStillAfterClose) {
   ASSERT_EQ(decoder->initialize(), 0) << "a second start replaces the state";
 }
 
-TEST(SpeexDecoderLibrary, DecodesAnEncodedSine) {
-  test::AudioFixture fixture;
-  if (!test::makeAudioFixture(test::FixtureKind::Speex, "sine-16000.ogg", "-c:a libspeex -f ogg", 16000, 1, 2.0,
-                              fixture)) {
-    GTEST_SKIP() << "ffmpeg could not make the fixture";
-  }
-  auto decoder = std::make_unique<AudioDecoderSpeex>();
-  ASSERT_EQ(decoder->initialize(), 0);
-  test::DecodeRun run = test::decodeAll(*decoder, fixture, 2048);
-  ASSERT_EQ(run.counts.size(), fixture.packets.size());
-  for (size_t i = 0; i < run.counts.size(); ++i) {
-    ASSERT_EQ(run.counts[i], 320u) << i;
-    ASSERT_EQ(run.positions[i], i * 320u) << i;
-  }
-  EXPECT_NEAR(test::dominantFrequency(run.pcm, 1, 16000), 440.0, 3.0);
-}
-
 }  // namespace
 }  // namespace cvx

@@ -23,10 +23,6 @@ void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t firstSample
   }
 }
 
-void release(std::vector<AudioFrameEncoded>& frames) {
-  frames.clear();
-}
-
 std::unique_ptr<AudioEncoderAAC> makeEncoder(LogCollector& log, uint32_t channels, uint32_t rate, uint32_t bitrate) {
   auto encoder = std::make_unique<AudioEncoderAAC>();
   encoder->setLogger(&log);
@@ -126,7 +122,6 @@ class AacEncoderFramingTest : public ::testing::Test {
     ASSERT_EQ(encoder->addSampleBuffer(buffer, out), 0);
     moveFrames(out, frames);
   }
-  void TearDown() override { release(frames); }
 
   LogCollector log;
   std::unique_ptr<AudioEncoderAAC> encoder = makeEncoder(log, 2, 44100, 128000);
@@ -181,7 +176,6 @@ TEST_F(AacEncoderFramingTest, NeverReadsPastABlockThatClaimsMoreSamplesThanItHol
   EXPECT_EQ(encoder->getQueuedSamples(), 512u);
   AudioSampleBuffer empty;
   EXPECT_EQ(encoder->addSampleBuffer(empty, out), -1) << "no block, no samples";
-  release(out);
 }
 
 TEST_F(AacEncoderFramingTest, QueuedCopiesKeepOnlyTheSamplesTheyWillGive) {
@@ -196,12 +190,10 @@ TEST_F(AacEncoderFramingTest, QueuedCopiesKeepOnlyTheSamplesTheyWillGive) {
   }
   EXPECT_EQ(encoder->getQueuedSamples(), 100u);
   EXPECT_EQ(encoder->getQueuedBytes(), 100u * 4u) << "not a 256 KiB block each";
-  release(out);
 }
 
 // At the end the samples short of a frame make a last frame and the
-// library's frame of delay follows, each 1024 positions after the one
-// before; buffers after it are refused with a line.
+// library's frame of delay follows, each 1024 positions after the one before.
 TEST_F(AacEncoderFramingTest, EndOfStreamGivesTheLastSamplesAndTheDelayedFrame) {
   const uint64_t p = 5000;
   for (uint64_t i = 0; i < 3; ++i) feed(1152, p + i * 1152);
@@ -215,61 +207,6 @@ TEST_F(AacEncoderFramingTest, EndOfStreamGivesTheLastSamplesAndTheDelayedFrame) 
   EXPECT_EQ(encoder->getQueuedSamples(), 0u);
   EXPECT_EQ(encoder->endOfStream(out), 0);
   EXPECT_TRUE(out.empty()) << "a second end does nothing";
-
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
-  AudioSampleBuffer buffer;
-  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
-  EXPECT_EQ(encoder->addSampleBuffer(buffer, out), -1);
-  lines.clear();
-  log.getLogStatements(lines);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].statement, "AudioEncoderAAC.addSampleBuffer[{context}]: buffer refused: the stream has ended");
-  EXPECT_EQ(lines[0].level, 3);
-}
-
-TEST(AacEncoderRoundTrip, OurDecoderHearsTheSineAgain) {
-  LogCollector log;
-  auto encoder = makeEncoder(log, 2, 44100, 128000);
-  ASSERT_EQ(encoder->initialize(), 0);
-  std::vector<AudioFrameEncoded> frames;
-  AudioSampleBuffer buffer;
-  ASSERT_EQ(buffer.allocBuffer(1152, 2, 44100), 0);
-  const uint32_t total = 44100 * 2;
-  for (uint64_t at = 0; at + 1152 <= total; at += 1152) {
-    buffer.setTimecode(at);
-    fillSine(buffer, 2, at, 44100);
-    ASSERT_EQ(encoder->addSampleBuffer(buffer, frames), 0);
-  }
-  ASSERT_GT(frames.size(), 80u);
-
-  auto decoder = std::make_unique<AudioDecoderAAC>();
-  uint8_t config[2] = {0x12, 0x10};  // AAC LC, 44100 Hz, stereo: what the host builds
-  ASSERT_EQ(decoder->decodeCodecConfig(config, 0, 2), 0);
-  ASSERT_EQ(decoder->initialize(), 0);
-  AudioSampleBuffer decoded;
-  ASSERT_EQ(decoded.allocBuffer(1024, 2, 44100), 0);
-  std::vector<int16_t> pcm;
-  for (const AudioFrameEncoded& frame : frames) {
-    std::vector<uint8_t> block(7, 0);
-    block.insert(block.end(), frame.block.data(), frame.block.data() + frame.block.size());
-    const auto length = static_cast<uint32_t>(block.size());
-    if (!decoder->isFirstFrameDecoded()) {
-      ASSERT_EQ(decoder->decodeFirstFrame(block.data(), 0, length), 0);
-    }
-    const uint32_t before = decoder->getDecodedFrameCount();
-    ASSERT_EQ(decoder->decodeFrame(block.data(), 0, length, frame.timecode * 1000 / 44100, decoded), 0);
-    ASSERT_EQ(decoder->getDecodedFrameCount(), before + 1);
-    const auto* s = reinterpret_cast<const int16_t*>(decoded.getBuffer());
-    pcm.insert(pcm.end(), s, s + 2048);
-  }
-  long crossings = 0;
-  for (size_t i = pcm.size() / 4 + 2; i < pcm.size() * 3 / 4; i += 2) {
-    if (pcm[i - 2] < 0 && pcm[i] >= 0) ++crossings;
-  }
-  const double seconds = static_cast<double>(pcm.size() / 2) / 2 / 44100.0;
-  EXPECT_NEAR(static_cast<double>(crossings) / seconds, 440.0, 3.0);
-  release(frames);
 }
 
 }  // namespace

@@ -24,10 +24,6 @@ void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t firstSample
   }
 }
 
-void release(std::vector<AudioFrameEncoded>& frames) {
-  frames.clear();
-}
-
 class AudioEncoderVorbisTest : public ::testing::TestWithParam<uint32_t> {
  protected:
   void SetUp() override {
@@ -99,11 +95,10 @@ TEST_P(AudioEncoderVorbisTest, PacketTimecodesFollowTheSamplesThroughTheLookahea
   }
   EXPECT_LE(packets.back().timecode, start + 200 * 1024);
   EXPECT_GE(packets.back().timecode, start + 200 * 1024 - 4096);
-  release(packets);
 }
 
 // At the end the library analyses what it holds: the last packets stand up
-// to the last sample, and buffers after it are refused with a line.
+// to the last sample.
 TEST_P(AudioEncoderVorbisTest, EndOfStreamGivesTheLastPacketsUpToTheLastSample) {
   AudioSampleBuffer buffer;
   ASSERT_EQ(buffer.allocBuffer(1000, GetParam(), 44100), 0);
@@ -124,17 +119,6 @@ TEST_P(AudioEncoderVorbisTest, EndOfStreamGivesTheLastPacketsUpToTheLastSample) 
   std::vector<AudioFrameEncoded> again;
   EXPECT_EQ(encoder.endOfStream(again), 0);
   EXPECT_TRUE(again.empty()) << "a second end does nothing";
-
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
-  EXPECT_EQ(encoder.addSampleBuffer(buffer, again), -1);
-  lines.clear();
-  log.getLogStatements(lines);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].statement, "AudioEncoderVorbis.addSampleBuffer[{context}]: buffer refused: the stream has ended");
-  EXPECT_EQ(lines[0].level, 3);
-  EXPECT_EQ(lines[0].contextIndex, 3);
-  release(packets);
 }
 
 INSTANTIATE_TEST_SUITE_P(MonoAndStereo, AudioEncoderVorbisTest, ::testing::Values(1u, 2u));
@@ -192,7 +176,6 @@ TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
   buffer.setSampleCount(100000);  // claims far more than its block holds
   std::vector<AudioFrameEncoded> out;
   for (int i = 0; i < 50; ++i) ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
-  release(out);
 }
 
 TEST(AudioEncoderVorbisSetup, AnEmptyBufferDoesNotEndTheStream) {
@@ -210,7 +193,6 @@ TEST(AudioEncoderVorbisSetup, AnEmptyBufferDoesNotEndTheStream) {
     ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
   }
   EXPECT_GT(out.size(), 40u);
-  release(out);
 }
 
 // Runs `body` on a thread with a stack of `bytes`, the size a JVM gives its threads.
@@ -245,7 +227,6 @@ TEST(AudioEncoderVorbisSetup, ALargeBufferGoesInThroughBoundedChunksOnAJavaSized
   EXPECT_EQ(out.front().timecode, 1000u);
   EXPECT_GE(out.back().timecode, 1000u + 400000u - 4096u);
   EXPECT_LE(out.back().timecode, 1000u + 400000u);
-  release(out);
 }
 
 }  // namespace

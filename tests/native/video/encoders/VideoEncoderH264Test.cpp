@@ -328,11 +328,6 @@ std::vector<VideoFrameEncoded> encodeFrames(VideoEncoderH264& encoder, const Syn
   return out;
 }
 
-// Frees the blocks the encoder handed over.
-struct EncodedFrames {
-  std::vector<VideoFrameEncoded> frames;
-};
-
 std::set<int64_t> keyTimecodes(const std::vector<VideoFrameEncoded>& frames) {
   std::set<int64_t> out;
   for (const auto& f : frames) {
@@ -351,10 +346,10 @@ TEST(VideoEncoderH264, UnderKeyFrameFollowKeyFramesFallOnTheSourcesOnly) {
   configure(*follow, 2, 160, 96, 300000);
   follow->setKeyFrameFollow(true);
   ASSERT_EQ(follow->initialize(), 0);
-  EncodedFrames followed{encodeFrames(*follow, clip, types, hints)};
-  ASSERT_GT(followed.frames.size(), 50u);
+  const std::vector<VideoFrameEncoded> followed = encodeFrames(*follow, clip, types, hints);
+  ASSERT_GT(followed.size(), 50u);
   // The scene change at 25 would draw a key frame of the library's own.
-  EXPECT_EQ(keyTimecodes(followed.frames), (std::set<int64_t>{timecodeOf(0), timecodeOf(17), timecodeOf(40)}));
+  EXPECT_EQ(keyTimecodes(followed), (std::set<int64_t>{timecodeOf(0), timecodeOf(17), timecodeOf(40)}));
 
   // Without it the same frames only carry their hint: the library places
   // key frames by its own rules (here: the first, and none on requests).
@@ -363,49 +358,9 @@ TEST(VideoEncoderH264, UnderKeyFrameFollowKeyFramesFallOnTheSourcesOnly) {
   own->setParameterLong(10002, 0);   // no interval
   own->setParameterLong(10068, 0);   // no scene cut
   ASSERT_EQ(own->initialize(), 0);
-  EncodedFrames placed{encodeFrames(*own, clip, types, hints)};
-  ASSERT_GT(placed.frames.size(), 50u);
-  EXPECT_EQ(keyTimecodes(placed.frames), (std::set<int64_t>{timecodeOf(0)}));
-}
-
-// At the end the library's lookahead and reordered pictures come out: every
-// frame once, with its own timecode, B-frames among them; a frame after the
-// end is refused with a line.
-TEST(VideoEncoderH264, EndOfStreamGivesOutEveryHeldPictureThenRefusesFrames) {
-  constexpr int kCount = 40;
-  const SyntheticClip clip = cvx::test::makeClip(160, 96, kCount, kFourCCYV12, -1);
-  LogCollector log;
-  auto encoder = makeEncoder();
-  encoder->setLogger(&log);
-  configure(*encoder, 2, 160, 96, 300000);
-  ASSERT_EQ(encoder->initialize(), 0);
-  EncodedFrames out{encodeFrames(*encoder, clip)};
-  ASSERT_LT(out.frames.size(), static_cast<size_t>(kCount)) << "the lookahead holds pictures back";
-  ASSERT_EQ(encoder->endOfStream(), 0);
-  encoder->getEncodedFrames(out.frames);
-  ASSERT_EQ(out.frames.size(), static_cast<size_t>(kCount));
-  std::set<int64_t> times;
-  bool bidirectional = false;
-  for (const VideoFrameEncoded& f : out.frames) {
-    times.insert(f.timecode);
-    bidirectional = bidirectional || f.frameType == 3;
-  }
-  std::set<int64_t> expected;
-  for (int i = 0; i < kCount; ++i) expected.insert(timecodeOf(i));
-  EXPECT_EQ(times, expected);
-  EXPECT_TRUE(bidirectional);
-  EXPECT_EQ(encoder->endOfStream(), 0) << "a second end does nothing";
-
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
-  VideoFrameBuffer frame;
-  ASSERT_EQ(frame.allocBuffer(160, 96, kFourCCYV12), 0);
-  EXPECT_EQ(encoder->addFrame(frame), -1);
-  lines.clear();
-  log.getLogStatements(lines);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].statement, "VideoEncoderH264.addFrame[{context}]: frame refused: the stream has ended");
-  EXPECT_EQ(lines[0].level, 3);
+  const std::vector<VideoFrameEncoded> placed = encodeFrames(*own, clip, types, hints);
+  ASSERT_GT(placed.size(), 50u);
+  EXPECT_EQ(keyTimecodes(placed), (std::set<int64_t>{timecodeOf(0)}));
 }
 
 // Timecodes enter the library in tenths of a millisecond: those whose tenths
@@ -425,15 +380,15 @@ TEST(VideoEncoderH264, TimecodesAtTheEdgesOfSixtyFourBitsSaturate) {
   VideoFrameBuffer frame;
   ASSERT_EQ(frame.allocBuffer(64, 48, kFourCCI420), 0);
   std::memcpy(frame.getBytes(), clip.pictures[0].data(), clip.pictures[0].size());
-  EncodedFrames out;
+  std::vector<VideoFrameEncoded> out;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.in);
     frame.setTimecode(c.in);
     ASSERT_EQ(encoder->addFrame(frame, 0), 0);
-    const size_t before = out.frames.size();
-    encoder->getEncodedFrames(out.frames);
-    ASSERT_EQ(out.frames.size(), before + 1);
-    EXPECT_EQ(out.frames.back().timecode, c.out);
+    const size_t before = out.size();
+    encoder->getEncodedFrames(out);
+    ASSERT_EQ(out.size(), before + 1);
+    EXPECT_EQ(out.back().timecode, c.out);
   }
 }
 
@@ -462,8 +417,8 @@ TEST(VideoEncoderH264, InitializeReportsTheCheckAndStaysUsableAfterAFailure) {
   encoder->setFrameSize(160, 96);
   EXPECT_EQ(encoder->checkSettings(), 0);
   EXPECT_EQ(encoder->initialize(), 0);
-  EncodedFrames out{encodeFrames(*encoder, cvx::test::makeClip(160, 96, 5, kFourCCYV12, -1))};
-  EXPECT_EQ(out.frames.size(), 5u) << "family 0 is zero latency: every frame comes out at once";
+  const std::vector<VideoFrameEncoded> out = encodeFrames(*encoder, cvx::test::makeClip(160, 96, 5, kFourCCYV12, -1));
+  EXPECT_EQ(out.size(), 5u) << "family 0 is zero latency: every frame comes out at once";
   EXPECT_EQ(encoder->initialize(), -1) << "a second initialize is refused";
 }
 
@@ -482,7 +437,8 @@ std::vector<int> walkPrefixes(const VideoFrameEncoded& f) {
   return at == f.block.size() ? types : std::vector<int>{};
 }
 
-TEST(VideoEncoderH264, EncodesFramesToLengthPrefixedUnitsThatDecodeWithTheirTimecodes) {
+// The access units' shape; their pixels and timecodes are the round trip's.
+TEST(VideoEncoderH264, EncodesFramesToLengthPrefixedUnitsLedByADelimiterOfTheirType) {
   constexpr uint32_t kW = 192;
   constexpr uint32_t kH = 144;
   constexpr int kCount = 60;
@@ -492,19 +448,14 @@ TEST(VideoEncoderH264, EncodesFramesToLengthPrefixedUnitsThatDecodeWithTheirTime
   encoder->setParameterLong(10069, 3);  // B-frames
   encoder->setParameterLong(10016, 2);  // two slices: later slices get their own prefix too
   ASSERT_EQ(encoder->initialize(), 0);
-  EncodedFrames out{encodeFrames(*encoder, clip)};
-  // The library holds its lookahead when the encoder goes: those never come out.
-  ASSERT_GE(out.frames.size(), static_cast<size_t>(kCount - 20));
-  ASSERT_LE(out.frames.size(), static_cast<size_t>(kCount));
-
-  std::map<int64_t, int> indexOfTimecode;
-  for (int i = 0; i < kCount; ++i) indexOfTimecode[timecodeOf(i)] = i;
-  std::set<int64_t> seen;
+  std::vector<VideoFrameEncoded> out = encodeFrames(*encoder, clip);
+  ASSERT_EQ(encoder->endOfStream(), 0);
+  encoder->getEncodedFrames(out);
+  ASSERT_EQ(out.size(), static_cast<size_t>(kCount));
   std::map<uint32_t, int> typeCounts;
-  std::vector<uint8_t> annexB;
   bool reordered = false;
-  for (size_t k = 0; k < out.frames.size(); ++k) {
-    const VideoFrameEncoded& f = out.frames[k];
+  for (size_t k = 0; k < out.size(); ++k) {
+    const VideoFrameEncoded& f = out[k];
     SCOPED_TRACE(k);
     const std::vector<int> nals = walkPrefixes(f);
     ASSERT_FALSE(nals.empty()) << "prefixes walk the unit exactly";
@@ -517,37 +468,12 @@ TEST(VideoEncoderH264, EncodesFramesToLengthPrefixedUnitsThatDecodeWithTheirTime
     const uint8_t delimiter = f.block.data()[5];
     EXPECT_EQ(delimiter, f.frameType == 1 ? 0x10 : f.frameType == 3 ? 0x50 : 0x30);
     ++typeCounts[f.frameType];
-    EXPECT_TRUE(indexOfTimecode.count(f.timecode)) << "timecode " << f.timecode << " was never put";
-    EXPECT_TRUE(seen.insert(f.timecode).second) << "timecode " << f.timecode << " twice";
-    reordered = reordered || (k > 0 && f.timecode < out.frames[k - 1].timecode);
-    // Back to Annex B for the decoder.
-    for (uint32_t at = 0; at < f.block.size();) {
-      const uint32_t n = (uint32_t{f.block.data()[at]} << 24) | (uint32_t{f.block.data()[at + 1]} << 16) |
-                         (uint32_t{f.block.data()[at + 2]} << 8) | f.block.data()[at + 3];
-      annexB.insert(annexB.end(), {0, 0, 0, 1});
-      annexB.insert(annexB.end(), f.block.data() + at + 4, f.block.data() + at + 4 + n);
-      at += 4 + n;
-    }
+    reordered = reordered || (k > 0 && f.timecode < out[k - 1].timecode);
   }
-  EXPECT_EQ(out.frames.front().frameType, 1u);
+  EXPECT_EQ(out.front().frameType, 1u);
   EXPECT_GT(typeCounts[2], 0);
   EXPECT_GT(typeCounts[3], 0);
   EXPECT_TRUE(reordered) << "B-frames leave after the frames they lean on";
-
-  if (std::system("ffmpeg -version > /dev/null 2>&1") != 0) {
-    GTEST_SKIP() << "ffmpeg not available";
-  }
-  const auto decoded = cvx::test::decodeWithFfmpeg(annexB, kW, kH, "video_encoder_h264");
-  ASSERT_EQ(decoded.size(), out.frames.size());
-  // Pictures come out of the decoder in display order: the k-th is the
-  // source picture of the k-th smallest timecode. A timecode that travelled
-  // with the wrong picture would pair a moving picture with a neighbour.
-  size_t k = 0;
-  double worst = 99;
-  for (int64_t timecode : seen) {
-    worst = std::min(worst, cvx::test::psnrI420(decoded[k++], clip, indexOfTimecode[timecode]));
-  }
-  EXPECT_GT(worst, 32.0);
 }
 
 }  // namespace
