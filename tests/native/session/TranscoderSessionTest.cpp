@@ -83,17 +83,6 @@ TEST(TranscoderSession, ReplacingADecoderDeletesTheOneBefore) {
   EXPECT_EQ(journal.destroyed, std::vector<std::string>{"first"});
 }
 
-TEST(TranscoderSession, LookupsGiveNothingPastTheEnd) {
-  TranscoderSession session;
-  EXPECT_EQ(session.getVideoEncoder(0), nullptr);
-  EXPECT_EQ(session.getAudioEncoder(0), nullptr);
-  EXPECT_EQ(session.getAudioBuffer(0), nullptr);
-  session.appendVideoEncoder(std::make_unique<FakeVideoEncoder>(nullptr, "v"));
-  EXPECT_NE(session.getVideoEncoder(0), nullptr);
-  EXPECT_EQ(session.getVideoEncoder(1), nullptr);
-  EXPECT_EQ(session.getVideoEncoder(0xFFFFFFFFu), nullptr);
-}
-
 MallocBlock filledBlock(uint8_t value, uint32_t length) {
   MallocBlock block = allocateMallocBlock(length);
   std::memset(block.get(), value, length);

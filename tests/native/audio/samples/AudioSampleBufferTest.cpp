@@ -10,15 +10,6 @@
 namespace cvx {
 namespace {
 
-TEST(AudioSampleBuffer, StartsDescribedButWithoutABlock) {
-  AudioSampleBuffer buffer;
-  EXPECT_EQ(buffer.getSampleCount(), 1024u);
-  EXPECT_EQ(buffer.getChannels(), 2u);
-  EXPECT_EQ(buffer.getSampleRate(), 0u);
-  EXPECT_EQ(buffer.getBuffer(), nullptr);
-  EXPECT_EQ(buffer.getBufferSize(), 0u);
-}
-
 TEST(AudioSampleBuffer, AllocationSizesFollowChannelsAndSamples) {
   struct Case {
     uint32_t samples, channels, rate, bytes;

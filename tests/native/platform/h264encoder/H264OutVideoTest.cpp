@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/MediaFixtures.h"
 #include "support/SyntheticClip.h"
 #include "logging/LogCollector.h"
 #include "platform/h264encoder/H264OutVideo.h"
@@ -66,50 +67,46 @@ std::set<int64_t> timecodesOf(const std::set<int>& indices) {
   return out;
 }
 
+// The encoder class's round trip takes YV12; here the other chroma order.
 TEST(H264OutVideo, PicturesArriveFramedWithOwnTimeStampsAndDecode) {
-  for (uint32_t fourcc : {kFourCCYV12, kFourCCI420}) {
-    SCOPED_TRACE(fourcc == kFourCCYV12 ? "YV12" : "I420");
-    const SyntheticClip clip = makeClip(kWidth, kHeight, kPictures, fourcc, -1);
-    H264EncoderSettings s = liveSettings(2, 2, 3000000);
-    s.bFrames = 3;
-    const EncodeResult run = encodeClip(s, clip);
-    ASSERT_EQ(run.worstPutStatus, 0);
-    EXPECT_EQ(run.doneStatus, 0);
-    EXPECT_EQ(run.orderFaults, 0);
-    ASSERT_EQ(run.pictures.size(), static_cast<size_t>(kPictures));
+  const SyntheticClip clip = makeClip(kWidth, kHeight, kPictures, kFourCCI420, -1);
+  H264EncoderSettings s = liveSettings(2, 2, 3000000);
+  s.bFrames = 3;
+  const EncodeResult run = encodeClip(s, clip);
+  ASSERT_EQ(run.worstPutStatus, 0);
+  EXPECT_EQ(run.doneStatus, 0);
+  EXPECT_EQ(run.orderFaults, 0);
+  ASSERT_EQ(run.pictures.size(), static_cast<size_t>(kPictures));
 
-    std::set<int64_t> starts;
-    std::vector<int64_t> order;
-    int bPictures = 0;
-    for (const auto& picture : run.pictures) {
-      const AccessUnitScan scan = scanAccessUnit(picture.bytes);
-      EXPECT_NE(scan.delimiter, 0) << "access unit without a leading delimiter";
-      EXPECT_TRUE(scan.onlyFourByteStartCodes);
-      bPictures += scan.delimiter == kDelimiterB ? 1 : 0;
-      ASSERT_TRUE(picture.stamped);
-      EXPECT_EQ(picture.stamp.stop, picture.stamp.start + 333) << "the whole record travels with its picture";
-      starts.insert(picture.stamp.start);
-      order.push_back(picture.stamp.start);
-    }
-    std::set<int64_t> expected;
-    for (int i = 0; i < kPictures; ++i) {
-      expected.insert(clipTimecode(i) * 10);
-    }
-    EXPECT_EQ(starts, expected);
-    EXPECT_GT(bPictures, 0);
-    EXPECT_FALSE(std::is_sorted(order.begin(), order.end())) << "B-frames leave in decode order";
-
-    const auto decoded = decodeWithFfmpeg(concatenate(run), kWidth, kHeight, "h264_roundtrip");
-    if (std::system("ffmpeg -version > /dev/null 2>&1") != 0) {
-      GTEST_SKIP() << "ffmpeg not available";
-    }
-    ASSERT_EQ(decoded.size(), static_cast<size_t>(kPictures));
-    double worst = std::numeric_limits<double>::max();
-    for (int i = 0; i < kPictures; ++i) {
-      worst = std::min(worst, psnrI420(decoded[i], clip, i));
-    }
-    EXPECT_GT(worst, 35.0);
+  std::set<int64_t> starts;
+  std::vector<int64_t> order;
+  int bPictures = 0;
+  for (const auto& picture : run.pictures) {
+    const AccessUnitScan scan = scanAccessUnit(picture.bytes);
+    EXPECT_NE(scan.delimiter, 0) << "access unit without a leading delimiter";
+    EXPECT_TRUE(scan.onlyFourByteStartCodes);
+    bPictures += scan.delimiter == kDelimiterB ? 1 : 0;
+    ASSERT_TRUE(picture.stamped);
+    EXPECT_EQ(picture.stamp.stop, picture.stamp.start + 333) << "the whole record travels with its picture";
+    starts.insert(picture.stamp.start);
+    order.push_back(picture.stamp.start);
   }
+  std::set<int64_t> expected;
+  for (int i = 0; i < kPictures; ++i) {
+    expected.insert(clipTimecode(i) * 10);
+  }
+  EXPECT_EQ(starts, expected);
+  EXPECT_GT(bPictures, 0);
+  EXPECT_FALSE(std::is_sorted(order.begin(), order.end())) << "B-frames leave in decode order";
+
+  if (!haveFfmpeg()) GTEST_SKIP() << "ffmpeg is needed";
+  const auto decoded = decodeWithFfmpeg(concatenate(run), kWidth, kHeight, "h264_roundtrip");
+  ASSERT_EQ(decoded.size(), static_cast<size_t>(kPictures));
+  double worst = std::numeric_limits<double>::max();
+  for (int i = 0; i < kPictures; ++i) {
+    worst = std::min(worst, psnrI420(decoded[i], clip, i));
+  }
+  EXPECT_GT(worst, 35.0);
 }
 
 TEST(H264OutVideo, KeyFramesFallOnRequestsOnlyUnderKeyFrameFollow) {
@@ -143,33 +140,6 @@ TEST(H264OutVideo, KeyFramesFallOnRequestsOnlyUnderKeyFrameFollow) {
     idrs += static_cast<int>(std::count(types.begin(), types.end(), 5));
   }
   EXPECT_EQ(idrs, 1) << "only the first picture is an IDR";
-}
-
-TEST(H264OutVideo, AverageRateFollowsTheBitrate) {
-  const int pictures = 90;
-  const SyntheticClip clip = makeClip(kWidth, kHeight, pictures, kFourCCI420, 45);
-  for (uint32_t bitrate : {300000u, 800000u}) {
-    SCOPED_TRACE(bitrate);
-    const EncodeResult run = encodeClip(liveSettings(1, 2, bitrate), clip);
-    ASSERT_EQ(run.pictures.size(), static_cast<size_t>(pictures));
-    const double seconds = pictures / 30.0;
-    const double actual = static_cast<double>(concatenate(run).size()) * 8.0 / seconds;
-    EXPECT_NEAR(actual / bitrate, 1.0, 0.2);
-  }
-}
-
-TEST(H264OutVideo, EverySliceGetsAFourByteStartCode) {
-  const SyntheticClip clip = makeClip(kWidth, kHeight, 8, kFourCCI420, -1);
-  H264EncoderSettings s = liveSettings(1, 1, 1000000);
-  s.sliceCount = 4;
-  s.threads = 1;
-  const EncodeResult run = encodeClip(s, clip);
-  ASSERT_EQ(run.pictures.size(), 8u);
-  for (const auto& picture : run.pictures) {
-    const AccessUnitScan scan = scanAccessUnit(picture.bytes);
-    EXPECT_TRUE(scan.onlyFourByteStartCodes);
-    EXPECT_EQ(std::count_if(scan.nalTypes.begin(), scan.nalTypes.end(), [](int t) { return t == 1 || t == 5; }), 4);
-  }
 }
 
 TEST(H264OutVideo, DoneWritesOutOrDropsHeldPictures) {

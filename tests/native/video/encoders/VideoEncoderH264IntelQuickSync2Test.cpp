@@ -235,21 +235,6 @@ TEST_F(QuickSyncEncoderTest, EncodesEachFrameIntoALengthPrefixedUnitWithKeyFrame
   }
   EXPECT_EQ(encoder->getFrameCountEncoded(), static_cast<uint32_t>(kFrames));
   EXPECT_EQ(encoder->getEncodedFrameCount(), 0u);
-
-  // What came out decodes to what went in.
-  std::vector<uint8_t> annexB;
-  for (const VideoFrameEncoded& f : out) {
-    for (uint32_t at = 0; at < f.block.size();) {
-      const uint32_t n = uint32_t{f.block.data()[at]} << 24 | uint32_t{f.block.data()[at + 1]} << 16 |
-                         uint32_t{f.block.data()[at + 2]} << 8 | f.block.data()[at + 3];
-      annexB.insert(annexB.end(), {0, 0, 0, 1});
-      annexB.insert(annexB.end(), f.block.data() + at + 4, f.block.data() + at + 4 + n);
-      at += 4 + n;
-    }
-  }
-  const std::vector<std::vector<uint8_t>> decoded = test::decodeWithFfmpeg(annexB, kWidth, kHeight, "qsv-encode");
-  ASSERT_EQ(decoded.size(), static_cast<size_t>(kFrames));
-  for (int i = 0; i < kFrames; ++i) EXPECT_GT(test::psnrI420(decoded[i], clip(), i), 35.0) << "frame " << i;
 }
 
 TEST_F(QuickSyncEncoderTest, TheHintDecidesAKeyFrameOnlyUnderKeyFrameFollow) {
@@ -328,8 +313,7 @@ TEST_F(QuickSyncEncoderTest, EveryStatusOfTheEncodeLoop) {
 }
 
 // A runtime that holds frames gives them out at the end, one call each with
-// no surface, under the time stamps they went in with; a frame after the end
-// is refused with a line.
+// no surface, under the time stamps they went in with.
 TEST_F(QuickSyncEncoderTest, EndOfStreamTakesTheFramesTheRuntimeHolds) {
   fakeMfxSet("delayFrames", 2);
   make();
@@ -346,15 +330,6 @@ TEST_F(QuickSyncEncoderTest, EndOfStreamTakesTheFramesTheRuntimeHolds) {
   }
   EXPECT_EQ(encoder->endOfStream(), 0);
   EXPECT_EQ(fakeMfxCalls("ENCODE_EncodeFrameAsync") - calls, 3) << "a second end does nothing";
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
-  EXPECT_EQ(encoder->addFrame(source, 0), -1);
-  lines.clear();
-  log.getLogStatements(lines);
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_EQ(lines[0].statement,
-            "VideoEncoderH264IntelQuickSync2.addFrame[{context}]: frame refused: the stream has ended");
-  EXPECT_EQ(lines[0].level, 3);
 }
 
 TEST_F(QuickSyncEncoderTest, KeyFramesWithAFourByteSeiAndFramesWithoutOne) {
