@@ -45,6 +45,17 @@ bool makeH264Clip(const std::string& name, int width, int height, int frames, co
   return !sps.empty() && !pps.empty();
 }
 
+std::vector<uint8_t> lengthPrefixed(std::initializer_list<std::vector<uint8_t>> units) {
+  std::vector<uint8_t> out;
+  for (const std::vector<uint8_t>& u : units) {
+    const auto n = static_cast<uint32_t>(u.size());
+    out.insert(out.end(), {static_cast<uint8_t>(n >> 24), static_cast<uint8_t>(n >> 16), static_cast<uint8_t>(n >> 8),
+                           static_cast<uint8_t>(n)});
+    out.insert(out.end(), u.begin(), u.end());
+  }
+  return out;
+}
+
 std::vector<uint8_t> yv12AsI420(const uint8_t* yv12, int width, int height) {
   const size_t luma = static_cast<size_t>(width) * height;
   const size_t chroma = luma / 4;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,9 @@ bool makeH264Clip(const std::string& name, int width, int height, int frames, co
 
 // The record for an SPS and a PPS given without start codes.
 std::vector<uint8_t> configurationRecord(const std::vector<uint8_t>& sps, const std::vector<uint8_t>& pps);
+
+// The units behind four-byte big-endian lengths, as a host's H.264 frame.
+std::vector<uint8_t> lengthPrefixed(std::initializer_list<std::vector<uint8_t>> units);
 
 // The picture of a YV12 buffer of width x height as I420, for comparison with
 // ffmpeg's decode.

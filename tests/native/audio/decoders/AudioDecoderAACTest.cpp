@@ -10,9 +10,12 @@
 #include "support/AudioFixtures.h"
 #include "support/ScriptedDecoderStream.h"
 #include "logging/LogCollector.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
+
+using test::drain;
 
 // The class over a scripted library.
 class ScriptedAAC : public AudioDecoderAAC {
@@ -26,12 +29,6 @@ class ScriptedAAC : public AudioDecoderAAC {
  private:
   test::ScriptedDecoderStream* library;
 };
-
-std::vector<LogStatement> drain(LogCollector& log) {
-  std::vector<LogStatement> out;
-  log.getLogStatements(out);
-  return out;
-}
 
 TEST(AacDecoderConfig, ReadsTypeRateIndexAndChannelConfigFromTwoBytes) {
   struct Case {

@@ -9,15 +9,12 @@
 #include "audio/samples/AudioSampleBuffer.h"
 #include "support/AudioFixtures.h"
 #include "logging/LogCollector.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
 
-std::vector<LogStatement> drain(LogCollector& log) {
-  std::vector<LogStatement> out;
-  log.getLogStatements(out);
-  return out;
-}
+using test::drain;
 
 TEST(Mp2FirstFrame, ReadsRateAndChannelsFromTheHeader) {
   struct Case {

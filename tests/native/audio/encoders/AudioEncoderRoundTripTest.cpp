@@ -16,6 +16,7 @@
 #include "logging/LogCollector.h"
 #include "support/AudioFixtures.h"
 #include "support/MediaFixtures.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -73,16 +74,6 @@ class AudioEncoderRoundTrip : public ::testing::Test {
     ASSERT_EQ(encoder->initialize(), 0);
   }
 
-  std::vector<std::string> errors() {
-    std::vector<LogStatement> lines;
-    log.getLogStatements(lines);
-    std::vector<std::string> out;
-    for (const LogStatement& line : lines) {
-      if (line.level == 3) out.push_back(line.statement);
-    }
-    return out;
-  }
-
   LogCollector log;
   // Codec destructors may throw, so tests hold encoders through a pointer.
   std::unique_ptr<typename Codec::Encoder> encoder = std::make_unique<typename Codec::Encoder>();
@@ -121,12 +112,12 @@ TYPED_TEST(AudioEncoderRoundTrip, TheDecodedStreamMatchesTheInputAboveTheFloorTh
   EXPECT_GT(snr, TypeParam::kSnrFloor);
   ::testing::Test::RecordProperty("snr", std::to_string(snr));
 
-  EXPECT_TRUE(this->errors().empty());
+  EXPECT_TRUE(test::drainTexts(this->log, 3).empty());
   Frames after;
   ASSERT_EQ(this->encoder->endOfStream(after), 0);
   EXPECT_TRUE(after.empty()) << "a second end does nothing";
   EXPECT_EQ(this->encoder->addSampleBuffer(buffer, after), -1);
-  EXPECT_EQ(this->errors(), std::vector<std::string>{std::string(TypeParam::kName) +
+  EXPECT_EQ(test::drainTexts(this->log, 3), std::vector<std::string>{std::string(TypeParam::kName) +
                                                       ".addSampleBuffer[{context}]: buffer refused: the stream has ended"});
 }
 

@@ -13,6 +13,7 @@
 #include "support/FakeRuntimeFixture.h"
 #include "support/H264Clip.h"
 #include "video/frames/VideoFrameBuffer.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -95,15 +96,6 @@ class QuickSyncDecoderTest : public test::FakeRuntimeTest {
     ADD_FAILURE() << "decode never reported its input consumed";
     return all;
   }
-  std::vector<std::string> lines(int level) {
-    std::vector<LogStatement> statements;
-    log.getLogStatements(statements);
-    std::vector<std::string> out;
-    for (const LogStatement& s : statements) {
-      if (s.level == level) out.push_back(s.statement);
-    }
-    return out;
-  }
   void expectPicturesMatchTheReference(const H264Clip& clip) {
     const size_t size = clip.stream.pictureBytes();
     for (size_t k = 0; k < pictures.size(); ++k) {
@@ -131,7 +123,7 @@ TEST_F(QuickSyncDecoderTest, DecodesBFramesInDisplayOrderWithTheirTimecodesAndTy
   EXPECT_DOUBLE_EQ(decoder->getFrameRate(), 25.0);
   EXPECT_EQ(fakeMfxLast("DecodeInit.IOPattern"), MFX_IOPATTERN_OUT_SYSTEM_MEMORY);
   EXPECT_EQ(decoder->getSurfaceCount(), 4u) << "what the runtime suggested";
-  EXPECT_EQ(lines(2), (std::vector<std::string>{
+  EXPECT_EQ(test::drainTexts(log, 2), (std::vector<std::string>{
                           "VideoDecoderH264IntelQuickSync.initialize[{context}]: Create video decoder: Hardware",
                           "VideoDecoderH264IntelQuickSync.updateDecodeInfo[{context}]:  frame:160x96 display:160x96 "
                           "frameRate:25"}));
@@ -147,7 +139,7 @@ TEST_F(QuickSyncDecoderTest, DecodesBFramesInDisplayOrderWithTheirTimecodesAndTy
   for (int i = 0; i < fakeMfxCount("DecodeFrameAsync.TimeStamp"); ++i) {
     EXPECT_EQ(fakeMfxNth("DecodeFrameAsync.TimeStamp", i) % 3600, 0) << "40 ms is 3600 ticks";
   }
-  EXPECT_TRUE(lines(3).empty());
+  EXPECT_TRUE(test::drainTexts(log, 3).empty());
 }
 
 // At the end the runtime is asked without a bitstream for what it holds:
@@ -168,10 +160,10 @@ TEST_F(QuickSyncDecoderTest, EndOfStreamGivesOutThePicturesTheRuntimeHolds) {
     EXPECT_EQ(pictures[k].frameType, k % 12 == 0 ? 1 : 2) << "picture " << k;
   }
   EXPECT_TRUE(decoder->isInputEmpty());
-  EXPECT_TRUE(lines(3).empty());
+  EXPECT_TRUE(test::drainTexts(log, 3).empty());
   std::vector<uint8_t> bytes = clip.frames[0].data;
   EXPECT_EQ(decoder->addFrame(bytes.data(), 0, static_cast<uint32_t>(bytes.size()), 0, 1), -1);
-  EXPECT_EQ(lines(3), std::vector<std::string>{
+  EXPECT_EQ(test::drainTexts(log, 3), std::vector<std::string>{
                           "VideoDecoderH264IntelQuickSync.addFrame[{context}]: refused: the stream has ended"});
 }
 
@@ -187,7 +179,7 @@ TEST_F(QuickSyncDecoderTest, InitializeNamesTheImplementationTheSdkGave) {
     fakeMfxSet("hardware", c.hardware);
     open(c.asked);
     EXPECT_TRUE(decoder->hasSession());
-    EXPECT_EQ(lines(2), std::vector<std::string>{
+    EXPECT_EQ(test::drainTexts(log, 2), std::vector<std::string>{
                             std::string("VideoDecoderH264IntelQuickSync.initialize[{context}]: Create video decoder: ") +
                             c.words});
     decoder.reset();
@@ -262,7 +254,7 @@ TEST_F(QuickSyncDecoderTest, MoreSurfaceBringsAFreshSurfaceAndAllLockedWaitsForT
   const int32_t before = decoder->getLastStatus();
   const uint32_t flags = feed(clip.frames[1]);
   EXPECT_EQ(flags & kDecodePictureReady, 0u);
-  EXPECT_EQ(lines(3), std::vector<std::string>{"TranscoderSession.decode[{context}]: INVALID_SURF_IDX"});
+  EXPECT_EQ(test::drainTexts(log, 3), std::vector<std::string>{"TranscoderSession.decode[{context}]: INVALID_SURF_IDX"});
   EXPECT_EQ(decoder->getLastStatus(), before) << "a call without a surface changes nothing";
   EXPECT_FALSE(decoder->hasStopped());
 
@@ -294,7 +286,7 @@ TEST_F(QuickSyncDecoderTest, AFatalStatusStopsDecodingForGoodAndLetsTheHostMoveO
     fakeMfxPush(c.function, c.status, 0);
     EXPECT_NE(feed(clip.frames[1]) & kDecodeInputEmpty, 0u);
     EXPECT_TRUE(decoder->hasStopped());
-    EXPECT_EQ(lines(3), std::vector<std::string>{"VideoDecoderH264IntelQuickSync.decode[{context}]: decoding stopped: "
+    EXPECT_EQ(test::drainTexts(log, 3), std::vector<std::string>{"VideoDecoderH264IntelQuickSync.decode[{context}]: decoding stopped: "
                                                  "status " + std::to_string(c.status)});
     const int calls = fakeMfxCalls("DECODE_DecodeFrameAsync");
     for (size_t f = 2; f < clip.frames.size(); ++f) {
@@ -317,7 +309,7 @@ TEST_F(QuickSyncDecoderTest, ASizeChangeInMidStreamEndsTheStreamsDecoding) {
   for (const H264Clip::Frame& f : smaller.frames) feed(f);
   EXPECT_EQ(pictures.size(), 4u) << "the runtime has no surfaces for the new size";
   EXPECT_TRUE(decoder->hasStopped());
-  EXPECT_EQ(lines(3), std::vector<std::string>{"VideoDecoderH264IntelQuickSync.decode[{context}]: decoding stopped: "
+  EXPECT_EQ(test::drainTexts(log, 3), std::vector<std::string>{"VideoDecoderH264IntelQuickSync.decode[{context}]: decoding stopped: "
                                                "status -14"});
 }
 
@@ -361,7 +353,7 @@ TEST_F(QuickSyncDecoderTest, LargeFramesGrowTheBitstreamUpToItsLimit) {
 
   std::vector<uint8_t> tooLarge = fillerFrame(VideoDecoderH264IntelQuickSync::kMaxBitstreamBytes + 8);
   EXPECT_EQ(decoder->addFrame(tooLarge.data(), 0, static_cast<uint32_t>(tooLarge.size()), 40, 2), -1);
-  const std::vector<std::string> faults = lines(3);
+  const std::vector<std::string> faults = test::drainTexts(log, 3);
   ASSERT_EQ(faults.size(), 1u);
   EXPECT_EQ(faults[0].rfind("VideoDecoderH264IntelQuickSync.addFrame[{context}]: frame of ", 0), 0u) << faults[0];
   // Decoding goes on with the next frame that fits.
@@ -374,7 +366,7 @@ TEST_F(QuickSyncDecoderTest, WithoutARuntimeTheDecoderStaysInert) {
   const H264Clip& clip = clipWithoutBFrames();
   open();
   EXPECT_FALSE(decoder->hasSession());
-  EXPECT_TRUE(lines(2).empty()) << "initialize does not say it";
+  EXPECT_TRUE(test::drainTexts(log, 2).empty()) << "initialize does not say it";
   configure(clip);
   EXPECT_EQ(decoder->getWidth(), 0u);
   uint32_t flags = 0;
@@ -382,7 +374,7 @@ TEST_F(QuickSyncDecoderTest, WithoutARuntimeTheDecoderStaysInert) {
   EXPECT_EQ(decoder->addFrame(bytes.data(), 0, static_cast<uint32_t>(bytes.size()), 0, 1), 0);
   EXPECT_EQ(decoder->decode(flags), 0);
   EXPECT_EQ(flags, static_cast<uint32_t>(kDecodeInputEmpty));
-  EXPECT_EQ(lines(3), std::vector<std::string>{"TranscoderSession.decode[{context}]: INVALID_SURF_IDX"});
+  EXPECT_EQ(test::drainTexts(log, 3), std::vector<std::string>{"TranscoderSession.decode[{context}]: INVALID_SURF_IDX"});
   EXPECT_EQ(decoder->getDecodedFrame(frame), 0);
   EXPECT_EQ(decoder->setGPUID(3), 0);
   EXPECT_EQ(decoder->close(), 0);

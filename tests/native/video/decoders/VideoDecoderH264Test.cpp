@@ -18,21 +18,11 @@ namespace {
 
 using testing::RecordingDecoderStream;
 using Bytes = std::vector<uint8_t>;
+using test::lengthPrefixed;
 
 const Bytes kSps = {0x67, 0x42, 0xC0, 0x1E, 0xAA};
 const Bytes kPps = {0x68, 0xCE, 0x3C};
 constexpr uint32_t kPicture = 0x1 | 0x100000 | 0x400000 | 0x200000;  // a picture to show
-
-Bytes lengthPrefixed(std::initializer_list<Bytes> units) {
-  Bytes out;
-  for (const Bytes& u : units) {
-    const auto n = static_cast<uint32_t>(u.size());
-    out.insert(out.end(), {static_cast<uint8_t>(n >> 24), static_cast<uint8_t>(n >> 16), static_cast<uint8_t>(n >> 8),
-                           static_cast<uint8_t>(n)});
-    out.insert(out.end(), u.begin(), u.end());
-  }
-  return out;
-}
 
 Bytes annexB(std::initializer_list<Bytes> parts) {
   Bytes out;

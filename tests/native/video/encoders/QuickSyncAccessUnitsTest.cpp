@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "support/H264Clip.h"
+
 namespace cvx {
 namespace {
 
@@ -24,17 +26,6 @@ const Bytes kSlice = {0x41, 0x9A, 0x11, 0x22, 0x33, 0x44};
 Bytes join(std::initializer_list<Bytes> parts) {
   Bytes out;
   for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-  return out;
-}
-
-Bytes prefixed(std::initializer_list<Bytes> units) {
-  Bytes out;
-  for (const Bytes& u : units) {
-    const auto n = static_cast<uint32_t>(u.size());
-    out.insert(out.end(), {static_cast<uint8_t>(n >> 24), static_cast<uint8_t>(n >> 16), static_cast<uint8_t>(n >> 8),
-                           static_cast<uint8_t>(n)});
-    out.insert(out.end(), u.begin(), u.end());
-  }
   return out;
 }
 
@@ -75,16 +66,16 @@ TEST(QuickSyncAccessUnits, RebuildsTheTwoShapesAndDropsTheRest) {
   const Case cases[] = {
       {"a predicted frame: delimiter, SEI, slice",
        join({S4, kAud, S4, kSei, S3, kSlice}),
-       {{prefixed({kSei, kSlice}), 2}}},
+       {{test::lengthPrefixed({kSei, kSlice}), 2}}},
       {"a key frame: delimiter, SPS, PPS, SEI and slice",
        join({S4, kAud, S4, kSps, S4, kPps, S3, kSei, S3, kIdr}),
-       {{prefixed({kSps, kPps, kSei, kIdr}), 1}}},
+       {{test::lengthPrefixed({kSps, kPps, kSei, kIdr}), 1}}},
       {"a key frame without a delimiter",
        join({S4, kSps, S4, kPps, S3, kSei, S3, kIdr}),
-       {{prefixed({kSps, kPps, kSei, kIdr}), 1}}},
+       {{test::lengthPrefixed({kSps, kPps, kSei, kIdr}), 1}}},
       {"two predicted frames in one bitstream",
        join({S4, kSei, S3, kSlice, S4, kSei, S3, kSlice}),
-       {{prefixed({kSei, kSlice}), 2}, {prefixed({kSei, kSlice}), 2}}},
+       {{test::lengthPrefixed({kSei, kSlice}), 2}, {test::lengthPrefixed({kSei, kSlice}), 2}}},
       // The scan after the PPS takes the next frame's four-byte SEI as the key
       // frame's, which would put the SEI behind the slice: nothing is made.
       {"a key frame then a predicted one", join({S4, kSps, S4, kPps, S3, kSei, S3, kIdr, S4, kSei, S3, kSlice}), {}},
@@ -113,7 +104,7 @@ TEST(QuickSyncAccessUnits, AKeyFramesSeiBehindFourBytesKeepsTheLayoutOfTheEmitSt
   EXPECT_EQ(out[0].type, 1u);
   Bytes seiUnit = {1};
   seiUnit.insert(seiUnit.end(), kSei.begin(), kSei.end());
-  EXPECT_EQ(out[0].bytes, prefixed({kSps, kPps, seiUnit, kIdr}));
+  EXPECT_EQ(out[0].bytes, test::lengthPrefixed({kSps, kPps, seiUnit, kIdr}));
 }
 
 TEST(QuickSyncAccessUnits, AnyBitstreamGivesOnlyFramesWhoseLengthsWalkThem) {

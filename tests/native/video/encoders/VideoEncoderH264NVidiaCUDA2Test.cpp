@@ -16,6 +16,7 @@
 #include "parameters/IParameterTarget.h"
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
 #include "video/frames/VideoFrameBuffer.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -26,16 +27,6 @@ constexpr uint32_t kWidth = 64;
 constexpr uint32_t kHeight = 48;
 constexpr uint32_t kSelectedGPU = 30010;
 constexpr uint32_t kGpuCount = 30007;
-
-std::vector<std::string> statements(LogCollector& log, int level) {
-  std::vector<LogStatement> all;
-  log.getLogStatements(all);
-  std::vector<std::string> out;
-  for (const LogStatement& s : all) {
-    if (s.level == level) out.push_back(s.statement);
-  }
-  return out;
-}
 
 int64_t setting(VideoEncoderH264NVidiaCUDA2& e, uint32_t index) {
   int64_t value = -99;
@@ -196,7 +187,7 @@ TEST_F(CudaEncoderTest, FramesComeBackInOrderWithTheirTimecodesAndKeyFramesFromT
   driver.script("devices=1");
   configure();
   EXPECT_EQ(encoder->initialize(), 0);
-  EXPECT_EQ(statements(log, 3), std::vector<std::string>{});
+  EXPECT_EQ(test::drainTexts(log, 3), std::vector<std::string>{});
   feed(25, {0, 7, 19});
   collect(25);
   ASSERT_EQ(out.size(), 25u);
@@ -247,7 +238,7 @@ TEST_F(CudaEncoderTest, EndOfStreamReturnsOnceEveryFrameCameBack) {
   for (size_t i = 0; i < out.size(); ++i) EXPECT_EQ(out[i].timecode, static_cast<int64_t>(40 * i)) << i;
   EXPECT_EQ(encoder->endOfStream(), 0) << "a second end does nothing";
   EXPECT_EQ(encoder->addFrame(frame, 0), -1);
-  EXPECT_EQ(statements(log, 3),
+  EXPECT_EQ(test::drainTexts(log, 3),
             std::vector<std::string>{"VideoEncoderH264NVidiaCUDA2.addFrame[{context}]: frame refused: the stream has ended"});
 }
 
@@ -330,7 +321,7 @@ TEST_F(CudaEncoderTest, EveryCheckedCallThatFailsSaysSoAndInitializeStillAnswers
     EXPECT_EQ(encoder->getPendingFrameCount(), 0u);
     // The failing phase speaks; the phases after it stay quiet when they
     // have no encoder to work on.
-    const std::vector<std::string> errors = statements(log, 3);
+    const std::vector<std::string> errors = test::drainTexts(log, 3);
     ASSERT_FALSE(errors.empty());
     EXPECT_EQ(errors[0], c.line);
     EXPECT_EQ(errors.size(), c.detail ? 2u : 1u);
@@ -375,7 +366,7 @@ TEST_F(CudaEncoderTest, FramesThatDoNotFitAreRefusedWithOneLine) {
   EXPECT_EQ(encoder->addFrame(bgra, 1), -1);
   VideoFrameBuffer empty;
   EXPECT_EQ(encoder->addFrame(empty, 1), -1);
-  EXPECT_EQ(statements(log, 3).size(), 1u);
+  EXPECT_EQ(test::drainTexts(log, 3).size(), 1u);
   EXPECT_EQ(encoder->getPendingFrameCount(), 0u);
   feed(1, {0});
   collect(1);
@@ -396,7 +387,7 @@ TEST_F(CudaEncoderTest, AnOffloadLevelAboveTheMaximumIsLoweredWithALine) {
     ASSERT_EQ(encoder->initialize(), 0);
     EXPECT_EQ(setting(*encoder, 30036), c.pushed);
     EXPECT_EQ(setting(*encoder, 30037), 16);
-    EXPECT_EQ(statements(log, 2), c.info);
+    EXPECT_EQ(test::drainTexts(log, 2), c.info);
   }
 }
 

@@ -23,6 +23,7 @@
 #include "video/encoders/VideoEncoderH264IntelQuickSync2.h"
 #include "video/encoders/VideoEncoderVPX.h"
 #include "video/frames/VideoFrameBuffer.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -124,16 +125,6 @@ class VideoEncoderRoundTrip : public ::testing::Test {
     ASSERT_EQ(frame.allocBuffer(kWidth, kHeight, kFourCCYV12), 0);
   }
 
-  std::vector<std::string> drainLog() {
-    std::vector<LogStatement> lines;
-    log.getLogStatements(lines);
-    std::vector<std::string> out;
-    for (const LogStatement& line : lines) {
-      if (line.level == 3) out.push_back(line.statement);
-    }
-    return out;
-  }
-
   typename Codec::Environment environment;
   LogCollector log;
   // Codec destructors may throw, so tests hold encoders through a pointer.
@@ -177,11 +168,11 @@ TYPED_TEST(VideoEncoderRoundTrip, EveryFrameDecodesAboveTheFloorWithItsOwnTimeco
   ::testing::Test::RecordProperty("worstPsnr", std::to_string(worst));
 
   // After the end: a second end gives nothing, a frame is refused with one line.
-  EXPECT_TRUE(this->drainLog().empty());
+  EXPECT_TRUE(test::drainTexts(this->log, 3).empty());
   ASSERT_EQ(this->encoder->endOfStream(), 0);
   EXPECT_EQ(this->encoder->getEncodedFrameCount(), 0u);
   EXPECT_EQ(this->encoder->addFrame(this->frame), -1);
-  EXPECT_EQ(this->drainLog(),
+  EXPECT_EQ(test::drainTexts(this->log, 3),
             std::vector<std::string>{std::string(TypeParam::kName) +
                                      ".addFrame[{context}]: frame refused: the stream has ended"});
 }
