@@ -10,8 +10,7 @@
 #include "audio/decoders/AudioDecoderBase.h"
 #include "audio/encoders/AudioEncoderBase.h"
 #include "video/decoders/VideoDecoderBase.h"
-#include "video/encoders/IVideoEncoder.h"
-#include "parameters/ParameterTargetDefaults.h"
+#include "video/encoders/VideoEncoderBase.h"
 
 namespace cvx {
 namespace testing {
@@ -20,7 +19,7 @@ struct DestructionJournal {
   std::vector<std::string> destroyed;
 };
 
-class FakeVideoEncoder : public ParameterTargetDefaults<IVideoEncoder> {
+class FakeVideoEncoder : public VideoEncoderBase {
  public:
   FakeVideoEncoder(DestructionJournal* journal, std::string name, bool throwOnDelete = false)
       : journal_(journal), name_(std::move(name)), throwOnDelete_(throwOnDelete) {}
@@ -28,7 +27,6 @@ class FakeVideoEncoder : public ParameterTargetDefaults<IVideoEncoder> {
     if (journal_ != nullptr) journal_->destroyed.push_back(name_);
     if (throwOnDelete_) throw std::runtime_error("encoder " + name_ + " refused to go");
   }
-  uint32_t getCodec() override { return 99; }
   int setDefaults(uint32_t, uint32_t) override { return 0; }
   int setFrameSize(uint32_t, uint32_t) override { return 0; }
   int setFrameRate(double) override { return 0; }
@@ -38,13 +36,9 @@ class FakeVideoEncoder : public ParameterTargetDefaults<IVideoEncoder> {
   int initialize() override { return 0; }
   int setGPUID(int) override { return 0; }
   int addFrame(VideoFrameBuffer&, uint32_t) override { return 0; }
-  int addFrame(VideoFrameBuffer& frame) override { return addFrame(frame, 0); }
+  using VideoEncoderBase::addFrame;
   uint32_t getEncodedFrameCount() override { return 0; }
   int getEncodedFrames(std::vector<VideoFrameEncoded>&) override { return 0; }
-  int endOfStream() override { return 0; }
-  void setLogger(ILogger*) override {}
-  uint32_t getContextId() override { return 0; }
-  void setContextId(uint32_t) override {}
 
  private:
   DestructionJournal* journal_;

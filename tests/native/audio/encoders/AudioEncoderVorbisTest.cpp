@@ -70,33 +70,6 @@ TEST_P(AudioEncoderVorbisTest, MakesThreeHeadersAndHandsOutCopies) {
   EXPECT_EQ(lines[0].contextIndex, 3);
 }
 
-TEST_P(AudioEncoderVorbisTest, PacketTimecodesFollowTheSamplesThroughTheLookahead) {
-  AudioSampleBuffer buffer;
-  ASSERT_EQ(buffer.allocBuffer(1024, GetParam(), 44100), 0);
-  std::vector<AudioFrameEncoded> packets;
-  const uint64_t start = 5000;
-  for (uint64_t i = 0; i < 200; ++i) {
-    buffer.setSampleCount(1024);
-    buffer.setTimecode(start + i * 1024);
-    fillSine(buffer, GetParam(), i * 1024, 440.0, 44100);
-    std::vector<AudioFrameEncoded> out;
-    ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
-    if (i == 0) {
-      EXPECT_TRUE(out.empty()) << "the first block only fills the lookahead";
-      EXPECT_EQ(encoder.getHolderCount(), 1u);
-    }
-    moveFrames(out, packets);
-  }
-  ASSERT_GT(packets.size(), 100u);
-  EXPECT_EQ(packets.front().timecode, start) << "the first packet bears the first buffer's position";
-  for (std::size_t i = 1; i < packets.size(); ++i) {
-    ASSERT_GE(packets[i].timecode, packets[i - 1].timecode) << i;
-    ASSERT_LE(packets[i].timecode - packets[i - 1].timecode, 2048u) << i;
-  }
-  EXPECT_LE(packets.back().timecode, start + 200 * 1024);
-  EXPECT_GE(packets.back().timecode, start + 200 * 1024 - 4096);
-}
-
 // At the end the library analyses what it holds: the last packets stand up
 // to the last sample.
 TEST_P(AudioEncoderVorbisTest, EndOfStreamGivesTheLastPacketsUpToTheLastSample) {
