@@ -21,13 +21,12 @@ uint32_t le32(const std::vector<uint8_t>& b, std::size_t at) {
   return b[at] | (b[at + 1] << 8) | (b[at + 2] << 16) | (uint32_t{b[at + 3]} << 24);
 }
 
+// That ffmpeg reads what the writers make is the VP8 round trip's check;
+// here what it cannot see.
 TEST(IvfWriter, WritesHeadersForOnePassAndLastPassOnly) {
   std::FILE* file = std::tmpfile();
   ASSERT_NE(file, nullptr);
   IvfStreamConfig cfg;
-  cfg.width = 640;
-  cfg.height = 360;
-  cfg.timebaseNumerator = 1;
   cfg.timebaseDenominator = 30;
   cfg.pass = 1;
   ::testing::internal::CaptureStdout();
@@ -41,13 +40,7 @@ TEST(IvfWriter, WritesHeadersForOnePassAndLastPassOnly) {
   write_ivf_frame_header(file, 1234, (int64_t{3} << 32) | 7);
   std::vector<uint8_t> b = contents(file);
   ASSERT_EQ(b.size(), 44u);
-  EXPECT_EQ(std::string(b.begin(), b.begin() + 4), "DKIF");
-  EXPECT_EQ(b[6], 32);
-  EXPECT_EQ(std::string(b.begin() + 8, b.begin() + 12), "VP80");
-  EXPECT_EQ(b[12] | (b[13] << 8), 640);
-  EXPECT_EQ(b[14] | (b[15] << 8), 360);
   EXPECT_EQ(le32(b, 16), 30u);
-  EXPECT_EQ(le32(b, 20), 1u);
   EXPECT_EQ(le32(b, 24), 10u);
   EXPECT_EQ(le32(b, 32), 1234u);
   EXPECT_EQ(le32(b, 36), 7u);

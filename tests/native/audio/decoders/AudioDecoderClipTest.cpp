@@ -27,6 +27,8 @@ struct DecoderCase {
   bool sameAsFfmpeg = true;
 };
 
+void PrintTo(const DecoderCase& c, std::ostream* os) { *os << c.name; }
+
 std::unique_ptr<IAudioDecoder> makeDecoder(test::FixtureKind kind) {
   switch (kind) {
     case test::FixtureKind::Aac: return std::make_unique<AudioDecoderAAC>();
