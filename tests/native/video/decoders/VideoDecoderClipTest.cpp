@@ -95,8 +95,8 @@ struct Session {
     }
     for (const Clip::Frame& f : clip.frames) {
       // The frame sits behind bytes of the host's block that are not its own.
-      Bytes data(3, 0xEE);
-      data.insert(data.end(), f.data.begin(), f.data.end());
+      Bytes data(f.data.size() + 3, 0xEE);
+      std::copy(f.data.begin(), f.data.end(), data.begin() + 3);
       EXPECT_EQ(decoder.addFrame(data.data(), 3, static_cast<uint32_t>(f.data.size()), f.timecode, f.frameType), 0);
       decodeAll();
     }
