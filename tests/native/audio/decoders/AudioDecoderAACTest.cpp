@@ -7,10 +7,10 @@
 #include "audio/decoders/AudioDecoderAAC.h"
 #include "audio/samples/AudioSampleBuffer.h"
 #include "audio/samples/AudioTimecode.h"
-#include "support/AudioFixtures.h"
-#include "support/ScriptedDecoderStream.h"
 #include "logging/LogCollector.h"
+#include "support/AudioFixtures.h"
 #include "support/LogDrain.h"
+#include "support/ScriptedDecoderStream.h"
 
 namespace cvx {
 namespace {

@@ -7,8 +7,8 @@
 #include "audio/decoders/AudioDecoderMP2.h"
 #include "audio/decoders/AudioDecoderMP3.h"
 #include "audio/samples/AudioSampleBuffer.h"
-#include "support/AudioFixtures.h"
 #include "logging/LogCollector.h"
+#include "support/AudioFixtures.h"
 #include "support/LogDrain.h"
 
 namespace cvx {

@@ -15,8 +15,8 @@
 #include "audio/samples/AudioSampleBuffer.h"
 #include "logging/LogCollector.h"
 #include "support/AudioFixtures.h"
-#include "support/MediaFixtures.h"
 #include "support/LogDrain.h"
+#include "support/MediaFixtures.h"
 
 namespace cvx {
 namespace {

@@ -15,12 +15,12 @@
 #include "media/FourCC.h"
 #include "platform/videodecoder/VideoDecoderOpen.h"
 #include "support/H264Clip.h"
+#include "support/LogDrain.h"
 #include "support/MediaFixtures.h"
 #include "video/decoders/VideoDecoderH264.h"
 #include "video/decoders/VideoDecoderMP2.h"
 #include "video/decoders/VideoDecoderMP4.h"
 #include "video/frames/VideoFrameBuffer.h"
-#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {

@@ -12,8 +12,8 @@
 #include "media/FourCC.h"
 #include "support/FakeRuntimeFixture.h"
 #include "support/H264Clip.h"
-#include "video/frames/VideoFrameBuffer.h"
 #include "support/LogDrain.h"
+#include "video/frames/VideoFrameBuffer.h"
 
 namespace cvx {
 namespace {

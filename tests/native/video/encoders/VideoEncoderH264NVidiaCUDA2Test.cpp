@@ -11,12 +11,12 @@
 #include <thread>
 #include <vector>
 
-#include "support/FakeNvidiaDriver.h"
 #include "logging/LogCollector.h"
 #include "parameters/IParameterTarget.h"
+#include "support/FakeNvidiaDriver.h"
+#include "support/LogDrain.h"
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
 #include "video/frames/VideoFrameBuffer.h"
-#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {

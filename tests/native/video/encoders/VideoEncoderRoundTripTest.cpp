@@ -17,13 +17,13 @@
 #include "logging/LogCollector.h"
 #include "media/FourCC.h"
 #include "support/FakeRuntimeFixture.h"
+#include "support/LogDrain.h"
 #include "support/MediaFixtures.h"
 #include "support/SyntheticClip.h"
 #include "video/encoders/VideoEncoderH264.h"
 #include "video/encoders/VideoEncoderH264IntelQuickSync2.h"
 #include "video/encoders/VideoEncoderVPX.h"
 #include "video/frames/VideoFrameBuffer.h"
-#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -61,8 +61,9 @@ struct H264Software {
   }
 };
 
-// The Quick Sync encoder on the fake runtime, which encodes for real.
-struct QuickSync {
+// The Quick Sync encoder on the fake runtime, which encodes for real; its
+// output is the software encoder's shape.
+struct QuickSync : H264Software {
   using Encoder = VideoEncoderH264IntelQuickSync2;
   struct Environment {
     Environment() { fakeMfxReset(); }
@@ -73,12 +74,8 @@ struct QuickSync {
     test::RuntimeSelection runtime{CVX_FAKE_MFX};
   };
   static constexpr const char* kName = "VideoEncoderH264IntelQuickSync2";
-  static constexpr const char* kExtension = "h264";
   static constexpr double kPsnrFloor = 34.0;
   static void configure(Encoder& encoder) { encoder.setDefaults(2, 0); }
-  static std::vector<uint8_t> stream(const Frames& frames, uint32_t width, uint32_t height) {
-    return H264Software::stream(frames, width, height);
-  }
 };
 
 struct Vp8 {
