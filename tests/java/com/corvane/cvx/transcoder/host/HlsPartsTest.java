@@ -7,11 +7,10 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import com.corvane.cvx.transcoder.AudioPacket;
 import com.corvane.cvx.transcoder.PictureType;
 import com.corvane.cvx.transcoder.VideoPacket;
-import com.corvane.cvx.transcoder.model.MediaTools;
+import com.corvane.cvx.transcoder.testing.Media;
 
 import java.io.ByteArrayOutputStream;
 import java.io.OutputStream;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -35,7 +34,7 @@ class HlsPartsTest {
             sizes.add(184 - 21 + d);
             sizes.add(2 * 184 - 21 + d);
         }
-        Path file = MediaTools.tmpDir().resolve("hls-parts-audio.ts");
+        Path file = Media.file("hls-parts-audio.ts");
         TsMuxer muxer = new TsMuxer(AudioFormat.aac(44100, 1));
         try (OutputStream out = Files.newOutputStream(file)) {
             muxer.tables(out);
@@ -46,13 +45,12 @@ class HlsPartsTest {
                 assertEquals(0, written % TsMuxer.PACKET_SIZE, "whole packets");
             }
         }
-        String text = new String(MediaTools.run("ffprobe", "-v", "error", "-show_entries", "packet=size,pts", "-of",
-                "csv=p=0", file.toString()), StandardCharsets.UTF_8).trim();
-        List<String> lines = text.lines().map(String::trim).filter(l -> !l.isEmpty()).toList();
-        assertEquals(sizes.size(), lines.size(), text);
+        List<String> lines = Media.probe(file, "-show_entries", "packet=size,pts").stream()
+                .map(row -> String.join(",", row)).toList();
+        assertEquals(sizes.size(), lines.size(), lines.toString());
         for (int i = 0; i < sizes.size(); i++) {
             // The ADTS header stays with the frame.
-            assertEquals((90_000 + i * 2090L) + "," + (sizes.get(i) + 7) + ",", lines.get(i), "frame " + i);
+            assertEquals((90_000 + i * 2090L) + "," + (sizes.get(i) + 7), lines.get(i), "frame " + i);
         }
     }
 
@@ -98,7 +96,7 @@ class HlsPartsTest {
 
     @Test
     void playlistsAreRewrittenAsSegmentsCompleteAndEndedAtTheClose() throws Exception {
-        Path dir = MediaTools.tmpDir().resolve("hls-parts-live");
+        Path dir = Media.file("hls-parts-live");
         if (Files.exists(dir)) {
             try (Stream<Path> files = Files.walk(dir)) {
                 files.sorted(java.util.Comparator.reverseOrder()).forEach(f -> f.toFile().delete());

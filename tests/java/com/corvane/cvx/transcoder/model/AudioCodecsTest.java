@@ -3,9 +3,14 @@ package com.corvane.cvx.transcoder.model;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.corvane.cvx.transcoder.testing.Containers;
+import com.corvane.cvx.transcoder.testing.Media;
+
+import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
-import java.util.HashMap;
+import java.util.Arrays;
+import java.util.EnumMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Random;
@@ -14,10 +19,8 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.EnumSource;
 
-/** The server's usual audio to AAC and Vorbis renditions, through the exports. */
+/** The server's usual audio into AAC and Vorbis at once, through the exports; damaged input; the end of a stream. */
 class AudioCodecsTest extends NativeTestBase {
-    static final int AAC = 10;
-    static final int VORBIS = 9;
     static final double SECONDS = 2.0;
 
     /** A source stream as the host holds it: codec numbers, an optional config, packets. */
@@ -25,157 +28,170 @@ class AudioCodecsTest extends NativeTestBase {
             int frameSamples) {
     }
 
-    enum Route {
-        AAC_TO_AAC, AAC_TO_VORBIS, MP3_TO_AAC, MP2_TO_VORBIS, SPEEX_TO_AAC, G711_TO_AAC
+    enum Input {
+        AAC, MP3, MP2, SPEEX, G711_ALAW, G711_MULAW
     }
 
-    private static final Map<String, Source> SOURCES = new HashMap<>();
+    private static final Map<Input, Source> SOURCES = new EnumMap<>(Input.class);
 
-    /** Each fixture is encoded once per run; the two AAC routes share theirs. */
-    static synchronized Source source(Route route) throws Exception {
-        String key = route.name().substring(0, route.name().indexOf('_'));
-        Source made = SOURCES.get(key);
+    /** Each fixture is encoded once per run. */
+    static synchronized Source source(Input input) throws Exception {
+        Source made = SOURCES.get(input);
         if (made == null) {
-            made = makeSource(route);
-            SOURCES.put(key, made);
+            made = makeSource(input);
+            SOURCES.put(input, made);
         }
         return made;
     }
 
-    static Source makeSource(Route route) throws Exception {
-        switch (route) {
-            case AAC_TO_AAC:
-            case AAC_TO_VORBIS:
-                return new Source(AAC, 0, AudioFixtures.audioSpecificConfig(44100, 2),
-                        AudioFixtures.adtsUnits(AudioFixtures.encodeSine(44100, 2, SECONDS, "-c:a", "aac", "-b:a",
-                                "128k", "-f", "adts")), 44100, 2, 1024);
-            case MP3_TO_AAC:
-                return new Source(2, 3, null, AudioFixtures.mpegFrames(AudioFixtures.encodeSine(44100, 2, SECONDS,
-                        "-c:a", "libmp3lame", "-b:a", "128k", "-write_xing", "0", "-id3v2_version", "0", "-f",
-                        "mp3")), 44100, 2, 1152);
-            case MP2_TO_VORBIS:
-                return new Source(2, 2, null, AudioFixtures.mpegFrames(AudioFixtures.encodeSine(48000, 2, SECONDS,
-                        "-c:a", "mp2", "-b:a", "192k", "-f", "mp2")), 48000, 2, 1152);
-            case SPEEX_TO_AAC:
-                return new Source(11, 0, null, AudioFixtures.oggPackets(AudioFixtures.encodeSine(16000, 1, SECONDS,
-                        "-c:a", "libspeex", "-f", "ogg"), 2), 16000, 1, 320);
-            default: {
-                short[] pcm = MediaTools.sine(440, 8000, (int) (8000 * SECONDS), 9000);
-                List<byte[]> packets = new ArrayList<>();
-                packets.add(G711.description(8000, 1));
-                for (int p = 0; p + 160 <= pcm.length; p += 160) {
-                    byte[] packet = new byte[160];
-                    for (int i = 0; i < 160; i++) {
-                        packet[i] = G711.alaw(pcm[p + i]);
-                    }
-                    packets.add(packet);
+    /** Two seconds of a 440 Hz sine, encoded by ffmpeg with `codec` into `format`. */
+    static Path sine(int rate, int channels, String format, String... codec) throws Exception {
+        List<String> args = new ArrayList<>(List.of("-f", "lavfi", "-i", "sine=frequency=440:sample_rate=" + rate
+                + ":duration=" + SECONDS, "-ac", Integer.toString(channels)));
+        args.addAll(List.of(codec));
+        args.addAll(List.of("-f", format));
+        return Media.fixture("audio-" + codec[1] + "." + format, args.toArray(new String[0]));
+    }
+
+    /** A source as FLV carries it: the configuration record and one packet a tag. */
+    static Source flv(int codec, int implementation, int rate, int channels, int frameSamples, String... args)
+            throws Exception {
+        Containers.Source flv = Containers.flv(sine(rate, channels, "flv", args), false);
+        return new Source(codec, implementation, flv.config(), flv.frames().stream().map(Containers.Frame::data)
+                .toList(), rate, channels, frameSamples);
+    }
+
+    static Source makeSource(Input input) throws Exception {
+        switch (input) {
+            case AAC:
+                return flv(10, 0, 44100, 2, 1024, "-c:a", "aac", "-b:a", "128k");
+            case MP3:
+                return flv(2, 3, 44100, 2, 1152, "-c:a", "libmp3lame", "-b:a", "128k");
+            case SPEEX:
+                return flv(11, 0, 16000, 1, 320, "-c:a", "libspeex");
+            case MP2: {
+                // Layer II at 192 kbit/s and 48 kHz: every frame 576 bytes, never padded.
+                byte[] mp2 = Files.readAllBytes(sine(48000, 2, "mp2", "-c:a", "mp2", "-b:a", "192k"));
+                List<byte[]> frames = new ArrayList<>();
+                for (int at = 0; at + 576 <= mp2.length; at += 576) {
+                    assertEquals(-1, mp2[at], "a frame's sync byte");
+                    frames.add(Arrays.copyOfRange(mp2, at, at + 576));
                 }
-                return new Source(7, 0, null, packets, 8000, 1, 160);
+                return new Source(2, 2, null, frames, 48000, 2, 1152);
+            }
+            default: {
+                boolean alaw = input == Input.G711_ALAW;
+                short[] pcm = Media.sine(440, 8000, (int) (8000 * SECONDS), 9000);
+                List<byte[]> packets = new ArrayList<>(List.of(Containers.g711Description(8000, 1)));
+                for (int p = 0; p + 160 <= pcm.length; p += 160) {
+                    packets.add(Containers.g711(pcm, p, 160, 1, alaw));
+                }
+                return new Source(alaw ? 7 : 8, 0, null, packets, 8000, 1, 160);
             }
         }
     }
 
-    @ParameterizedTest
-    @EnumSource(Route.class)
-    void transcodesAndKeepsTheSineAndTheSampleClock(Route route) throws Exception {
-        Source source = source(route);
-        int target = route.name().endsWith("AAC") ? AAC : VORBIS;
-        assertTrue(source.packets().size() > 20, "fixture packets: " + source.packets().size());
-
+    /** Creates the decoder and takes the source's format from its config or first frames; the packets left. */
+    List<byte[]> startDecoder(Source source) {
         assertEquals(0L, lib.audioDecoderCreate(session, source.codec(), source.implementation()));
         assertEquals(0L, lib.audioDecoderInitialize(session));
+        assertEquals(0L, lib.audioDecoderIsFirstFrameDecoded(session));
         if (source.config() != null) {
             assertEquals(0L, lib.audioDecoderDecodeCodecConfig(session, source.config(), 0, source.config().length));
         }
         List<byte[]> audio = new ArrayList<>(source.packets());
-        if (source.codec() == 7) {
+        if (source.codec() == 7 || source.codec() == 8) {
             byte[] description = audio.remove(0);
             assertEquals(0L, lib.audioDecoderDecodeFirstFrame(session, description, 0, description.length));
         }
         for (int i = 0; lib.audioDecoderIsFirstFrameDecoded(session) == 0; i++) {
-            byte[] p = audio.get(i);
-            lib.audioDecoderDecodeFirstFrame(session, p, 0, p.length);
+            lib.audioDecoderDecodeFirstFrame(session, audio.get(i), 0, audio.get(i).length);
         }
+        return audio;
+    }
+
+    @ParameterizedTest
+    @EnumSource(Input.class)
+    void transcodesToBothEncodersAndKeepsTheSineAndTheSampleClock(Input input) throws Exception {
+        Source source = source(input);
+        assertTrue(source.packets().size() > 20, "fixture packets: " + source.packets().size());
+        List<byte[]> audio = startDecoder(source);
         TranscoderLongByReference rate = new TranscoderLongByReference();
         TranscoderLongByReference channels = new TranscoderLongByReference();
         assertEquals(0L, lib.audioDecoderGetSampleRate(session, rate));
         assertEquals(0L, lib.audioDecoderGetChannels(session, channels));
-        assertEquals(source.rate(), rate.value);
-        assertEquals(source.channels(), channels.value);
-        assertEquals(0L, lib.audioDecoderBuffersCreate(session, 1));
+        assertEquals(List.of((long) source.rate(), (long) source.channels()), List.of(rate.value, channels.value));
+        assertEquals(0L, lib.audioDecoderBuffersCreate(session, 2));
         assertEquals(0L, lib.audioDecoderBuffersAllocate(session, 2048, channels.value, rate.value));
 
-        TranscoderLongByReference encoder = new TranscoderLongByReference();
-        assertEquals(0L, lib.audioEncoderAdd(session, target, 0, encoder));
-        assertEquals(0L, lib.audioEncoderSetSampleRate(session, encoder.value, rate.value));
-        assertEquals(0L, lib.audioEncoderSetChannels(session, encoder.value, channels.value));
-        assertEquals(0L, lib.audioEncoderSetBitrate(session, encoder.value, 32000L * channels.value));
-        assertEquals(0L, lib.audioEncoderInitialize(session, encoder.value));
+        long bitrate = (source.rate() <= 16000 ? 16000L : 32000L) * source.channels();
         List<TranscoderPacket> headers = new ArrayList<>();
-        assertEquals(0L, lib.audioEncoderGetHeaders(session, encoder.value, headers));
-        assertEquals(target == AAC ? 0 : 3, headers.size());
+        assertEquals(0L, audioEncoder(session, AAC, rate.value, channels.value, bitrate, headers));
+        assertEquals(List.of(), headers, "AAC's configuration is the host's to build");
+        assertEquals(1L, audioEncoder(session, VORBIS, rate.value, channels.value, bitrate, headers));
+        assertEquals(3, headers.size());
+        assertEquals(30, headers.get(0).len, "the identification header");
 
-        List<TranscoderPacket> out = new ArrayList<>();
+        List<List<TranscoderPacket>> out = List.of(new ArrayList<>(), new ArrayList<>());
         for (int i = 0; i < audio.size(); i++) {
-            byte[] p = audio.get(i);
+            // Each packet from the middle of a larger array, into the two buffers in turn.
+            byte[] p = new byte[audio.get(i).length + 5];
+            System.arraycopy(audio.get(i), 0, p, 3, audio.get(i).length);
             long ms = (long) i * source.frameSamples() * 1000 / source.rate();
-            assertEquals(0L, lib.audioDecoderDecodeFrame(session, p, 0, p.length, ms, 0));
-            assertEquals(0L, lib.audioEncoderAddSampleBuffer(session, encoder.value, 0, out));
-        }
-
-        assertTrue(out.size() > 10, "packets: " + out.size());
-        for (int i = 0; i < out.size(); i++) {
-            TranscoderPacket p = out.get(i);
-            assertEquals(8, p.type);
-            assertEquals(source.rate(), p.sampleRate);
-            assertEquals(source.channels(), p.channels);
-            if (target == AAC && i > 0) {
-                assertEquals(1024, p.timecode - out.get(i - 1).timecode, "AAC frames one frame apart, at " + i);
-            } else if (i > 0) {
-                assertTrue(p.timecode >= out.get(i - 1).timecode, "positions never go back");
+            assertEquals(0L, lib.audioDecoderDecodeFrame(session, p, 3, audio.get(i).length, ms, i % 2));
+            for (int e = 0; e < 2; e++) {
+                assertEquals(0L, lib.audioEncoderAddSampleBuffer(session, e, i % 2, out.get(e)));
             }
         }
-        assertEquals(0L, out.get(0).timecode);
 
-        Path file = MediaTools.tmpDir().resolve("codecs-" + route + (target == AAC ? ".aac" : ".ogg"));
-        if (target == AAC) {
-            AudioFixtures.writeAdts(file, out, source.rate(), source.channels());
-        } else {
-            MediaTools.writeOggVorbis(file, headers, out);
+        for (int e = 0; e < 2; e++) {
+            String name = input + (e == 0 ? " to AAC" : " to Vorbis");
+            List<TranscoderPacket> packets = out.get(e);
+            assertTrue(packets.size() > 10, name + " packets: " + packets.size());
+            assertEquals(0L, packets.get(0).timecode);
+            for (int i = 0; i < packets.size(); i++) {
+                TranscoderPacket p = packets.get(i);
+                assertEquals(List.of(8, 0, source.rate(), source.channels(), (long) p.buffer.length),
+                        List.of(p.type, p.frameType, p.sampleRate, p.channels, p.len), name);
+                if (i > 0) {
+                    long step = p.timecode - packets.get(i - 1).timecode;
+                    assertTrue(e == 0 ? step == 1024 : step >= 0, name + ": position steps of " + step + " at " + i);
+                }
+            }
+            Path file = Media.file("codecs-" + input + (e == 0 ? ".aac" : ".ogg"));
+            Files.write(file, e == 0 ? Containers.adts(data(packets), source.rate(), source.channels())
+                    : Containers.oggVorbis(data(headers), data(packets), positions(packets)));
+            short[] decoded = Media.pcm(file, source.rate());
+            int expected = (int) (source.rate() * SECONDS);
+            // Codec delays: a source frame, the AAC encoder's lookahead and priming, or Vorbis's block.
+            int delay = source.frameSamples() + 3 * 1024;
+            assertTrue(Math.abs(decoded.length - expected) <= delay, name + ": " + decoded.length + " of " + expected);
+            assertEquals(440.0, Media.frequency(decoded, source.rate()), 3.0, name);
         }
-        short[] decoded = MediaTools.decodeToPcm(file, source.rate());
-        int expected = (int) (source.rate() * SECONDS);
-        // Codec delays: a source frame, the AAC encoder's lookahead and priming, or Vorbis's block.
-        int delay = source.frameSamples() + 3 * 1024;
-        assertTrue(Math.abs(decoded.length - expected) <= delay, "decoded " + decoded.length + " of " + expected);
-        assertEquals(440.0, MediaTools.dominantFrequency(decoded, source.rate()), 3.0);
     }
 
     @ParameterizedTest
-    @EnumSource(Route.class)
-    void damagedAndTruncatedPacketsGetStatusesWithoutACrash(Route route) throws Exception {
-        Source source = source(route);
+    @EnumSource(Input.class)
+    void damagedAndTruncatedPacketsGetStatusesWithoutACrash(Input input) throws Exception {
+        Source source = source(input);
         assertEquals(0L, lib.audioDecoderCreate(session, source.codec(), source.implementation()));
         assertEquals(0L, lib.audioDecoderInitialize(session));
         if (source.config() != null) {
             assertEquals(0L, lib.audioDecoderDecodeCodecConfig(session, source.config(), 0, 2));
         }
         Random random = new Random(11);
-        List<byte[]> damaged = new ArrayList<>();
-        damaged.add(new byte[0]);
-        damaged.add(new byte[] {(byte) 0xFF});
+        List<byte[]> damaged = new ArrayList<>(List.of(new byte[0], new byte[] {(byte) 0xFF}));
         for (int n = 0; n < 5; n++) {
             byte[] noise = new byte[1 + random.nextInt(2000)];
             random.nextBytes(noise);
             damaged.add(noise);
         }
         for (int i = 3; i < 8; i++) {
-            byte[] good = source.packets().get(i);
-            damaged.add(java.util.Arrays.copyOf(good, good.length / 2));
+            damaged.add(Arrays.copyOf(source.packets().get(i), source.packets().get(i).length / 2));
         }
         for (byte[] p : damaged) {
             long status = lib.audioDecoderDecodeFirstFrame(session, p, 0, p.length);
-            assertTrue(status == 0 || status == SESSION_FAILURE, "first frame status " + status);
+            assertTrue(status == 0 || status == FAILURE, "first frame status " + status);
         }
         for (byte[] p : source.packets().subList(0, 4)) {
             lib.audioDecoderDecodeFirstFrame(session, p, 0, p.length);
@@ -185,11 +201,10 @@ class AudioCodecsTest extends NativeTestBase {
         long ms = 0;
         for (byte[] p : damaged) {
             long status = lib.audioDecoderDecodeFrame(session, p, 0, p.length, ms += 20, 0);
-            assertTrue(status == 0 || status == SESSION_FAILURE, "frame status " + status);
+            assertTrue(status == 0 || status == FAILURE, "frame status " + status);
         }
-        // And the stream goes on.
         for (byte[] p : source.packets().subList(8, 12)) {
-            assertEquals(0L, lib.audioDecoderDecodeFrame(session, p, 0, p.length, ms += 20, 0));
+            assertEquals(0L, lib.audioDecoderDecodeFrame(session, p, 0, p.length, ms += 20, 0), "the stream goes on");
         }
     }
 
@@ -201,8 +216,73 @@ class AudioCodecsTest extends NativeTestBase {
         TranscoderLongByReference rate = new TranscoderLongByReference();
         assertEquals(0L, lib.audioDecoderGetSampleRate(session, rate));
         assertEquals(44100, rate.value, "from the configuration, before any frame");
-        byte[] tiny = {0x21};
-        assertEquals(0L, lib.audioDecoderDecodeFirstFrame(session, tiny, 0, 1),
+        assertEquals(0L, lib.audioDecoderDecodeFirstFrame(session, new byte[] {0x21}, 0, 1),
                 "the header is written in front of the host's byte, not over it");
+    }
+
+    static final int RATE = 44100;
+    /** Whole packets, but not a multiple of 1024: the AAC encoder ends on a partial frame. */
+    static final int SAMPLES = 88_000;
+    /** The last samples are another tone, so the output's end can be told from its middle. */
+    static final int TAIL = 2048;
+
+    @Test
+    void theEncodersGiveTheirLastSamplesAtTheEndThenRefuseBuffers() throws Exception {
+        short[] pcm = Media.sine(440, RATE, SAMPLES, 8000);
+        System.arraycopy(Media.sine(3000, RATE, TAIL, 8000), 0, pcm, SAMPLES - TAIL, TAIL);
+        g711Decoder(7, RATE, 1, 1, 1000);
+        List<TranscoderPacket> headers = new ArrayList<>();
+        audioEncoder(session, AAC, RATE, 1, 96_000, headers);
+        audioEncoder(session, VORBIS, RATE, 1, 64_000, headers);
+        List<List<TranscoderPacket>> packets = List.of(new ArrayList<>(), new ArrayList<>());
+        for (int at = 0; at < SAMPLES; at += 1000) {
+            byte[] alaw = Containers.g711(pcm, at, 1000, 1, true);
+            assertEquals(0L, lib.audioDecoderDecodeFrame(session, alaw, 0, alaw.length, at * 1000L / RATE, 0));
+            for (int e = 0; e < 2; e++) {
+                assertEquals(0L, lib.audioEncoderAddSampleBuffer(session, e, 0, packets.get(e)));
+            }
+        }
+        for (int e = 0; e < 2; e++) {
+            int before = packets.get(e).size();
+            assertEquals(0L, lib.audioEncoderEndOfStream(session, e, packets.get(e)));
+            assertTrue(packets.get(e).size() > before, "encoder " + e + " gave its last packets");
+        }
+
+        // AAC: a frame per 1024 samples, the last one partial, and the frame of delay; 1024 positions apart.
+        List<TranscoderPacket> aac = packets.get(0);
+        assertEquals((SAMPLES + 1023) / 1024 + 1, aac.size());
+        for (int i = 0; i < aac.size(); i++) {
+            assertEquals(1024L * i, aac.get(i).timecode, "AAC packet " + i);
+        }
+        Path adts = Media.file("eos.aac");
+        Files.write(adts, Containers.adts(data(aac), RATE, 1));
+        // The decoder's output opens with the encoder's 1024 samples of delay.
+        short[] fromAac = Media.pcm(adts, RATE);
+        assertTrue(fromAac.length >= 1024 + SAMPLES, "AAC: " + fromAac.length + " samples decoded");
+        expectTheTailTone("AAC", fromAac, 1024 + SAMPLES);
+
+        // Vorbis: the last packet stands at the last sample, and decodes to the end.
+        List<TranscoderPacket> vorbis = packets.get(1);
+        assertEquals(SAMPLES, vorbis.get(vorbis.size() - 1).timecode);
+        Path ogg = Media.file("eos.ogg");
+        Files.write(ogg, Containers.oggVorbis(data(headers), data(vorbis), positions(vorbis)));
+        // The pages' granules as written here may trim a packet's worth at the start; without the last
+        // packets the output ends 2000 samples short.
+        short[] fromVorbis = Media.pcm(ogg, RATE);
+        assertTrue(fromVorbis.length >= SAMPLES - 512, "Vorbis: " + fromVorbis.length + " samples decoded");
+        expectTheTailTone("Vorbis", fromVorbis, fromVorbis.length);
+
+        drainLog();
+        for (int e = 0; e < 2; e++) {
+            assertEquals(FAILURE, lib.audioEncoderAddSampleBuffer(session, e, 0, new ArrayList<>()));
+        }
+        assertEquals(List.of("4/0 AudioEncoderAAC.addSampleBuffer[{context}]: buffer refused: the stream has ended",
+                "4/1 AudioEncoderVorbis.addSampleBuffer[{context}]: buffer refused: the stream has ended"), faults());
+    }
+
+    /** The decoded signal ends at `signalEnd` in the input's tail tone. */
+    static void expectTheTailTone(String name, short[] decoded, int signalEnd) {
+        short[] end = Arrays.copyOfRange(decoded, signalEnd - TAIL + 256, signalEnd - 64);
+        assertEquals(3000.0, Media.frequency(end, RATE), 60.0, name + ": the last samples' tone");
     }
 }

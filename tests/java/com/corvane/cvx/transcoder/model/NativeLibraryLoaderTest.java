@@ -5,6 +5,8 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.corvane.cvx.transcoder.testing.Media;
+
 import java.io.IOException;
 import java.io.InputStream;
 import java.nio.charset.StandardCharsets;
@@ -44,7 +46,7 @@ class NativeLibraryLoaderTest {
 
     /** A fresh, empty folder. */
     static Path folder(String name) throws IOException {
-        Path dir = MediaTools.tmpDir().resolve("loader-" + name);
+        Path dir = Media.file("loader-" + name);
         if (Files.exists(dir)) {
             try (Stream<Path> walk = Files.walk(dir)) {
                 walk.sorted((a, b) -> b.compareTo(a)).forEach(p -> p.toFile().delete());

@@ -4,9 +4,9 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.corvane.cvx.transcoder.host.FlvReader;
+import com.corvane.cvx.transcoder.testing.Containers;
+import com.corvane.cvx.transcoder.testing.Media;
 
-import java.nio.file.Files;
 import java.nio.file.Path;
 
 import org.junit.jupiter.api.Test;
@@ -20,42 +20,30 @@ import org.junit.jupiter.api.Test;
 class PictureSafetyTest extends NativeTestBase {
     static final long UYVY = 0x59565955L;
     static final long XYZ12 = 0x0C5A5958L;
-    static final int H264 = 7;
     static final int SPARK = 2;
     /** Means of a scaled picture stay this close to the source's (8-bit levels). */
     static final double MEAN_TOLERANCE = 12.0;
 
     /** Feeds an FLV file's video into decoder buffer 0 until a picture is in it. */
     void decodeOnePicture(Path flv) throws Exception {
-        VideoTools.Clip clip = VideoTools.readFlv(flv);
-        if (clip.config != null) {
-            assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, clip.config, 0, clip.config.length));
+        Containers.Source clip = Containers.flv(flv, true);
+        if (clip.config() != null) {
+            assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, clip.config(), 0, clip.config().length));
         }
-        TranscoderLongByReference flags = new TranscoderLongByReference();
-        for (FlvReader.Tag tag : clip.frames) {
-            assertEquals(0L, lib.videoDecoderAddFrame(session, tag.data, 0, tag.data.length, tag.presentationTime(),
-                    tag.frameType));
-            do {
-                assertEquals(0L, lib.videoDecoderDecode(session, 0, flags));
-                if ((flags.value & 4) != 0 && (flags.value & 8) == 0) {
-                    return;
-                }
-            } while ((flags.value & 1) == 0);
+        boolean[] got = {false};
+        for (int i = 0; !got[0]; i++) {
+            addFrame(session, clip.frames().get(i));
+            decodeAll(session, flags -> got[0] = true);
         }
-        throw new AssertionError("no picture came out of " + flv);
     }
 
     void startDecoder(int codec, Path flv) throws Exception {
-        assertEquals(0L, lib.videoDecoderCreate(session, codec, 0));
-        assertEquals(0L, lib.videoDecoderBuffersCreate(session, 1));
-        assertEquals(0L, lib.videoDecoderInitialize(session));
+        videoDecoder(session, codec, 0, 1);
         decodeOnePicture(flv);
     }
 
     long addRendition(int width, int height, int scaleMode, long fourcc) {
-        TranscoderLongByReference index = new TranscoderLongByReference(-1);
-        long status = lib.videoEncoderBufferAdd(session, width, height, scaleMode, fourcc, index);
-        return status == 0 ? index.value : -status;
+        return rendition(session, width, height, scaleMode, fourcc);
     }
 
     TranscoderVideoFrame readDecoderFrame(int width, int height) {
@@ -75,35 +63,25 @@ class PictureSafetyTest extends NativeTestBase {
     }
 
     static void assertMeansClose(double[] expected, byte[] bgra, String what) {
-        double[] actual = VideoTools.meanBgr(bgra);
+        double[] actual = Media.meanBgr(bgra);
         for (int c = 0; c < 3; c++) {
             assertEquals(expected[c], actual[c], MEAN_TOLERANCE, what + ", channel " + c);
         }
     }
 
     boolean logHasFault(String words) {
-        for (TranscoderLogStatement s : drainLog()) {
-            if (s.level == 3 && s.statement.contains(words)) {
-                return true;
-            }
-        }
-        return false;
+        return faults().stream().anyMatch(s -> s.contains(words));
     }
 
-    static Path sparkClip(String name, int width, int height) throws Exception {
-        Path file = MediaTools.tmpDir().resolve(name);
-        if (!Files.exists(file)) {
-            MediaTools.run("ffmpeg", "-y", "-v", "error", "-f", "lavfi", "-i",
-                    "testsrc2=size=" + width + "x" + height + ":rate=25", "-frames:v", "3", "-c:v", "flv1",
-                    "-f", "flv", file.toString());
-        }
-        return file;
+    static Path sparkClip() throws Exception {
+        return Media.fixture("safety-spark320.flv", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25", "-frames:v",
+                "3", "-c:v", "flv1", "-f", "flv");
     }
 
     @Test
     void extremeRatiosScaleInsteadOfCrashing() throws Exception {
-        startDecoder(H264, VideoTools.h264Clip("safety-1080p.flv", 1920, 1080, 8));
-        double[] source = VideoTools.meanBgr(readDecoderFrame(0, 0).bytes);
+        startDecoder(H264, Media.h264Clip("safety-1080p", 1920, 1080, 8));
+        double[] source = Media.meanBgr(readDecoderFrame(0, 0).bytes);
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
         assertEquals(0L, addRendition(640, 360, 3, TranscoderSessionNative.FOURCC_I420));
         assertEquals(1L, addRendition(8, 8, 3, TranscoderSessionNative.FOURCC_BGRA));
@@ -123,7 +101,7 @@ class PictureSafetyTest extends NativeTestBase {
 
     @Test
     void overlaysScaledIntoNarrowAreas() throws Exception {
-        startDecoder(H264, VideoTools.h264Clip("safety-320.flv", 320, 240, 8));
+        startDecoder(H264, Media.h264Clip("safety-320", 320, 240, 8));
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
         assertEquals(0L, addRendition(320, 240, 3, TranscoderSessionNative.FOURCC_I420));
         // 1000x40 UYVY, all white (Y 235, U and V 128), into a 4x40 area.
@@ -178,8 +156,8 @@ class PictureSafetyTest extends NativeTestBase {
 
     @Test
     void xyz12LetterboxRenditionsOfASparkPicture() throws Exception {
-        startDecoder(SPARK, sparkClip("safety-spark320.flv", 320, 240));
-        double[] source = VideoTools.meanBgr(readDecoderFrame(0, 0).bytes);
+        startDecoder(SPARK, sparkClip());
+        double[] source = Media.meanBgr(readDecoderFrame(0, 0).bytes);
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 2));
         assertEquals(0L, addRendition(160, 96, 1, XYZ12));
         for (int round = 0; round < 2; round++) {
@@ -212,24 +190,24 @@ class PictureSafetyTest extends NativeTestBase {
     void countsAreBoundedAndTheSessionGoesOn() throws Exception {
         assertEquals(0L, lib.videoDecoderCreate(session, H264, 0));
         for (long count : new long[] {0xFFFFFFFFL, 1_000_000L, 1025L}) {
-            assertEquals(SESSION_FAILURE, lib.videoDecoderBuffersCreate(session, count), "decoder frames " + count);
-            assertEquals(SESSION_FAILURE, lib.videoEncoderBufferSetsCreate(session, count), "sets " + count);
+            assertEquals(FAILURE, lib.videoDecoderBuffersCreate(session, count), "decoder frames " + count);
+            assertEquals(FAILURE, lib.videoEncoderBufferSetsCreate(session, count), "sets " + count);
         }
         assertTrue(logHasFault("limit"), "a refused count is logged as a fault");
         assertEquals(0L, lib.videoDecoderBuffersCreate(session, 1));
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 2));
         assertEquals(0L, lib.videoDecoderInitialize(session));
-        decodeOnePicture(VideoTools.h264Clip("safety-320.flv", 320, 240, 8));
+        decodeOnePicture(Media.h264Clip("safety-320", 320, 240, 8));
         assertEquals(0L, addRendition(64, 48, 1, TranscoderSessionNative.FOURCC_YV12));
         for (int i = 1; i < 64; i++) {
             assertEquals(i, addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420), "rendition " + i);
         }
-        assertEquals(SESSION_FAILURE, -addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420),
+        assertEquals(FAILURE, -addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420),
                 "one rendition past the limit");
         for (int set = 0; set < 2; set++) {
             assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, set));
         }
-        assertMeansClose(VideoTools.meanBgr(readDecoderFrame(64, 48).bytes), readRendition(1, 0, 0, 0).bytes,
+        assertMeansClose(Media.meanBgr(readDecoderFrame(64, 48).bytes), readRendition(1, 0, 0, 0).bytes,
                 "the first rendition after refused counts");
     }
 
@@ -241,7 +219,7 @@ class PictureSafetyTest extends NativeTestBase {
         for (int i = 0; i < 4; i++) {
             assertEquals(i, addRendition(16384, 4096, 3, TranscoderSessionNative.FOURCC_BGRA), "rendition " + i);
         }
-        assertEquals(SESSION_FAILURE, -addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420));
+        assertEquals(FAILURE, -addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420));
         assertTrue(logHasFault("no picture memory"), "the refusal is logged as a fault");
     }
 
@@ -256,7 +234,7 @@ class PictureSafetyTest extends NativeTestBase {
         };
         for (long[] r : refused) {
             TranscoderLongByReference index = new TranscoderLongByReference(-1);
-            assertEquals(SESSION_FAILURE, lib.videoEncoderBufferAdd(session, r[0], r[1], 3, r[2], index),
+            assertEquals(FAILURE, lib.videoEncoderBufferAdd(session, r[0], r[1], 3, r[2], index),
                     r[0] + "x" + r[1] + " code " + Long.toHexString(r[2]));
         }
         assertTrue(logHasFault("VideoEncoderBufferAdd"), "refusals are logged as faults");
@@ -267,7 +245,7 @@ class PictureSafetyTest extends NativeTestBase {
 
     @Test
     void wrappingRectanglesAndLyingOverlaysDrawNothingWrong() throws Exception {
-        startDecoder(H264, VideoTools.h264Clip("safety-320.flv", 320, 240, 8));
+        startDecoder(H264, Media.h264Clip("safety-320", 320, 240, 8));
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
         // Letterbox, stretch and crop to fill, each in another code.
         assertEquals(0L, addRendition(96, 64, 1, XYZ12));
@@ -317,7 +295,7 @@ class PictureSafetyTest extends NativeTestBase {
         for (long code : codes) {
             lib.videoDecoderBufferSetOverlayVideoFrame(session, (int) code & 7, null);
         }
-        decodeOnePicture(VideoTools.h264Clip("safety-320.flv", 320, 240, 8));
+        decodeOnePicture(Media.h264Clip("safety-320", 320, 240, 8));
         assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, 0));
         TranscoderVideoFrame stretched = readRendition(0, 1, 0, 0);
         assertEquals(96 * 64 * 4, stretched.bytes.length);
@@ -326,12 +304,12 @@ class PictureSafetyTest extends NativeTestBase {
         for (int y = 0; y < 240; y++) {
             System.arraycopy(right, (y * 320 + 160) * 4, half, y * 160 * 4, 160 * 4);
         }
-        assertMeansClose(VideoTools.meanBgr(half), stretched.bytes, "the right half, stretched");
+        assertMeansClose(Media.meanBgr(half), stretched.bytes, "the right half, stretched");
     }
 
     @Test
     void pictureReadsAskingForHugeOrNegativeSizesGiveNothing() throws Exception {
-        startDecoder(H264, VideoTools.h264Clip("safety-320.flv", 320, 240, 8));
+        startDecoder(H264, Media.h264Clip("safety-320", 320, 240, 8));
         int[][] sizes = {{16385, 16}, {Integer.MAX_VALUE, 2}, {16384, 16384}, {-5, -5}};
         for (int[] s : sizes) {
             TranscoderVideoFrame frame = new TranscoderVideoFrame();

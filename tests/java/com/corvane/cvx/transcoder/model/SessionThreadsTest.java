@@ -5,14 +5,12 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.corvane.cvx.transcoder.host.FlvReader;
+import com.corvane.cvx.transcoder.testing.Containers;
+import com.corvane.cvx.transcoder.testing.Media;
 
-import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
-import java.util.Set;
-import java.util.TreeSet;
 import java.util.concurrent.ConcurrentLinkedQueue;
 import java.util.concurrent.atomic.AtomicInteger;
 import java.util.concurrent.atomic.AtomicLong;
@@ -33,14 +31,13 @@ class SessionThreadsTest extends NativeTestBase {
     /** One session's stream: H.264 into VP8 and H.264, G.711 into Vorbis and AAC. */
     static final class Stream implements Runnable {
         final long handle = lib.createInstance();
-        final VideoTools.Clip clip;
+        final Containers.Source clip;
         final List<String> failures = new ArrayList<>();
         final List<List<TranscoderPacket>> video = List.of(new ArrayList<>(), new ArrayList<>());
         final List<List<TranscoderPacket>> audio = List.of(new ArrayList<>(), new ArrayList<>());
-        final Set<Long> inputTimes = new TreeSet<>();
         int pictures;
 
-        Stream(VideoTools.Clip clip) {
+        Stream(Containers.Source clip) {
             this.clip = clip;
         }
 
@@ -51,59 +48,36 @@ class SessionThreadsTest extends NativeTestBase {
         }
 
         void build() {
-            check("videoDecoderCreate", lib.videoDecoderCreate(handle, 7, 0));
-            check("videoDecoderBuffersCreate", lib.videoDecoderBuffersCreate(handle, 1));
-            check("videoDecoderInitialize", lib.videoDecoderInitialize(handle));
-            check("videoEncoderBufferSetsCreate", lib.videoEncoderBufferSetsCreate(handle, 1));
-            TranscoderLongByReference item = new TranscoderLongByReference();
-            check("videoEncoderBufferAdd", lib.videoEncoderBufferAdd(handle, 96, 72, 1, item));
-            check("videoEncoderBufferAdd", lib.videoEncoderBufferAdd(handle, 64, 64, 4, item));
-            long[][] renditions = {{8, 96, 72}, {7, 64, 64}};
+            videoDecoder(handle, H264, 0, 1);
+            assertEquals(0L, lib.videoEncoderBufferSetsCreate(handle, 1));
+            long[][] renditions = {{VP8, 96, 72, 1}, {H264, 64, 64, 4}};
             for (long[] r : renditions) {
-                TranscoderLongByReference encoder = new TranscoderLongByReference();
-                check("videoEncoderAdd", lib.videoEncoderAdd(handle, r[0], 0, encoder));
-                check("videoEncoderSetDefaults", lib.videoEncoderSetDefaults(handle, encoder.value, 0, 0));
-                check("videoEncoderSetFrameSize", lib.videoEncoderSetFrameSize(handle, encoder.value, r[1], r[2]));
-                check("videoEncoderSetFrameRate", lib.videoEncoderSetFrameRate(handle, encoder.value, 25.0));
-                check("videoEncoderSetBitrate", lib.videoEncoderSetBitrate(handle, encoder.value, 300_000));
-                check("videoEncoderInitialize", lib.videoEncoderInitialize(handle, encoder.value));
+                assertTrue(rendition(handle, (int) r[1], (int) r[2], (int) r[3], TranscoderSessionNative.FOURCC_I420)
+                        >= 0);
+                videoEncoder(handle, (int) r[0], 0, (int) r[1], (int) r[2], 300_000, 0, 0, false);
             }
-            check("videoDecoderDecodeCodecConfig",
-                    lib.videoDecoderDecodeCodecConfig(handle, clip.config, 0, clip.config.length));
-
-            check("audioDecoderCreate", lib.audioDecoderCreate(handle, 7, 0));
-            check("audioDecoderInitialize", lib.audioDecoderInitialize(handle));
-            byte[] description = G711.description(RATE, 1);
-            check("audioDecoderDecodeFirstFrame",
-                    lib.audioDecoderDecodeFirstFrame(handle, description, 0, description.length));
-            check("audioDecoderBuffersCreate", lib.audioDecoderBuffersCreate(handle, 2));
-            check("audioDecoderBuffersAllocate", lib.audioDecoderBuffersAllocate(handle, PACKET, 1, RATE));
-            long[][] encoders = {{9, 16000}, {10, 24000}};
-            for (long[] e : encoders) {
-                TranscoderLongByReference encoder = new TranscoderLongByReference();
-                check("audioEncoderAdd", lib.audioEncoderAdd(handle, e[0], 0, encoder));
-                check("audioEncoderSetSampleRate", lib.audioEncoderSetSampleRate(handle, encoder.value, RATE));
-                check("audioEncoderSetChannels", lib.audioEncoderSetChannels(handle, encoder.value, 1));
-                check("audioEncoderSetBitrate", lib.audioEncoderSetBitrate(handle, encoder.value, e[1]));
-                check("audioEncoderInitialize", lib.audioEncoderInitialize(handle, encoder.value));
-                check("audioEncoderGetHeaders", lib.audioEncoderGetHeaders(handle, encoder.value, new ArrayList<>()));
-            }
+            assertEquals(0L, lib.videoDecoderDecodeCodecConfig(handle, clip.config(), 0, clip.config().length));
+            assertEquals(0L, lib.audioDecoderCreate(handle, 7, 0));
+            assertEquals(0L, lib.audioDecoderInitialize(handle));
+            byte[] description = Containers.g711Description(RATE, 1);
+            assertEquals(0L, lib.audioDecoderDecodeFirstFrame(handle, description, 0, description.length));
+            assertEquals(0L, lib.audioDecoderBuffersCreate(handle, 2));
+            assertEquals(0L, lib.audioDecoderBuffersAllocate(handle, PACKET, 1, RATE));
+            audioEncoder(handle, VORBIS, RATE, 1, 16000, new ArrayList<>());
+            audioEncoder(handle, AAC, RATE, 1, 24000, new ArrayList<>());
         }
 
         @Override
         public void run() {
-            short[] sine = MediaTools.sine(440, RATE, PACKET * 2 * clip.frames.size(), 9000);
-            byte[] alaw = new byte[PACKET];
+            short[] sine = Media.sine(440, RATE, PACKET * 2 * clip.frames().size(), 9000);
             TranscoderLongByReference flags = new TranscoderLongByReference();
             int audioPacket = 0;
-            for (FlvReader.Tag frame : clip.frames) {
-                long time = frame.presentationTime();
-                inputTimes.add(time);
-                check("videoDecoderAddFrame",
-                        lib.videoDecoderAddFrame(handle, frame.data, 0, frame.data.length, time, frame.frameType));
+            for (Containers.Frame frame : clip.frames()) {
+                check("videoDecoderAddFrame", lib.videoDecoderAddFrame(handle, frame.data(), 0, frame.data().length,
+                        frame.timecode(), frame.frameType()));
                 do {
                     check("videoDecoderDecode", lib.videoDecoderDecode(handle, 0, flags));
-                    if ((flags.value & 4) != 0 && (flags.value & 8) == 0) {
+                    if ((flags.value & PICTURE) != 0 && (flags.value & REPEAT) == 0) {
                         pictures++;
                         check("videoDecoderTransferFrame", lib.videoDecoderTransferFrame(handle, 0, 0));
                         for (int e = 0; e < 2; e++) {
@@ -112,11 +86,9 @@ class SessionThreadsTest extends NativeTestBase {
                                     lib.videoEncoderGetEncodedFrames(handle, e, video.get(e)));
                         }
                     }
-                } while ((flags.value & 1) == 0 && failures.isEmpty());
+                } while ((flags.value & EMPTY) == 0 && failures.isEmpty());
                 for (int k = 0; k < 2; k++, audioPacket++) {
-                    for (int i = 0; i < PACKET; i++) {
-                        alaw[i] = G711.alaw(sine[audioPacket * PACKET + i]);
-                    }
+                    byte[] alaw = Containers.g711(sine, audioPacket * PACKET, PACKET, 1, true);
                     long buffer = audioPacket % 2;
                     check("audioDecoderDecodeFrame",
                             lib.audioDecoderDecodeFrame(handle, alaw, 0, PACKET, audioPacket * 20L, buffer));
@@ -147,7 +119,7 @@ class SessionThreadsTest extends NativeTestBase {
 
     @Test
     void sessionsTranscodeWhileOtherThreadsDrainLogsAndChangeOverlays() throws Exception {
-        VideoTools.Clip clip = VideoTools.readFlv(VideoTools.h264Clip("threads-source.flv", 160, 120, 25));
+        Containers.Source clip = Containers.flv(Media.h264Clip("threads-source", 160, 120, 25), true);
         List<Stream> streams = new ArrayList<>();
         for (int s = 0; s < SESSIONS; s++) {
             Stream stream = new Stream(clip);
@@ -217,23 +189,21 @@ class SessionThreadsTest extends NativeTestBase {
             String name = "session " + s;
             assertEquals(List.of(), stream.failures, name);
             // The decoder holds its reordering window at the end.
-            assertTrue(stream.pictures >= clip.frames.size() - 4 && stream.pictures < clip.frames.size(), name);
+            assertTrue(stream.pictures >= clip.frames().size() - 4 && stream.pictures < clip.frames().size(), name);
             for (int e = 0; e < 2; e++) {
                 List<TranscoderPacket> packets = stream.video.get(e);
                 assertEquals(stream.pictures, packets.size(), name + " rendition " + e);
                 assertEquals(1, packets.get(0).frameType, name + " rendition " + e + " opens with a key frame");
                 long previous = Long.MIN_VALUE;
                 for (TranscoderPacket p : packets) {
-                    assertTrue(stream.inputTimes.contains(p.timecode), name + ": a source time " + p.timecode);
+                    assertTrue(clip.times().contains(p.timecode), name + ": a source time " + p.timecode);
                     if (e == 0) {
                         assertTrue(p.timecode > previous, name + ": VP8 packets in display order");
                         previous = p.timecode;
                     }
                 }
             }
-            Path ivf = MediaTools.tmpDir().resolve("threads-" + s + ".ivf");
-            VideoTools.writeIvf(ivf, 96, 72, stream.video.get(0));
-            byte[] decoded = VideoTools.rawFrames(ivf, null);
+            byte[] decoded = Media.raw420(playable("threads-" + s, VP8, stream.video.get(0), 96, 72), null);
             assertEquals(stream.pictures * 96 * 72 * 3 / 2, decoded.length, name + ": every VP8 packet decodes");
             assertTrue(stream.audio.get(0).size() > 10, name + ": Vorbis packets " + stream.audio.get(0).size());
             assertTrue(stream.audio.get(1).size() > 5, name + ": AAC packets " + stream.audio.get(1).size());

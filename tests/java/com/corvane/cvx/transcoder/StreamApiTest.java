@@ -4,32 +4,37 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import com.corvane.cvx.transcoder.host.FlvReader;
-import com.corvane.cvx.transcoder.model.MediaTools;
 import com.corvane.cvx.transcoder.model.TranscoderNativeParameterValue;
+import com.corvane.cvx.transcoder.testing.Containers;
+import com.corvane.cvx.transcoder.testing.Media;
 
-import java.io.ByteArrayOutputStream;
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
-import java.util.HashSet;
 import java.util.List;
-import java.util.Set;
 import java.util.TreeSet;
 
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 
-/** The video path through the API: decode, transfer, encode, overlays, settings. */
-class VideoApiTest {
-    static ApiFixtures input;
+/** A stream's video and audio through the API: decode, transfer, encode, overlays, settings, the end. */
+class StreamApiTest {
+    /** Two seconds of 320x240 H.264 with B-frames and 440 Hz AAC, as FLV tags. */
+    static Path input;
+    static Containers.Source video;
+    static final int FRAMES = 50;
 
     @BeforeAll
     static void fixtures() throws Exception {
-        input = ApiFixtures.load();
+        input = Media.fixture("api-in.flv", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration=2", "-f",
+                "lavfi", "-i", "sine=frequency=440:duration=2:sample_rate=44100", "-c:v", "libx264", "-bf", "2", "-g",
+                "25", "-pix_fmt", "yuv420p", "-c:a", "aac", "-ac", "1", "-f", "flv");
+        video = Containers.flv(input, true);
+    }
+
+    static FrameType type(Containers.Frame frame) {
+        return frame.frameType() == 1 ? FrameType.KEY : FrameType.INTER;
     }
 
     static Session session() {
@@ -49,7 +54,7 @@ class VideoApiTest {
                     .h264(H264Settings.Profile.MAIN, H264Settings.Preset.VERYFAST).bitrate(500_000).keyFrameFollow()
                     .open();
             VideoEncoder vp8Encoder = session.videoEncoder(VideoCodec.VP8).rendition(small).bitrate(150_000).open();
-            decoder.decodeCodecConfig(input.videoConfig);
+            decoder.decodeCodecConfig(video.config());
             int reported = 0;
             PictureSink<RuntimeException> encodeBoth = buffer -> {
                 pictures[0]++;
@@ -57,85 +62,44 @@ class VideoApiTest {
                 h264Encoder.encode(h264::add);
                 vp8Encoder.encode(vp8::add);
             };
-            for (FlvReader.Tag tag : input.video) {
-                reported += decoder.decode(tag.data, tag.presentationTime(), ApiFixtures.frameType(tag), encodeBoth);
+            for (Containers.Frame frame : video.frames()) {
+                reported += decoder.decode(frame.data(), frame.timecode(), type(frame), encodeBoth);
             }
-            assertTrue(pictures[0] < ApiFixtures.FRAMES, "the decoder holds its reordering window");
+            assertTrue(pictures[0] < FRAMES, "the decoder holds its reordering window");
             assertTrue(h264.size() < pictures[0], "and H.264 its lookahead");
             // The end of the stream: the decoder's last pictures, then what each encoder holds.
             reported += decoder.endOfStream(encodeBoth);
             h264Encoder.endOfStream(h264::add);
             vp8Encoder.endOfStream(vp8::add);
             assertEquals(pictures[0], reported, "decode answers the pictures it reported");
-            FlvReader.Tag late = input.video.get(0);
+            byte[] late = video.frames().get(0).data();
             TranscoderException refused = assertThrows(TranscoderException.class,
-                    () -> decoder.decode(late.data, late.presentationTime(), FrameType.KEY, encodeBoth));
+                    () -> decoder.decode(late, 0, FrameType.KEY, encodeBoth));
             assertEquals("videoDecoderAddFrame", refused.export());
             assertTrue(refused.getMessage().contains("refused: the stream has ended"), refused.getMessage());
         }
-        assertEquals(ApiFixtures.FRAMES, pictures[0], "every picture");
-        assertEquals(ApiFixtures.FRAMES, vp8.size(), "a VP8 packet per picture");
-        assertEquals(ApiFixtures.FRAMES, h264.size(), "an H.264 packet per picture");
-
-        Set<Long> sourceTimes = new HashSet<>();
-        Set<Long> sourceKeys = new TreeSet<>();
-        for (FlvReader.Tag tag : input.video) {
-            sourceTimes.add(tag.presentationTime());
-            if (tag.frameType == 1) {
-                sourceKeys.add(tag.presentationTime());
-            }
-        }
+        assertEquals(FRAMES, pictures[0], "every picture");
         for (List<VideoPacket> rung : List.of(h264, vp8)) {
-            Set<Long> seen = new HashSet<>();
-            for (VideoPacket p : rung) {
-                assertTrue(sourceTimes.contains(p.timecode()), "a source frame's time: " + p.timecode());
-                assertTrue(seen.add(p.timecode()), "each time once: " + p.timecode());
-            }
+            assertEquals(FRAMES, rung.size(), "a packet per picture");
+            assertEquals(video.times(), new TreeSet<>(rung.stream().map(VideoPacket::timecode).toList()),
+                    "a packet at each of the source's times");
         }
-        Set<Long> h264Keys = new TreeSet<>();
-        h264.stream().filter(VideoPacket::isKeyFrame).forEach(p -> h264Keys.add(p.timecode()));
-        assertEquals(sourceKeys, h264Keys, "key frames follow the source's");
+        assertEquals(video.keys(), new TreeSet<>(h264.stream().filter(VideoPacket::isKeyFrame)
+                .map(VideoPacket::timecode).toList()), "key frames follow the source's");
         assertTrue(h264.stream().anyMatch(p -> p.pictureType() == PictureType.BIDIRECTIONAL), "main profile B-frames");
-
-        assertEquals(List.of(320 + "x" + 240, "frames " + h264.size()), decoded(annexB(h264), "h264"));
-        assertEquals(List.of(160 + "x" + 120, "frames " + vp8.size()), decoded(ivf(vp8, 160, 120), "ivf"));
+        assertEquals(List.of("320x240", "frames " + FRAMES),
+                decoded(Containers.annexB(h264.stream().map(VideoPacket::data).toList()), "h264"));
+        assertEquals(List.of("160x120", "frames " + FRAMES),
+                decoded(Containers.ivf(160, 120, vp8.stream().map(VideoPacket::data).toList()), "ivf"));
     }
 
     /** Size and frame count as ffprobe decodes them. */
     static List<String> decoded(byte[] stream, String format) throws Exception {
-        Path file = MediaTools.tmpDir().resolve("api-out." + format);
+        Path file = Media.file("api-out." + format);
         Files.write(file, stream);
-        String[] f = new String(MediaTools.run("ffprobe", "-v", "error", "-f", format, "-count_frames",
-                "-show_entries", "stream=width,height,nb_read_frames", "-of", "csv=p=0", file.toString()),
-                StandardCharsets.UTF_8).trim().split(",");
+        String[] f = Media.probe(file, "-f", format, "-count_frames", "-show_entries",
+                "stream=width,height,nb_read_frames").get(0);
         return List.of(f[0] + "x" + f[1], "frames " + f[2]);
-    }
-
-    /** Length-prefixed NAL units as a start-code stream. */
-    static byte[] annexB(List<VideoPacket> packets) {
-        ByteArrayOutputStream out = new ByteArrayOutputStream();
-        for (VideoPacket p : packets) {
-            ByteBuffer b = ByteBuffer.wrap(p.data());
-            while (b.remaining() >= 4) {
-                int length = b.getInt();
-                out.writeBytes(new byte[] {0, 0, 0, 1});
-                out.write(p.data(), b.position(), length);
-                b.position(b.position() + length);
-            }
-        }
-        return out.toByteArray();
-    }
-
-    static byte[] ivf(List<VideoPacket> packets, int width, int height) {
-        ByteBuffer out = ByteBuffer.allocate(32 + packets.stream().mapToInt(p -> 12 + p.data().length).sum())
-                .order(ByteOrder.LITTLE_ENDIAN);
-        out.put("DKIF".getBytes(StandardCharsets.US_ASCII)).putShort((short) 0).putShort((short) 32)
-                .put("VP80".getBytes(StandardCharsets.US_ASCII)).putShort((short) width).putShort((short) height)
-                .putInt(1000).putInt(1).putInt(packets.size()).putInt(0);
-        for (VideoPacket p : packets) {
-            out.putInt(p.data().length).putLong(p.timecode()).put(p.data());
-        }
-        return out.array();
     }
 
     @Test
@@ -143,7 +107,7 @@ class VideoApiTest {
         try (Session session = session()) {
             VideoDecoder decoder = session.videoDecoder(VideoCodec.H264).open();
             Rendition rendition = session.rendition(320, 240).add();
-            decoder.decodeCodecConfig(input.videoConfig);
+            decoder.decodeCodecConfig(video.config());
             byte[] red = new byte[8 * 8 * 4];
             for (int i = 0; i < red.length; i += 4) {
                 red[i + 2] = (byte) 255;
@@ -153,8 +117,8 @@ class VideoApiTest {
             List<long[]> seen = new ArrayList<>();
             int index = 0;
             while (seen.size() < 2) {
-                FlvReader.Tag tag = input.video.get(index++);
-                decoder.decode(tag.data, tag.presentationTime(), ApiFixtures.frameType(tag), buffer -> {
+                Containers.Frame frame = video.frames().get(index++);
+                decoder.decode(frame.data(), frame.timecode(), type(frame), buffer -> {
                     decoder.transfer(buffer);
                     BgraPicture picture = rendition.readBgra(0).orElseThrow();
                     BgraPicture source = decoder.readBgra(buffer).orElseThrow();
@@ -204,12 +168,67 @@ class VideoApiTest {
         try (Session session = session()) {
             VideoDecoder decoder = session.videoDecoder(VideoCodec.H264).buffers(2).open();
             session.rendition(64, 48).add();
-            FlvReader.Tag key = input.video.get(0);
+            byte[] key = video.frames().get(0).data();
             assertThrows(IndexOutOfBoundsException.class,
-                    () -> decoder.decode(key.data, 0, key.data.length, 0, FrameType.KEY, 2, buffer -> { }));
+                    () -> decoder.decode(key, 0, key.length, 0, FrameType.KEY, 2, buffer -> { }));
             TranscoderException e = assertThrows(TranscoderException.class, () -> decoder.transfer(0, 1));
             assertEquals("videoDecoderTransferFrame", e.export());
             assertTrue(decoder.readBgra(1).isEmpty(), "no picture yet");
         }
+    }
+
+    @Test
+    void aacInBecomesAacAndVorbisPacketsAtSamplePositionsThatDecode() throws Exception {
+        Containers.Source audio = Containers.flv(input, false);
+        List<AudioPacket> aac = new ArrayList<>();
+        List<AudioPacket> vorbis = new ArrayList<>();
+        List<AudioPacket> headers;
+        try (Session session = Transcoder.session().logSink(LogSink.discard()).open()) {
+            AudioDecoder decoder = session.audioDecoder(AudioCodec.AAC).open();
+            decoder.decodeCodecConfig(audio.config());
+            byte[] first = audio.frames().get(0).data();
+            assertTrue(decoder.decodeFirstFrame(first, 0, first.length));
+            assertEquals(44100, decoder.sampleRate());
+            assertEquals(1, decoder.channels());
+            decoder.buffers(1, 1024);
+            AudioEncoder aacEncoder = session.audioEncoder(AudioCodec.AAC).sampleRate(44100).channels(1)
+                    .bitrate(96_000).open();
+            AudioEncoder vorbisEncoder = session.audioEncoder(AudioCodec.VORBIS).sampleRate(44100).channels(1)
+                    .bitrate(64_000).open();
+            assertTrue(aacEncoder.headers().isEmpty(), "AAC's configuration is the host's to build");
+            headers = vorbisEncoder.headers();
+            for (Containers.Frame frame : audio.frames()) {
+                decoder.decode(frame.data(), frame.timecode(), 0);
+                aacEncoder.encode(0, aac::add);
+                vorbisEncoder.encode(0, vorbis::add);
+            }
+            assertTrue(aacEncoder.endOfStream(aac::add) > 0, "the AAC lookahead");
+            assertTrue(vorbisEncoder.endOfStream(vorbis::add) > 0, "the last Vorbis packets");
+        }
+        assertEquals(3, headers.size());
+        for (int i = 0; i < 3; i++) {
+            byte[] h = headers.get(i).data();
+            assertEquals(2 * i + 1, h[0], "header type");
+            assertEquals("vorbis", new String(h, 1, 6, StandardCharsets.US_ASCII));
+        }
+
+        // One AAC frame per 1024 samples and the encoder's frame of delay, given out at the end.
+        assertEquals(audio.frames().size() + 1, aac.size());
+        for (int i = 0; i < aac.size(); i++) {
+            AudioPacket p = aac.get(i);
+            assertEquals(List.of(44100, 1), List.of(p.sampleRate(), p.channels()));
+            assertEquals(aac.get(0).samplePosition() + 1024L * i, p.samplePosition(), "packet " + i);
+        }
+        assertEquals((aac.get(10).samplePosition() * 1000 + 22050) / 44100, aac.get(10).timecodeMillis());
+        long last = Long.MIN_VALUE;
+        for (AudioPacket p : vorbis) {
+            assertTrue(p.samplePosition() >= last, "Vorbis positions rise");
+            last = p.samplePosition();
+        }
+
+        // The packets' own bytes decode to the source's tone.
+        Path adts = Media.file("api-out.aac");
+        Files.write(adts, Containers.adts(aac.stream().map(AudioPacket::data).toList(), 44100, 1));
+        assertEquals(440.0, Media.frequency(Media.pcm(adts, 8000), 8000), 5.0);
     }
 }

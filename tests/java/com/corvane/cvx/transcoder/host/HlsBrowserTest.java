@@ -1,8 +1,9 @@
-package com.corvane.cvx.transcoder.model;
+package com.corvane.cvx.transcoder.host;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import com.corvane.cvx.transcoder.testing.Media;
 import com.sun.net.httpserver.HttpExchange;
 import com.sun.net.httpserver.HttpServer;
 
@@ -77,17 +78,15 @@ class HlsBrowserTest {
         assertTrue(Files.isRegularFile(player) && Files.isDirectory(modules.resolve("playwright-core")),
                 "the browser test's npm packages are missing from " + modules + ": run bash scripts/setup.sh");
 
-        Path in = MediaTools.tmpDir().resolve("hls-browser-in.flv");
-        MediaTools.run("ffmpeg", "-y", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=640x360:rate=25:duration=10",
+        Path in = Media.fixture("hls-browser-in.flv", "-f", "lavfi", "-i", "testsrc2=size=640x360:rate=25:duration=10",
                 "-f", "lavfi", "-i", "sine=frequency=440:duration=10:sample_rate=44100", "-c:v", "libx264", "-bf", "2",
-                "-g", "50", "-c:a", "aac", "-ac", "2", "-f", "flv", in.toString());
-        Path hls = MediaTools.tmpDir().resolve("hls-browser").toAbsolutePath();
-        ReferenceHostTest.Run run = ReferenceHostTest.host("-q", "-o", MediaTools.tmpDir().resolve("hls-browser-out")
-                .toString(), "--hls", hls.toString(), "--hls-segment", "2", "-r", "h264:640x360:800k", "-r",
+                "-g", "50", "-c:a", "aac", "-ac", "2", "-f", "flv");
+        Path hls = Media.file("hls-browser").toAbsolutePath();
+        ReferenceHostTest.Run run = ReferenceHostTest.host("-q", "-o", Media.file("hls-browser-out").toString(), "--hls", hls.toString(), "--hls-segment", "2", "-r", "h264:640x360:800k", "-r",
                 "h264:320x180:300k", in.toString());
         assertEquals(0, run.exitCode(), run.err());
 
-        Path screenshot = MediaTools.tmpDir().resolve("hls-browser.png");
+        Path screenshot = Media.file("hls-browser.png");
         Files.deleteIfExists(screenshot);
         HttpServer server = serve(browser.resolve("player.html"), player, hls);
         Map<String, String> seen = new HashMap<>();
