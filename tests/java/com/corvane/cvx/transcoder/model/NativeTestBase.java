@@ -29,6 +29,8 @@ abstract class NativeTestBase {
     static final long EMPTY = 1;
     static final long PICTURE = 4;
     static final long REPEAT = 8;
+    static final long BGRA = TranscoderSessionNative.FOURCC_BGRA;
+    static final int TOP_LEFT = TranscoderOverlayFrame.ALIGN_LEFT | TranscoderOverlayFrame.ALIGN_TOP;
     static TranscoderSessionNative lib;
 
     long session;
@@ -125,6 +127,52 @@ abstract class NativeTestBase {
         assertEquals(0L, lib.audioDecoderDecodeFirstFrame(session, description, 0, description.length));
         assertEquals(0L, lib.audioDecoderBuffersCreate(session, buffers));
         assertEquals(0L, lib.audioDecoderBuffersAllocate(session, samples, channels, rate));
+    }
+
+    /** An overlay of one pixel's bytes (4 for BGRA) repeated over width x height, drawn into the given place. */
+    static TranscoderOverlayFrame overlay(long fourcc, int width, int height, byte[] pixel, int x, int y,
+            int dstWidth, int dstHeight, int align) {
+        TranscoderOverlayFrame o = new TranscoderOverlayFrame();
+        o.fourcc = fourcc;
+        o.width = width;
+        o.height = height;
+        o.stride = (long) width * pixel.length;
+        o.bytes = new byte[width * height * pixel.length];
+        for (int i = 0; i < o.bytes.length; i++) {
+            o.bytes[i] = pixel[i % pixel.length];
+        }
+        o.dstX = x;
+        o.dstY = y;
+        o.dstWidth = dstWidth;
+        o.dstHeight = dstHeight;
+        o.dstAlign = align;
+        return o;
+    }
+
+    /** A picture as BGRA: a rendition's, or with `set` negative the decoder buffer's; 0 x 0 asks for its own size. */
+    TranscoderVideoFrame read(int set, int item, int width, int height) {
+        TranscoderVideoFrame frame = new TranscoderVideoFrame();
+        frame.width = width;
+        frame.height = height;
+        assertEquals(0L, set < 0 ? lib.videoDecoderBufferGetVideoFrame(session, item, frame)
+                : lib.videoEncoderBufferGetVideoFrame(session, set, item, frame));
+        return frame;
+    }
+
+    /** A rectangle of a BGRA picture `width` pixels wide. */
+    static byte[] crop(byte[] bgra, int width, int x, int y, int w, int h) {
+        byte[] out = new byte[w * h * 4];
+        for (int row = 0; row < h; row++) {
+            System.arraycopy(bgra, ((y + row) * width + x) * 4, out, row * w * 4, w * 4);
+        }
+        return out;
+    }
+
+    /** Every B, G and R value of a BGRA rectangle passes `test`. */
+    static void expectChannels(byte[] bgra, java.util.function.IntPredicate test, String what) {
+        for (int i = 0; i < bgra.length; i++) {
+            assertTrue((i & 3) == 3 || test.test(bgra[i] & 0xFF), what + ": " + (bgra[i] & 0xFF) + " at " + i);
+        }
     }
 
     // ---- Driving the decoder ----

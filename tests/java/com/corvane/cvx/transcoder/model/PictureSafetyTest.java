@@ -1,5 +1,8 @@
 package com.corvane.cvx.transcoder.model;
 
+import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_BGRA;
+import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_I420;
+import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_YV12;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -42,26 +45,6 @@ class PictureSafetyTest extends NativeTestBase {
         decodeOnePicture(flv);
     }
 
-    long addRendition(int width, int height, int scaleMode, long fourcc) {
-        return rendition(session, width, height, scaleMode, fourcc);
-    }
-
-    TranscoderVideoFrame readDecoderFrame(int width, int height) {
-        TranscoderVideoFrame frame = new TranscoderVideoFrame();
-        frame.width = width;
-        frame.height = height;
-        assertEquals(0L, lib.videoDecoderBufferGetVideoFrame(session, 0, frame));
-        return frame;
-    }
-
-    TranscoderVideoFrame readRendition(int set, int item, int width, int height) {
-        TranscoderVideoFrame frame = new TranscoderVideoFrame();
-        frame.width = width;
-        frame.height = height;
-        assertEquals(0L, lib.videoEncoderBufferGetVideoFrame(session, set, item, frame));
-        return frame;
-    }
-
     static void assertMeansClose(double[] expected, byte[] bgra, String what) {
         double[] actual = Media.meanBgr(bgra);
         for (int c = 0; c < 3; c++) {
@@ -73,29 +56,24 @@ class PictureSafetyTest extends NativeTestBase {
         return faults().stream().anyMatch(s -> s.contains(words));
     }
 
-    static Path sparkClip() throws Exception {
-        return Media.fixture("safety-spark320.flv", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25", "-frames:v",
-                "3", "-c:v", "flv1", "-f", "flv");
-    }
-
     @Test
     void extremeRatiosScaleInsteadOfCrashing() throws Exception {
         startDecoder(H264, Media.h264Clip("safety-1080p", 1920, 1080, 8));
-        double[] source = Media.meanBgr(readDecoderFrame(0, 0).bytes);
+        double[] source = Media.meanBgr(read(-1, 0, 0, 0).bytes);
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
-        assertEquals(0L, addRendition(640, 360, 3, TranscoderSessionNative.FOURCC_I420));
-        assertEquals(1L, addRendition(8, 8, 3, TranscoderSessionNative.FOURCC_BGRA));
+        assertEquals(0L, rendition(session, 640, 360, 3, FOURCC_I420));
+        assertEquals(1L, rendition(session, 8, 8, 3, FOURCC_BGRA));
         assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, 0));
 
-        assertMeansClose(source, readRendition(0, 1, 0, 0).bytes, "8x8 BGRA rendition of 1080p");
+        assertMeansClose(source, read(0, 1, 0, 0).bytes, "8x8 BGRA rendition of 1080p");
         // Widths up to 5 and heights up to 2 from 640x360, and from 1080p.
         int[][] sizes = {{4, 4}, {1, 1}, {5, 2}, {2, 5}, {1, 360}, {640, 1}, {3, 2}};
         for (int[] s : sizes) {
             String what = s[0] + "x" + s[1];
-            TranscoderVideoFrame small = readRendition(0, 0, s[0], s[1]);
+            TranscoderVideoFrame small = read(0, 0, s[0], s[1]);
             assertEquals(s[0] * s[1] * 4, small.bytes.length, what);
             assertMeansClose(source, small.bytes, "640x360 read at " + what);
-            assertMeansClose(source, readDecoderFrame(s[0], s[1]).bytes, "1080p read at " + what);
+            assertMeansClose(source, read(-1, 0, s[0], s[1]).bytes, "1080p read at " + what);
         }
     }
 
@@ -103,86 +81,38 @@ class PictureSafetyTest extends NativeTestBase {
     void overlaysScaledIntoNarrowAreas() throws Exception {
         startDecoder(H264, Media.h264Clip("safety-320", 320, 240, 8));
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
-        assertEquals(0L, addRendition(320, 240, 3, TranscoderSessionNative.FOURCC_I420));
+        assertEquals(0L, rendition(session, 320, 240, 3, FOURCC_I420));
         // 1000x40 UYVY, all white (Y 235, U and V 128), into a 4x40 area.
-        TranscoderOverlayFrame white = new TranscoderOverlayFrame();
-        white.fourcc = UYVY;
-        white.width = 1000;
-        white.height = 40;
-        white.stride = 2000;
-        white.bytes = new byte[2000 * 40];
-        for (int i = 0; i < white.bytes.length; i += 2) {
-            white.bytes[i] = (byte) 128;
-            white.bytes[i + 1] = (byte) 235;
-        }
-        white.dstX = 100;
-        white.dstY = 100;
-        white.dstWidth = 4;
-        white.dstHeight = 40;
-        assertEquals(0L, lib.videoDecoderBufferSetOverlayVideoFrame(session, 1, white));
+        assertEquals(0L, lib.videoDecoderBufferSetOverlayVideoFrame(session, 1,
+                overlay(UYVY, 1000, 40, new byte[] {(byte) 128, (byte) 235}, 100, 100, 4, 40, TOP_LEFT)));
         // Half-transparent white, 64x48 into 16x8: four times narrower, six
         // times lower, a reduction the image library asserted on.
-        TranscoderOverlayFrame veil = new TranscoderOverlayFrame();
-        veil.width = 64;
-        veil.height = 48;
-        veil.stride = 256;
-        veil.bytes = new byte[256 * 48];
-        for (int i = 0; i < veil.bytes.length; i += 4) {
-            veil.bytes[i] = veil.bytes[i + 1] = veil.bytes[i + 2] = (byte) 255;
-            veil.bytes[i + 3] = (byte) 128;
-        }
-        veil.dstX = 200;
-        veil.dstY = 100;
-        veil.dstWidth = 16;
-        veil.dstHeight = 8;
-        assertEquals(0L, lib.videoEncoderBufferSetOverlayVideoFrame(session, 0, 1, veil));
+        assertEquals(0L, lib.videoEncoderBufferSetOverlayVideoFrame(session, 0, 1,
+                overlay(BGRA, 64, 48, new byte[] {-1, -1, -1, (byte) 128}, 200, 100, 16, 8, TOP_LEFT)));
         assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, 0));
-        byte[] bgra = readRendition(0, 0, 0, 0).bytes;
-        for (int x = 200; x < 216; x += 5) {
-            int at = (103 * 320 + x) * 4;
-            for (int c = 0; c < 3; c++) {
-                assertTrue((bgra[at + c] & 0xFF) >= 120, "veiled pixel " + x + " channel " + c);
-            }
-        }
-        for (int y = 100; y < 140; y += 13) {
-            for (int x = 100; x < 104; x++) {
-                int at = (y * 320 + x) * 4;
-                for (int c = 0; c < 3; c++) {
-                    assertTrue((bgra[at + c] & 0xFF) > 230, "overlay pixel " + x + "," + y);
-                }
-            }
-        }
+        byte[] bgra = read(0, 0, 0, 0).bytes;
+        expectChannels(crop(bgra, 320, 200, 103, 16, 1), v -> v >= 120, "veiled pixels");
+        expectChannels(crop(bgra, 320, 100, 100, 4, 40), v -> v > 230, "overlay pixels");
     }
 
     @Test
     void xyz12LetterboxRenditionsOfASparkPicture() throws Exception {
-        startDecoder(SPARK, sparkClip());
-        double[] source = Media.meanBgr(readDecoderFrame(0, 0).bytes);
+        startDecoder(SPARK, VideoCodecsTest.clip("spark"));
+        double[] source = Media.meanBgr(read(-1, 0, 0, 0).bytes);
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 2));
-        assertEquals(0L, addRendition(160, 96, 1, XYZ12));
+        assertEquals(0L, rendition(session, 160, 96, 1, XYZ12));
         for (int round = 0; round < 2; round++) {
             for (int set = 0; set < 2; set++) {
                 assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, set));
             }
         }
-        // 320x240 into 160x96: the picture is 128 columns wide at column 16,
-        // with black bars on both sides.
+        // 320x240 into 160x96: the picture is 128 columns wide at column 16, with black bars on both sides.
         for (int set = 0; set < 2; set++) {
-            byte[] bgra = readRendition(set, 0, 0, 0).bytes;
+            byte[] bgra = read(set, 0, 0, 0).bytes;
             assertEquals(160 * 96 * 4, bgra.length);
-            for (int y = 0; y < 96; y += 19) {
-                for (int x : new int[] {0, 15, 144, 159}) {
-                    int at = (y * 160 + x) * 4;
-                    for (int c = 0; c < 3; c++) {
-                        assertTrue((bgra[at + c] & 0xFF) < 8, "bar pixel " + x + "," + y + " of set " + set);
-                    }
-                }
-            }
-            byte[] picture = new byte[128 * 96 * 4];
-            for (int y = 0; y < 96; y++) {
-                System.arraycopy(bgra, (y * 160 + 16) * 4, picture, y * 128 * 4, 128 * 4);
-            }
-            assertMeansClose(source, picture, "XYZ12 rendition of set " + set);
+            expectChannels(crop(bgra, 160, 0, 0, 16, 96), v -> v < 8, "left bar of set " + set);
+            expectChannels(crop(bgra, 160, 144, 0, 16, 96), v -> v < 8, "right bar of set " + set);
+            assertMeansClose(source, crop(bgra, 160, 16, 0, 128, 96), "XYZ12 rendition of set " + set);
         }
     }
 
@@ -198,16 +128,16 @@ class PictureSafetyTest extends NativeTestBase {
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 2));
         assertEquals(0L, lib.videoDecoderInitialize(session));
         decodeOnePicture(Media.h264Clip("safety-320", 320, 240, 8));
-        assertEquals(0L, addRendition(64, 48, 1, TranscoderSessionNative.FOURCC_YV12));
+        assertEquals(0L, rendition(session, 64, 48, 1, FOURCC_YV12));
         for (int i = 1; i < 64; i++) {
-            assertEquals(i, addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420), "rendition " + i);
+            assertEquals(i, rendition(session, 2, 2, 3, FOURCC_I420), "rendition " + i);
         }
-        assertEquals(FAILURE, -addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420),
+        assertEquals(FAILURE, -rendition(session, 2, 2, 3, FOURCC_I420),
                 "one rendition past the limit");
         for (int set = 0; set < 2; set++) {
             assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, set));
         }
-        assertMeansClose(Media.meanBgr(readDecoderFrame(64, 48).bytes), readRendition(1, 0, 0, 0).bytes,
+        assertMeansClose(Media.meanBgr(read(-1, 0, 64, 48).bytes), read(1, 0, 0, 0).bytes,
                 "the first rendition after refused counts");
     }
 
@@ -217,9 +147,9 @@ class PictureSafetyTest extends NativeTestBase {
         // and four of them are the 4 GiB a session may hold.
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 4));
         for (int i = 0; i < 4; i++) {
-            assertEquals(i, addRendition(16384, 4096, 3, TranscoderSessionNative.FOURCC_BGRA), "rendition " + i);
+            assertEquals(i, rendition(session, 16384, 4096, 3, FOURCC_BGRA), "rendition " + i);
         }
-        assertEquals(FAILURE, -addRendition(2, 2, 3, TranscoderSessionNative.FOURCC_I420));
+        assertEquals(FAILURE, -rendition(session, 2, 2, 3, FOURCC_I420));
         assertTrue(logHasFault("no picture memory"), "the refusal is logged as a fault");
     }
 
@@ -227,9 +157,9 @@ class PictureSafetyTest extends NativeTestBase {
     void renditionSizesAndCodesAreChecked() {
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
         long[][] refused = {
-            {0, 48, TranscoderSessionNative.FOURCC_I420}, {64, 0, TranscoderSessionNative.FOURCC_I420},
-            {0xFFFFFFFFL, 48, TranscoderSessionNative.FOURCC_I420}, {16385, 16, TranscoderSessionNative.FOURCC_BGRA},
-            {16384, 16384, TranscoderSessionNative.FOURCC_BGRA}, {64, 48, 0x36315659L /* YV16 */},
+            {0, 48, FOURCC_I420}, {64, 0, FOURCC_I420},
+            {0xFFFFFFFFL, 48, FOURCC_I420}, {16385, 16, FOURCC_BGRA},
+            {16384, 16384, FOURCC_BGRA}, {64, 48, 0x36315659L /* YV16 */},
             {64, 48, 0x34363248L /* H264 */}, {64, 48, 0x12345678L}, {64, 48, 0x30313276L /* v210 */},
         };
         for (long[] r : refused) {
@@ -239,8 +169,8 @@ class PictureSafetyTest extends NativeTestBase {
         }
         assertTrue(logHasFault("VideoEncoderBufferAdd"), "refusals are logged as faults");
         // Nothing was added: the first good rendition is item 0.
-        assertEquals(0L, addRendition(16384, 2, 3, TranscoderSessionNative.FOURCC_I420));
-        assertEquals(1L, addRendition(1, 1, 3, XYZ12));
+        assertEquals(0L, rendition(session, 16384, 2, 3, FOURCC_I420));
+        assertEquals(1L, rendition(session, 1, 1, 3, XYZ12));
     }
 
     @Test
@@ -248,9 +178,9 @@ class PictureSafetyTest extends NativeTestBase {
         startDecoder(H264, Media.h264Clip("safety-320", 320, 240, 8));
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
         // Letterbox, stretch and crop to fill, each in another code.
-        assertEquals(0L, addRendition(96, 64, 1, XYZ12));
-        assertEquals(1L, addRendition(96, 64, 3, TranscoderSessionNative.FOURCC_I420));
-        assertEquals(2L, addRendition(96, 64, 4, UYVY));
+        assertEquals(0L, rendition(session, 96, 64, 1, XYZ12));
+        assertEquals(1L, rendition(session, 96, 64, 3, FOURCC_I420));
+        assertEquals(2L, rendition(session, 96, 64, 4, UYVY));
         long[][] rectangles = {
             {0x80000000L, 0x80000000L, 0x7FFFFFFFL, 0x80000001L},
             {-1, -1, -1, -1},
@@ -260,7 +190,7 @@ class PictureSafetyTest extends NativeTestBase {
         };
         byte[] junk = new byte[4096];
         new java.util.Random(11).nextBytes(junk);
-        long[] codes = {TranscoderSessionNative.FOURCC_BGRA, UYVY, XYZ12, TranscoderSessionNative.FOURCC_I420,
+        long[] codes = {FOURCC_BGRA, UYVY, XYZ12, FOURCC_I420,
             0x41595556L /* VUYA */, 0x34363248L, 0};
         for (long[] rect : rectangles) {
             for (int item = 0; item < 3; item++) {
@@ -268,18 +198,13 @@ class PictureSafetyTest extends NativeTestBase {
                 lib.videoEncoderBufferSetSourceRect(session, item, rect);
             }
             for (long code : codes) {
-                TranscoderOverlayFrame o = new TranscoderOverlayFrame();
-                o.fourcc = code;
-                o.bytes = junk;
+                TranscoderOverlayFrame o = overlay(code, 0, 0, new byte[1], (int) rect[2], (int) rect[1],
+                        (int) rect[0], (int) rect[2], (int) rect[3]);
                 o.width = (int) rect[0];
                 o.height = (int) rect[3];
+                o.bytes = junk;
                 o.stride = rect[1];
                 o.frameStartOffset = rect[2];
-                o.dstX = (int) rect[2];
-                o.dstY = (int) rect[1];
-                o.dstWidth = (int) rect[0];
-                o.dstHeight = (int) rect[2];
-                o.dstAlign = (int) rect[3];
                 assertEquals(0L, lib.videoDecoderBufferSetOverlayVideoFrame(session, (int) code & 7, o));
                 for (int item = 0; item < 3; item++) {
                     assertEquals(0L, lib.videoEncoderBufferSetOverlayVideoFrame(session, item, 1, o));
@@ -297,13 +222,9 @@ class PictureSafetyTest extends NativeTestBase {
         }
         decodeOnePicture(Media.h264Clip("safety-320", 320, 240, 8));
         assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, 0));
-        TranscoderVideoFrame stretched = readRendition(0, 1, 0, 0);
+        TranscoderVideoFrame stretched = read(0, 1, 0, 0);
         assertEquals(96 * 64 * 4, stretched.bytes.length);
-        byte[] right = readDecoderFrame(0, 0).bytes;
-        byte[] half = new byte[160 * 240 * 4];
-        for (int y = 0; y < 240; y++) {
-            System.arraycopy(right, (y * 320 + 160) * 4, half, y * 160 * 4, 160 * 4);
-        }
+        byte[] half = crop(read(-1, 0, 0, 0).bytes, 320, 160, 0, 160, 240);
         assertMeansClose(Media.meanBgr(half), stretched.bytes, "the right half, stretched");
     }
 

@@ -1,6 +1,5 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -9,11 +8,11 @@ import com.corvane.cvx.transcoder.testing.Containers;
 import com.corvane.cvx.transcoder.testing.Media;
 
 import java.util.ArrayList;
-import java.util.Arrays;
 import java.util.List;
 import java.util.concurrent.ConcurrentLinkedQueue;
 import java.util.concurrent.atomic.AtomicInteger;
 import java.util.concurrent.atomic.AtomicLong;
+import java.util.function.Function;
 
 import org.junit.jupiter.api.Test;
 
@@ -101,22 +100,6 @@ class SessionThreadsTest extends NativeTestBase {
         }
     }
 
-    static TranscoderOverlayFrame square(int side, int alpha, int align) {
-        TranscoderOverlayFrame overlay = new TranscoderOverlayFrame();
-        overlay.width = side;
-        overlay.height = side;
-        overlay.stride = side * 4L;
-        overlay.bytes = new byte[side * side * 4];
-        for (int i = 0; i < overlay.bytes.length; i += 4) {
-            overlay.bytes[i + 1] = (byte) 200;
-            overlay.bytes[i + 3] = (byte) alpha;
-        }
-        overlay.dstWidth = side;
-        overlay.dstHeight = side;
-        overlay.dstAlign = align;
-        return overlay;
-    }
-
     @Test
     void sessionsTranscodeWhileOtherThreadsDrainLogsAndChangeOverlays() throws Exception {
         Containers.Source clip = Containers.flv(Media.h264Clip("threads-source", 160, 120, 25), true);
@@ -138,33 +121,31 @@ class SessionThreadsTest extends NativeTestBase {
                 running.decrementAndGet();
             }));
         }
-        threads.add(new Thread(() -> {
-            // At least one round, however fast the sessions finish.
-            List<TranscoderLogStatement> statements = new ArrayList<>();
+        // Each of the two other threads makes at least one round, however fast the sessions finish.
+        Function<Runnable, Thread> whileRunning = round -> new Thread(() -> {
             do {
-                for (Stream stream : streams) {
-                    statements.clear();
-                    assertEquals(0L, lib.getLogStatements(stream.handle, statements));
-                    drained.addAndGet(statements.size());
-                }
+                round.run();
                 Thread.yield();
             } while (running.get() > 0);
+        });
+        threads.add(whileRunning.apply(() -> {
+            for (Stream stream : streams) {
+                List<TranscoderLogStatement> statements = new ArrayList<>();
+                assertEquals(0L, lib.getLogStatements(stream.handle, statements));
+                drained.addAndGet(statements.size());
+            }
         }));
-        threads.add(new Thread(() -> {
-            int round = 0;
-            do {
-                for (Stream stream : streams) {
-                    boolean remove = round % 3 == 2;
-                    int align = TranscoderOverlayFrame.ALIGN_RIGHT | TranscoderOverlayFrame.ALIGN_BOTTOM;
-                    assertEquals(0L, lib.videoEncoderBufferSetOverlayVideoFrame(stream.handle, 1, round % 3,
-                            remove ? null : square(8, round % 2 == 0 ? 255 : 128, align)));
-                    assertEquals(0L, lib.videoDecoderBufferSetOverlayVideoFrame(stream.handle, round % 3,
-                            remove ? null : square(4, 200, 0)));
-                    overlayCalls.addAndGet(2);
-                }
-                round++;
-                Thread.yield();
-            } while (running.get() > 0);
+        int align = TranscoderOverlayFrame.ALIGN_RIGHT | TranscoderOverlayFrame.ALIGN_BOTTOM;
+        byte[][] greens = {{0, (byte) 200, 0, -1}, {0, (byte) 200, 0, (byte) 128}};
+        threads.add(whileRunning.apply(() -> {
+            long round = overlayCalls.getAndIncrement();
+            boolean remove = round % 3 == 2;
+            for (Stream stream : streams) {
+                assertEquals(0L, lib.videoEncoderBufferSetOverlayVideoFrame(stream.handle, 1, round % 3,
+                        remove ? null : overlay(BGRA, 8, 8, greens[(int) round % 2], 0, 0, 8, 8, align)));
+                assertEquals(0L, lib.videoDecoderBufferSetOverlayVideoFrame(stream.handle, round % 3,
+                        remove ? null : overlay(BGRA, 4, 4, greens[1], 0, 0, 4, 4, 0)));
+            }
         }));
         for (Thread t : threads) {
             t.setUncaughtExceptionHandler((thread, e) -> {
@@ -207,10 +188,8 @@ class SessionThreadsTest extends NativeTestBase {
             assertEquals(stream.pictures * 96 * 72 * 3 / 2, decoded.length, name + ": every VP8 packet decodes");
             assertTrue(stream.audio.get(0).size() > 10, name + ": Vorbis packets " + stream.audio.get(0).size());
             assertTrue(stream.audio.get(1).size() > 5, name + ": AAC packets " + stream.audio.get(1).size());
-            long[] positions = stream.audio.get(0).stream().mapToLong(p -> p.timecode).toArray();
-            long[] sorted = positions.clone();
-            Arrays.sort(sorted);
-            assertArrayEquals(sorted, positions, name + ": sample positions never go back");
+            List<Long> positions = stream.audio.get(0).stream().map(p -> p.timecode).toList();
+            assertEquals(positions.stream().sorted().toList(), positions, name + ": sample positions never go back");
         }
     }
 }

@@ -48,8 +48,7 @@ class VideoDecoderInputTest extends NativeTestBase {
     }
 
     void read() {
-        TranscoderVideoFrame frame = new TranscoderVideoFrame();
-        assertEquals(0L, lib.videoDecoderBufferGetVideoFrame(session, 0, frame));
+        TranscoderVideoFrame frame = read(-1, 0, 0, 0);
         pictures.add(new Picture(frame.timecode, frame.width, frame.height, frame.bytes));
     }
 
@@ -223,14 +222,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, second.config(), 0, second.config().length));
         AtomicBoolean stop = new AtomicBoolean();
         Thread overlays = new Thread(() -> {
-            TranscoderOverlayFrame o = new TranscoderOverlayFrame();
-            o.width = 4;
-            o.height = 4;
-            o.stride = 16;
-            o.bytes = new byte[64];
-            Arrays.fill(o.bytes, (byte) 0x80);
-            o.dstWidth = 20;
-            o.dstHeight = 20;
+            TranscoderOverlayFrame o = overlay(BGRA, 4, 4, new byte[] {1, 2, 3, (byte) 0x80}, 0, 0, 20, 20, TOP_LEFT);
             for (int i = 0; !stop.get(); i++) {
                 lib.videoEncoderBufferSetOverlayVideoFrame(session, 0, i % 3, i % 2 == 0 ? o : null);
                 lib.videoDecoderBufferSetOverlayVideoFrame(session, i % 3, i % 2 == 0 ? o : null);
@@ -254,11 +246,9 @@ class VideoDecoderInputTest extends NativeTestBase {
             overlays.join();
         }
         assertTrue((seen[0] & 32) != 0, "the new size is reported with flag 32");
-        TranscoderVideoFrame decoderFrame = new TranscoderVideoFrame();
-        assertEquals(0L, lib.videoDecoderBufferGetVideoFrame(session, 0, decoderFrame));
+        TranscoderVideoFrame decoderFrame = read(-1, 0, 0, 0);
         assertEquals(List.of(176, 144), List.of(decoderFrame.width, decoderFrame.height));
-        TranscoderVideoFrame rendition = new TranscoderVideoFrame();
-        assertEquals(0L, lib.videoEncoderBufferGetVideoFrame(session, 0, 0, rendition));
+        TranscoderVideoFrame rendition = read(0, 0, 0, 0);
         assertEquals(List.of(160, 120), List.of(rendition.width, rendition.height));
         assertEquals(run.pictureTimes.size(), run.packets.get(0).size());
         Path ivf = playable("size-change-vp8", VP8, run.packets.get(0), 160, 120);
