@@ -1,7 +1,6 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Containers;
 import com.corvane.cvx.transcoder.testing.Media;
@@ -23,84 +22,74 @@ import org.junit.jupiter.params.provider.EnumSource;
 class AudioCodecsTest extends NativeTestBase {
     static final double SECONDS = 2.0;
 
-    /** A source stream as the host holds it: codec numbers, an optional config, packets. */
-    record Source(int codec, int implementation, byte[] config, List<byte[]> packets, int rate, int channels,
-            int frameSamples) {
-    }
-
+    /** A source as a host holds it: codec numbers, format, and the ffmpeg encoder that makes it. */
     enum Input {
-        AAC, MP3, MP2, SPEEX, G711_ALAW, G711_MULAW
-    }
+        AAC(10, 0, 44100, 2, 1024, "aac -b:a 128k"), MP3(2, 3, 44100, 2, 1152, "libmp3lame -b:a 128k"),
+        MP2(2, 2, 48000, 2, 1152, "mp2 -b:a 192k"), SPEEX(11, 0, 16000, 1, 320, "libspeex"), G711_ALAW(7, 0, 8000, 1, 160, null),
+        G711_MULAW(8, 0, 8000, 1, 160, null);
 
-    private static final Map<Input, Source> SOURCES = new EnumMap<>(Input.class);
+        final int codec;
+        final int implementation;
+        final int rate;
+        final int channels;
+        final int frameSamples;
+        final String encoder;
 
-    /** Each fixture is encoded once per run. */
-    static synchronized Source source(Input input) throws Exception {
-        Source made = SOURCES.get(input);
-        if (made == null) {
-            made = makeSource(input);
-            SOURCES.put(input, made);
+        Input(int codec, int implementation, int rate, int channels, int frameSamples, String encoder) {
+            this.codec = codec;
+            this.implementation = implementation;
+            this.rate = rate;
+            this.channels = channels;
+            this.frameSamples = frameSamples;
+            this.encoder = encoder;
         }
-        return made;
     }
 
-    /** Two seconds of a 440 Hz sine, encoded by ffmpeg with `codec` into `format`. */
-    static Path sine(int rate, int channels, String format, String... codec) throws Exception {
-        List<String> args = new ArrayList<>(List.of("-f", "lavfi", "-i", "sine=frequency=440:sample_rate=" + rate
-                + ":duration=" + SECONDS, "-ac", Integer.toString(channels)));
-        args.addAll(List.of(codec));
-        args.addAll(List.of("-f", format));
-        return Media.fixture("audio-" + codec[1] + "." + format, args.toArray(new String[0]));
-    }
+    private static final Map<Input, Containers.Source> SOURCES = new EnumMap<>(Input.class);
 
-    /** A source as FLV carries it: the configuration record and one packet a tag. */
-    static Source flv(int codec, int implementation, int rate, int channels, int frameSamples, String... args)
-            throws Exception {
-        Containers.Source flv = Containers.flv(sine(rate, channels, "flv", args), false);
-        return new Source(codec, implementation, flv.config(), flv.frames().stream().map(Containers.Frame::data)
-                .toList(), rate, channels, frameSamples);
-    }
-
-    static Source makeSource(Input input) throws Exception {
-        switch (input) {
-            case AAC:
-                return flv(10, 0, 44100, 2, 1024, "-c:a", "aac", "-b:a", "128k");
-            case MP3:
-                return flv(2, 3, 44100, 2, 1152, "-c:a", "libmp3lame", "-b:a", "128k");
-            case SPEEX:
-                return flv(11, 0, 16000, 1, 320, "-c:a", "libspeex");
-            case MP2: {
-                // Layer II at 192 kbit/s and 48 kHz: every frame 576 bytes, never padded.
-                byte[] mp2 = Files.readAllBytes(sine(48000, 2, "mp2", "-c:a", "mp2", "-b:a", "192k"));
-                List<byte[]> frames = new ArrayList<>();
+    /**
+     * Two seconds of a 440 Hz sine cut into packets, made once per run: from FLV, one packet a tag and AAC's
+     * configuration record; MP2 at 192 kbit/s and 48 kHz in frames of 576 bytes, never padded; G.711 made
+     * here, behind its description packet.
+     */
+    static synchronized Containers.Source source(Input in) throws Exception {
+        if (!SOURCES.containsKey(in)) {
+            String sine = "sine=frequency=440:sample_rate=" + in.rate + ":duration=" + SECONDS;
+            List<Containers.Frame> frames = new ArrayList<>();
+            Containers.Source made = new Containers.Source(null, frames);
+            if (in == Input.MP2) {
+                byte[] mp2 = Files.readAllBytes(Media.fixture("audio.mp2", "-f", "lavfi", "-i", sine, "-ac", "2",
+                        "-c:a", "mp2", "-b:a", "192k", "-f", "mp2"));
                 for (int at = 0; at + 576 <= mp2.length; at += 576) {
                     assertEquals(-1, mp2[at], "a frame's sync byte");
-                    frames.add(Arrays.copyOfRange(mp2, at, at + 576));
+                    frames.add(new Containers.Frame(Arrays.copyOfRange(mp2, at, at + 576), 0, 0));
                 }
-                return new Source(2, 2, null, frames, 48000, 2, 1152);
-            }
-            default: {
-                boolean alaw = input == Input.G711_ALAW;
-                short[] pcm = Media.sine(440, 8000, (int) (8000 * SECONDS), 9000);
-                List<byte[]> packets = new ArrayList<>(List.of(Containers.g711Description(8000, 1)));
+            } else if (in.codec != 7 && in.codec != 8) {
+                made = Containers.flv(Media.fixture("audio-" + in + ".flv", ("-f lavfi -i " + sine + " -ac "
+                        + in.channels + " -c:a " + in.encoder + " -f flv").split(" ")), false);
+            } else {
+                short[] pcm = Media.sine(440, in.rate, (int) (in.rate * SECONDS), 9000);
+                frames.add(new Containers.Frame(Containers.g711Description(in.rate, 1), 0, 0));
                 for (int p = 0; p + 160 <= pcm.length; p += 160) {
-                    packets.add(Containers.g711(pcm, p, 160, 1, alaw));
+                    frames.add(new Containers.Frame(Containers.g711(pcm, p, 160, 1, in == Input.G711_ALAW), 0, 0));
                 }
-                return new Source(alaw ? 7 : 8, 0, null, packets, 8000, 1, 160);
             }
+            SOURCES.put(in, made);
         }
+        return SOURCES.get(in);
     }
 
     /** Creates the decoder and takes the source's format from its config or first frames; the packets left. */
-    List<byte[]> startDecoder(Source source) {
-        assertEquals(0L, lib.audioDecoderCreate(session, source.codec(), source.implementation()));
+    List<byte[]> startDecoder(Input in) throws Exception {
+        Containers.Source source = source(in);
+        assertEquals(0L, lib.audioDecoderCreate(session, in.codec, in.implementation));
         assertEquals(0L, lib.audioDecoderInitialize(session));
         assertEquals(0L, lib.audioDecoderIsFirstFrameDecoded(session));
         if (source.config() != null) {
             assertEquals(0L, lib.audioDecoderDecodeCodecConfig(session, source.config(), 0, source.config().length));
         }
-        List<byte[]> audio = new ArrayList<>(source.packets());
-        if (source.codec() == 7 || source.codec() == 8) {
+        List<byte[]> audio = new ArrayList<>(source.frames().stream().map(Containers.Frame::data).toList());
+        if (in.codec == 7 || in.codec == 8) {
             byte[] description = audio.remove(0);
             assertEquals(0L, lib.audioDecoderDecodeFirstFrame(session, description, 0, description.length));
         }
@@ -112,19 +101,18 @@ class AudioCodecsTest extends NativeTestBase {
 
     @ParameterizedTest
     @EnumSource(Input.class)
-    void transcodesToBothEncodersAndKeepsTheSineAndTheSampleClock(Input input) throws Exception {
-        Source source = source(input);
-        assertTrue(source.packets().size() > 20, "fixture packets: " + source.packets().size());
-        List<byte[]> audio = startDecoder(source);
+    void transcodesToBothEncodersAndKeepsTheSineAndTheSampleClock(Input in) throws Exception {
+        List<byte[]> audio = startDecoder(in);
+        assertTrue(audio.size() > 20, "fixture packets: " + audio.size());
         TranscoderLongByReference rate = new TranscoderLongByReference();
         TranscoderLongByReference channels = new TranscoderLongByReference();
         assertEquals(0L, lib.audioDecoderGetSampleRate(session, rate));
         assertEquals(0L, lib.audioDecoderGetChannels(session, channels));
-        assertEquals(List.of((long) source.rate(), (long) source.channels()), List.of(rate.value, channels.value));
+        assertEquals(List.of((long) in.rate, (long) in.channels), List.of(rate.value, channels.value));
         assertEquals(0L, lib.audioDecoderBuffersCreate(session, 2));
         assertEquals(0L, lib.audioDecoderBuffersAllocate(session, 2048, channels.value, rate.value));
 
-        long bitrate = (source.rate() <= 16000 ? 16000L : 32000L) * source.channels();
+        long bitrate = (in.rate <= 16000 ? 16000L : 32000L) * in.channels;
         List<TranscoderPacket> headers = new ArrayList<>();
         assertEquals(0L, audioEncoder(session, AAC, rate.value, channels.value, bitrate, headers));
         assertEquals(List.of(), headers, "AAC's configuration is the host's to build");
@@ -137,7 +125,7 @@ class AudioCodecsTest extends NativeTestBase {
             // Each packet from the middle of a larger array, into the two buffers in turn.
             byte[] p = new byte[audio.get(i).length + 5];
             System.arraycopy(audio.get(i), 0, p, 3, audio.get(i).length);
-            long ms = (long) i * source.frameSamples() * 1000 / source.rate();
+            long ms = (long) i * in.frameSamples * 1000 / in.rate;
             assertEquals(0L, lib.audioDecoderDecodeFrame(session, p, 3, audio.get(i).length, ms, i % 2));
             for (int e = 0; e < 2; e++) {
                 assertEquals(0L, lib.audioEncoderAddSampleBuffer(session, e, i % 2, out.get(e)));
@@ -145,36 +133,37 @@ class AudioCodecsTest extends NativeTestBase {
         }
 
         for (int e = 0; e < 2; e++) {
-            String name = input + (e == 0 ? " to AAC" : " to Vorbis");
+            String name = in + (e == 0 ? " to AAC" : " to Vorbis");
             List<TranscoderPacket> packets = out.get(e);
             assertTrue(packets.size() > 10, name + " packets: " + packets.size());
             assertEquals(0L, packets.get(0).timecode);
             for (int i = 0; i < packets.size(); i++) {
                 TranscoderPacket p = packets.get(i);
-                assertEquals(List.of(8, 0, source.rate(), source.channels(), (long) p.buffer.length),
+                assertEquals(List.of(8, 0, in.rate, in.channels, (long) p.buffer.length),
                         List.of(p.type, p.frameType, p.sampleRate, p.channels, p.len), name);
                 if (i > 0) {
                     long step = p.timecode - packets.get(i - 1).timecode;
                     assertTrue(e == 0 ? step == 1024 : step >= 0, name + ": position steps of " + step + " at " + i);
                 }
             }
-            Path file = Media.file("codecs-" + input + (e == 0 ? ".aac" : ".ogg"));
-            Files.write(file, e == 0 ? Containers.adts(data(packets), source.rate(), source.channels())
+            Path file = Media.file("codecs-" + in + (e == 0 ? ".aac" : ".ogg"));
+            Files.write(file, e == 0 ? Containers.adts(data(packets), in.rate, in.channels)
                     : Containers.oggVorbis(data(headers), data(packets), positions(packets)));
-            short[] decoded = Media.pcm(file, source.rate());
-            int expected = (int) (source.rate() * SECONDS);
+            short[] decoded = Media.pcm(file, in.rate);
+            int expected = (int) (in.rate * SECONDS);
             // Codec delays: a source frame, the AAC encoder's lookahead and priming, or Vorbis's block.
-            int delay = source.frameSamples() + 3 * 1024;
+            int delay = in.frameSamples + 3 * 1024;
             assertTrue(Math.abs(decoded.length - expected) <= delay, name + ": " + decoded.length + " of " + expected);
-            assertEquals(440.0, Media.frequency(decoded, source.rate()), 3.0, name);
+            assertEquals(440.0, Media.frequency(decoded, in.rate), 3.0, name);
         }
     }
 
     @ParameterizedTest
     @EnumSource(Input.class)
-    void damagedAndTruncatedPacketsGetStatusesWithoutACrash(Input input) throws Exception {
-        Source source = source(input);
-        assertEquals(0L, lib.audioDecoderCreate(session, source.codec(), source.implementation()));
+    void damagedAndTruncatedPacketsGetStatusesWithoutACrash(Input in) throws Exception {
+        Containers.Source source = source(in);
+        List<byte[]> packets = source.frames().stream().map(Containers.Frame::data).toList();
+        assertEquals(0L, lib.audioDecoderCreate(session, in.codec, in.implementation));
         assertEquals(0L, lib.audioDecoderInitialize(session));
         if (source.config() != null) {
             assertEquals(0L, lib.audioDecoderDecodeCodecConfig(session, source.config(), 0, 2));
@@ -187,23 +176,23 @@ class AudioCodecsTest extends NativeTestBase {
             damaged.add(noise);
         }
         for (int i = 3; i < 8; i++) {
-            damaged.add(Arrays.copyOf(source.packets().get(i), source.packets().get(i).length / 2));
+            damaged.add(Arrays.copyOf(packets.get(i), packets.get(i).length / 2));
         }
         for (byte[] p : damaged) {
             long status = lib.audioDecoderDecodeFirstFrame(session, p, 0, p.length);
             assertTrue(status == 0 || status == FAILURE, "first frame status " + status);
         }
-        for (byte[] p : source.packets().subList(0, 4)) {
+        for (byte[] p : packets.subList(0, 4)) {
             lib.audioDecoderDecodeFirstFrame(session, p, 0, p.length);
         }
         assertEquals(0L, lib.audioDecoderBuffersCreate(session, 1));
-        assertEquals(0L, lib.audioDecoderBuffersAllocate(session, 2048, source.channels(), source.rate()));
+        assertEquals(0L, lib.audioDecoderBuffersAllocate(session, 2048, in.channels, in.rate));
         long ms = 0;
         for (byte[] p : damaged) {
             long status = lib.audioDecoderDecodeFrame(session, p, 0, p.length, ms += 20, 0);
             assertTrue(status == 0 || status == FAILURE, "frame status " + status);
         }
-        for (byte[] p : source.packets().subList(8, 12)) {
+        for (byte[] p : packets.subList(8, 12)) {
             assertEquals(0L, lib.audioDecoderDecodeFrame(session, p, 0, p.length, ms += 20, 0), "the stream goes on");
         }
     }
@@ -230,7 +219,7 @@ class AudioCodecsTest extends NativeTestBase {
     void theEncodersGiveTheirLastSamplesAtTheEndThenRefuseBuffers() throws Exception {
         short[] pcm = Media.sine(440, RATE, SAMPLES, 8000);
         System.arraycopy(Media.sine(3000, RATE, TAIL, 8000), 0, pcm, SAMPLES - TAIL, TAIL);
-        g711Decoder(7, RATE, 1, 1, 1000);
+        g711Decoder(session, 7, RATE, 1, 1, 1000);
         List<TranscoderPacket> headers = new ArrayList<>();
         audioEncoder(session, AAC, RATE, 1, 96_000, headers);
         audioEncoder(session, VORBIS, RATE, 1, 64_000, headers);

@@ -1,7 +1,6 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Containers;
 import com.corvane.cvx.transcoder.testing.Media;
@@ -26,7 +25,7 @@ class AudioSafetyTest extends NativeTestBase {
     @Test
     void aLargeBufferIsEncodedOnAThreadWithAJavaSizedStack() throws Exception {
         final int frames = 400000;
-        g711Decoder(7, RATE, 2, 1, frames);
+        g711Decoder(session, 7, RATE, 2, 1, frames);
         byte[] packet = stereoSine(frames, 0);
         assertEquals(0L, lib.audioDecoderDecodeFrame(session, packet, 0, packet.length, 0, 0));
         List<TranscoderPacket> headers = new ArrayList<>();
@@ -52,7 +51,7 @@ class AudioSafetyTest extends NativeTestBase {
     void stereoG711PositionsCountEveryValueAsASample() {
         final int frames = 160;  // 20 ms, 320 bytes
         final int packets = 150;
-        g711Decoder(7, RATE, 2, 1, frames);
+        g711Decoder(session, 7, RATE, 2, 1, frames);
         long encoder = audioEncoder(session, VORBIS, RATE, 2, 32000, new ArrayList<>());
         List<TranscoderPacket> out = new ArrayList<>();
         for (int p = 0; p < packets; p++) {

@@ -1,7 +1,6 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
 import java.util.ArrayList;
 import java.util.List;
@@ -68,7 +67,7 @@ class BoundaryTest extends NativeTestBase {
         assertEquals(77, flags.value, "a zero handle writes no flags");
         assertEquals(3, frame.width, "a bad index leaves the object as it was");
 
-        g711Decoder(7, 8000, 1, 1, 160);
+        g711Decoder(session, 7, 8000, 1, 1, 160);
         videoDecoder(session, H264, 0, 1);
         List<TranscoderPacket> none = new ArrayList<>();
         expect(new Case("a null out-object", 0, () -> lib.audioDecoderGetSampleRate(session, null)),

@@ -1,7 +1,6 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import com.corvane.cvx.transcoder.testing.Containers;
@@ -12,8 +11,7 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
-import java.util.concurrent.atomic.AtomicBoolean;
-import java.util.concurrent.atomic.AtomicInteger;
+import java.util.concurrent.atomic.AtomicReference;
 
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
@@ -86,15 +84,13 @@ class CudaEncoderTest extends NativeTestBase {
 
         // One host thread feeds the session, another pulls the packets the driver's thread delivers meanwhile.
         List<List<TranscoderPacket>> packets = List.of(new ArrayList<>(), new ArrayList<>(), new ArrayList<>());
-        AtomicBoolean fed = new AtomicBoolean(false);
-        AtomicInteger pictures = new AtomicInteger();
+        AtomicReference<Run> fed = new AtomicReference<>();
         Thread puller = new Thread(() -> {
-            long deadline = System.nanoTime() + 60_000_000_000L;
-            while (System.nanoTime() < deadline) {
-                boolean complete = fed.get();
+            for (long deadline = System.nanoTime() + 60_000_000_000L; System.nanoTime() < deadline; ) {
+                boolean complete = fed.get() != null;
                 for (int r = 0; r < ladder.length; r++) {
                     lib.videoEncoderGetEncodedFrames(session, r, packets.get(r));
-                    complete &= packets.get(r).size() >= pictures.get();
+                    complete &= complete && packets.get(r).size() >= fed.get().pictureTimes.size();
                 }
                 if (complete) {
                     return;
@@ -103,25 +99,9 @@ class CudaEncoderTest extends NativeTestBase {
             }
         });
         puller.start();
-        List<Long> pictureTimes = new ArrayList<>();
-        TranscoderVideoFrame picture = new TranscoderVideoFrame();
-        assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, source.config(), 0, source.config().length));
-        for (Containers.Frame frame : source.frames()) {
-            addFrame(session, frame);
-            decodeAll(session, flags -> {
-                assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, 0));
-                picture.width = 16;
-                picture.height = 16;
-                assertEquals(0L, lib.videoDecoderBufferGetVideoFrame(session, 0, picture));
-                for (int r = 0; r < ladder.length; r++) {
-                    assertEquals(0L, lib.videoEncoderAddFrame(session, r, 0, r, 0));
-                }
-                pictureTimes.add(picture.timecode);
-                pictures.incrementAndGet();
-            });
-        }
-        fed.set(true);
+        fed.set(transcode(session, source, ladder.length, false, false));
         puller.join();
+        List<Long> pictureTimes = fed.get().pictureTimes;
         assertTrue(pictureTimes.size() >= 140, "pictures decoded: " + pictureTimes.size());
 
         for (int r = 0; r < ladder.length; r++) {

@@ -1,8 +1,7 @@
 package com.corvane.cvx.transcoder.model;
 
 import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.*;
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertNotSame;
+import static org.junit.jupiter.api.Assertions.*;
 
 import java.net.URL;
 import java.net.URLClassLoader;

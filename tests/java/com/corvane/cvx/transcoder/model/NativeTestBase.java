@@ -1,7 +1,6 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Containers;
 import com.corvane.cvx.transcoder.testing.Media;
@@ -120,7 +119,7 @@ abstract class NativeTestBase {
     }
 
     /** A G.711 decoder told its format, with one buffer of `samples` sample frames. */
-    void g711Decoder(int codec, int rate, int channels, int buffers, int samples) {
+    static void g711Decoder(long session, int codec, int rate, int channels, int buffers, int samples) {
         assertEquals(0L, lib.audioDecoderCreate(session, codec, 0));
         assertEquals(0L, lib.audioDecoderInitialize(session));
         byte[] description = Containers.g711Description(rate, channels);
@@ -196,14 +195,15 @@ abstract class NativeTestBase {
     /** What a transcode gave: each rung's packets, and the decoded pictures' timecodes. */
     static final class Run {
         final List<List<TranscoderPacket>> packets = new ArrayList<>();
-        final List<Long> pictureTimes = new ArrayList<>();
+        final List<Long> pictureTimes = java.util.Collections.synchronizedList(new ArrayList<>());
     }
 
     /**
-     * Every frame through the decoder, each picture into set 0 and through every rung (encoder r reads item r);
-     * with `endOfStream` the decoder's last pictures follow, and each encoder gives out what it holds.
+     * Every frame through the decoder, each picture into set 0 and through every rung (encoder r reads item r),
+     * its packets taken at once unless another thread does; with `endOfStream` the decoder's last pictures
+     * follow, and each encoder gives out what it holds.
      */
-    static Run transcode(long session, Containers.Source source, int rungs, boolean endOfStream) {
+    static Run transcode(long session, Containers.Source source, int rungs, boolean endOfStream, boolean pull) {
         Run run = new Run();
         for (int r = 0; r < rungs; r++) {
             run.packets.add(new ArrayList<>());
@@ -214,11 +214,11 @@ abstract class NativeTestBase {
             picture.width = 16;
             picture.height = 16;
             assertEquals(0L, lib.videoDecoderBufferGetVideoFrame(session, 0, picture));
-            run.pictureTimes.add(picture.timecode);
             for (int r = 0; r < rungs; r++) {
                 assertEquals(0L, lib.videoEncoderAddFrame(session, r, 0, r, 0));
-                assertEquals(0L, lib.videoEncoderGetEncodedFrames(session, r, run.packets.get(r)));
+                assertTrue(!pull || lib.videoEncoderGetEncodedFrames(session, r, run.packets.get(r)) == 0);
             }
+            run.pictureTimes.add(picture.timecode);
         };
         if (source.config() != null) {
             assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, source.config(), 0, source.config().length));

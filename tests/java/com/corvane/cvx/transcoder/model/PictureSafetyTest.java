@@ -3,9 +3,7 @@ package com.corvane.cvx.transcoder.model;
 import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_BGRA;
 import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_I420;
 import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_YV12;
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertNull;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Containers;
 import com.corvane.cvx.transcoder.testing.Media;

@@ -1,7 +1,6 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Containers;
 import com.corvane.cvx.transcoder.testing.Media;
@@ -66,7 +65,7 @@ class VideoCodecsTest extends NativeTestBase {
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
         assertEquals(0L, rendition(session, width, height, 3, TranscoderSessionNative.FOURCC_I420));
         videoEncoder(session, H264, 0, width, height, 800_000, 0, 2, false);
-        Run run = transcode(session, source, 1, true);
+        Run run = transcode(session, source, 1, true, true);
         assertEquals(25, run.pictureTimes.size(), name + ": every picture, the last ones at the end");
         List<TranscoderPacket> out = run.packets.get(0);
         assertEquals(run.pictureTimes, out.stream().map(p -> p.timecode).toList(), name + ": a packet per picture");
@@ -119,7 +118,7 @@ class VideoCodecsTest extends NativeTestBase {
                 TranscoderOverlayFrame.ALIGN_RIGHT | TranscoderOverlayFrame.ALIGN_BOTTOM);
         assertEquals(0L, lib.videoEncoderBufferSetOverlayVideoFrame(session, 3, 1, white));
 
-        Run run = transcode(session, source, LADDER.length, true);
+        Run run = transcode(session, source, LADDER.length, true, true);
         assertEquals(new ArrayList<>(inputTimes), run.pictureTimes, "every picture, in display order");
         for (int r = 0; r < LADDER.length; r++) {
             Rung rung = LADDER[r];

@@ -1,7 +1,6 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Containers;
 import com.corvane.cvx.transcoder.testing.Containers.Frame;
@@ -218,7 +217,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
         assertEquals(0L, rendition(session, 160, 120, 3, TranscoderSessionNative.FOURCC_I420));
         videoEncoder(session, VP8, 0, 160, 120, 300_000, 0, 0, false);
-        Run run = transcode(session, first, 1, false);
+        Run run = transcode(session, first, 1, false, true);
         assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, second.config(), 0, second.config().length));
         AtomicBoolean stop = new AtomicBoolean();
         Thread overlays = new Thread(() -> {
