@@ -1,8 +1,6 @@
 package com.corvane.cvx.transcoder.host;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertFalse;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Media;
 
