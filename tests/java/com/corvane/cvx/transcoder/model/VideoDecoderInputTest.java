@@ -31,10 +31,7 @@ class VideoDecoderInputTest extends NativeTestBase {
      */
     static final double MIN_PSNR = 40.0;
 
-    record Picture(long timecode, int width, int height, byte[] bgra) {
-    }
-
-    final List<Picture> pictures = new ArrayList<>();
+    final List<TranscoderVideoFrame> pictures = new ArrayList<>();
 
     /** One decode call, reading its picture at its own size; returns the flags. */
     long decodeOnce() {
@@ -47,8 +44,7 @@ class VideoDecoderInputTest extends NativeTestBase {
     }
 
     void read() {
-        TranscoderVideoFrame frame = read(-1, 0, 0, 0);
-        pictures.add(new Picture(frame.timecode, frame.width, frame.height, frame.bytes));
+        pictures.add(read(-1, 0, 0, 0));
     }
 
     void feed(List<Frame> frames) {
@@ -72,16 +68,16 @@ class VideoDecoderInputTest extends NativeTestBase {
      * `firstTime` negative, of its place in display order. The reference is ffmpeg's decode converted as
      * the library converts: BT.709, bilinear.
      */
-    static void expectPictures(List<Picture> got, Path source, long firstTime, int width, int height)
+    static void expectPictures(List<TranscoderVideoFrame> got, Path source, long firstTime, int width, int height)
             throws Exception {
         byte[] reference = Media.raw(source, "scale=in_color_matrix=bt709:flags=bilinear", "bgra");
         int size = width * height * 4;
         for (int k = 0; k < got.size(); k++) {
-            Picture p = got.get(k);
-            String name = "picture " + k + " at " + p.timecode() + " ms";
-            assertEquals(List.of(width, height), List.of(p.width(), p.height()), name);
-            int index = firstTime < 0 ? k : (int) ((p.timecode() - firstTime) / 40);
-            double value = Media.psnr(p.bgra(), 0, reference, index * size, size, true);
+            TranscoderVideoFrame p = got.get(k);
+            String name = "picture " + k + " at " + p.timecode + " ms";
+            assertEquals(List.of(width, height), List.of(p.width, p.height), name);
+            int index = firstTime < 0 ? k : (int) ((p.timecode - firstTime) / 40);
+            double value = Media.psnr(p.bytes, 0, reference, index * size, size, true);
             assertTrue(value > MIN_PSNR, name + ": PSNR " + value);
         }
     }
@@ -190,15 +186,15 @@ class VideoDecoderInputTest extends NativeTestBase {
         videoDecoder(session, H264, 0, 1);
         assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, first.config(), 0, first.config().length));
         feed(frames);
-        List<Picture> before = pictures.stream().filter(p -> p.timecode() < secondOffset).toList();
-        List<Picture> after = pictures.stream().filter(p -> p.timecode() >= secondOffset).toList();
+        List<TranscoderVideoFrame> before = pictures.stream().filter(p -> p.timecode < secondOffset).toList();
+        List<TranscoderVideoFrame> after = pictures.stream().filter(p -> p.timecode >= secondOffset).toList();
         assertEquals(50, before.size(), "every picture of the first size");
         assertTrue(after.size() >= 46, "pictures of the second size: " + after.size());
         long firstTime = first.times().first();
         long secondTime = second.times().first() + secondOffset;
         for (int i = 0; i < pictures.size(); i++) {
             long expected = i < 50 ? firstTime + 40L * i : secondTime + 40L * (i - 50);
-            assertEquals(expected, pictures.get(i).timecode(), "display order, none missing");
+            assertEquals(expected, pictures.get(i).timecode, "display order, none missing");
         }
         expectPictures(before, firstFile, firstTime, 320, 240);
         expectPictures(after, secondFile, secondTime, 176, 144);
@@ -272,7 +268,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         feed(frames);
         assertEquals(source.frames().size() - 1, pictures.size(), "every picture but the one the stream holds");
         for (int i = 0; i < pictures.size(); i++) {
-            assertEquals(40L * i, pictures.get(i).timecode());
+            assertEquals(40L * i, pictures.get(i).timecode);
         }
         expectPictures(pictures, file, 0, width, height);
     }
