@@ -7,6 +7,7 @@ import com.corvane.cvx.transcoder.testing.Media;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.Arrays;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.atomic.AtomicLong;
@@ -18,8 +19,9 @@ class AudioSafetyTest extends NativeTestBase {
     static final int RATE = 8000;
 
     /** A-law bytes of a 440 Hz sine, the same value in both channels of each sample frame. */
-    static byte[] stereoSine(int frames, int firstFrame) {
-        return Containers.g711(Media.sine(440, RATE, firstFrame + frames, 9000), firstFrame, frames, 2, true);
+    static byte[] stereoSine(int frames, int firstFrame) throws Exception {
+        byte[] all = Media.g711("sine=frequency=440:sample_rate=8000:duration=50", 2, true);
+        return Arrays.copyOfRange(all, 2 * firstFrame, 2 * (firstFrame + frames));
     }
 
     @Test
@@ -48,7 +50,7 @@ class AudioSafetyTest extends NativeTestBase {
     }
 
     @Test
-    void stereoG711PositionsCountEveryValueAsASample() {
+    void stereoG711PositionsCountEveryValueAsASample() throws Exception {
         final int frames = 160;  // 20 ms, 320 bytes
         final int packets = 150;
         g711Decoder(session, 7, RATE, 2, 1, frames);

@@ -29,12 +29,14 @@ class SessionThreadsTest extends NativeTestBase {
     static final class Stream implements Runnable {
         final long handle = lib.createInstance();
         final Containers.Source clip;
+        final byte[] audioSource;
         final List<List<TranscoderPacket>> video = List.of(new ArrayList<>(), new ArrayList<>());
         final List<List<TranscoderPacket>> audio = List.of(new ArrayList<>(), new ArrayList<>());
         int pictures;
 
-        Stream(Containers.Source clip) {
+        Stream(Containers.Source clip, byte[] audioSource) {
             this.clip = clip;
+            this.audioSource = audioSource;
             videoDecoder(handle, H264, 0, 1);
             assertEquals(0L, lib.videoEncoderBufferSetsCreate(handle, 1));
             assertEquals(0L, rendition(handle, 96, 72, 1, TranscoderSessionNative.FOURCC_I420));
@@ -49,7 +51,7 @@ class SessionThreadsTest extends NativeTestBase {
 
         @Override
         public void run() {
-            short[] sine = Media.sine(440, RATE, PACKET * 2 * clip.frames().size(), 9000);
+            byte[] alaw = audioSource;
             int audioPacket = 0;
             for (Containers.Frame frame : clip.frames()) {
                 addFrame(handle, frame);
@@ -62,9 +64,8 @@ class SessionThreadsTest extends NativeTestBase {
                     }
                 });
                 for (int k = 0; k < 2; k++, audioPacket++) {
-                    byte[] alaw = Containers.g711(sine, audioPacket * PACKET, PACKET, 1, true);
-                    assertEquals(0L, lib.audioDecoderDecodeFrame(handle, alaw, 0, PACKET, audioPacket * 20L,
-                            audioPacket % 2));
+                    assertEquals(0L, lib.audioDecoderDecodeFrame(handle, alaw, audioPacket * PACKET, PACKET,
+                            audioPacket * 20L, audioPacket % 2));
                     for (int e = 0; e < 2; e++) {
                         assertEquals(0L, lib.audioEncoderAddSampleBuffer(handle, e, audioPacket % 2, audio.get(e)));
                     }
@@ -78,7 +79,7 @@ class SessionThreadsTest extends NativeTestBase {
         Containers.Source clip = Containers.flv(Media.h264Clip("threads-source", 160, 120, 25), true);
         List<Stream> streams = new ArrayList<>();
         for (int s = 0; s < SESSIONS; s++) {
-            streams.add(new Stream(clip));
+            streams.add(new Stream(clip, Media.g711("sine=frequency=440:sample_rate=8000:duration=2", 1, true)));
         }
         ConcurrentLinkedQueue<Throwable> thrown = new ConcurrentLinkedQueue<>();
         AtomicInteger running = new AtomicInteger(SESSIONS);

@@ -211,42 +211,6 @@ public final class Containers {
         return out.toByteArray();
     }
 
-    private static final int[] A_SEGMENT_END = {0x1F, 0x3F, 0x7F, 0xFF, 0x1FF, 0x3FF, 0x7FF, 0xFFF};
-
-    /** G.711 compression for test input (the library only expands). */
-    public static byte alaw(short sample) {
-        int pcm = sample >> 3;
-        int mask = pcm >= 0 ? 0xD5 : 0x55;
-        pcm = pcm >= 0 ? pcm : -pcm - 1;
-        int segment = 0;
-        while (segment < 8 && pcm > A_SEGMENT_END[segment]) {
-            segment++;
-        }
-        if (segment >= 8) {
-            return (byte) (0x7F ^ mask);
-        }
-        int value = (segment << 4) | (segment < 2 ? (pcm >> 1) & 0x0F : (pcm >> segment) & 0x0F);
-        return (byte) (value ^ mask);
-    }
-
-    public static byte mulaw(short sample) {
-        int sign = (sample >> 8) & 0x80;
-        int pcm = Math.min(sign != 0 ? -sample : sample, 32635) + 0x84;
-        int v = (pcm >> 7) & 0xFF;
-        int exponent = v == 0 ? 0 : 31 - Integer.numberOfLeadingZeros(v);
-        return (byte) ~(sign | (exponent << 4) | ((pcm >> (exponent + 3)) & 0x0F));
-    }
-
-    /** G.711 bytes of `count` samples of `pcm` from `from`, each repeated in `channels` channels. */
-    public static byte[] g711(short[] pcm, int from, int count, int channels, boolean alaw) {
-        byte[] out = new byte[count * channels];
-        for (int i = 0; i < out.length; i++) {
-            short s = pcm[from + i / channels];
-            out[i] = alaw ? alaw(s) : mulaw(s);
-        }
-        return out;
-    }
-
     /** The description packet that opens a G.711 stream: a byte, then rate and channels big-endian. */
     public static byte[] g711Description(int rate, int channels) {
         return ByteBuffer.allocate(9).put((byte) 0).putInt(rate).putInt(channels).array();

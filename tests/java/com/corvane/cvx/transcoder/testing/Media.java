@@ -68,6 +68,13 @@ public final class Media {
                 "25", "-pix_fmt", "yuv420p", "-f", "flv");
     }
 
+    /** A lavfi audio source as G.711 bytes, A-law or mu-law, each sample frame `channels` bytes. */
+    public static byte[] g711(String source, int channels, boolean alaw) throws IOException, InterruptedException {
+        String format = alaw ? "alaw" : "mulaw";
+        return Files.readAllBytes(fixture("audio." + format, "-f", "lavfi", "-i", source, "-ac",
+                Integer.toString(channels), "-f", format));
+    }
+
     /** Any file ffmpeg reads, as mono signed 16-bit samples at `rate`. */
     public static short[] pcm(Path file, int rate) throws IOException, InterruptedException {
         byte[] raw = run("ffmpeg", "-v", "error", "-i", file.toString(), "-f", "s16le", "-ac", "1", "-ar",
@@ -75,14 +82,6 @@ public final class Media {
         short[] samples = new short[raw.length / 2];
         ByteBuffer.wrap(raw).order(ByteOrder.LITTLE_ENDIAN).asShortBuffer().get(samples);
         return samples;
-    }
-
-    public static short[] sine(double hz, int rate, int count, double amplitude) {
-        short[] out = new short[count];
-        for (int i = 0; i < count; i++) {
-            out[i] = (short) Math.round(amplitude * Math.sin(2 * Math.PI * hz * i / rate));
-        }
-        return out;
     }
 
     /** Frequency from the rising zero crossings over the middle half of the signal. */
