@@ -27,40 +27,6 @@ class SessionTest {
     }
 
     @Test
-    void everyCodecTheEnumsNameIsTheOneTheLibraryMakes() {
-        for (VideoCodec codec : VideoCodec.values()) {
-            try (Session s = Transcoder.session().logSink(LogSink.discard()).open()) {
-                assertEquals(codec.hasDecoder(), created(() -> s.videoDecoder(codec).open(), null), "decoder " + codec);
-                Rendition r = s.rendition(64, 48).add();
-                assertEquals(codec.hasEncoder(), created(() -> s.videoEncoder(codec).rendition(r).open(), null),
-                        "encoder " + codec);
-            }
-        }
-        for (AudioCodec codec : AudioCodec.values()) {
-            try (Session s = Transcoder.session().logSink(LogSink.discard()).open()) {
-                // Creation is what the codec number decides; a decoder's own initialise may still want input.
-                assertEquals(codec.hasDecoder(), created(() -> s.audioDecoder(codec).open(), "audioDecoderCreate"),
-                        "decoder " + codec);
-                assertEquals(codec.hasEncoder(), created(() -> s.audioEncoder(codec).sampleRate(44100).channels(2)
-                        .bitrate(96_000).open(), "audioEncoderAdd"), "encoder " + codec);
-            }
-        }
-        assertEquals(VideoCodec.H264, VideoCodec.of(7));
-        assertNull(VideoCodec.of(3), "FLV's screen video is no codec of the library");
-        assertEquals(AudioCodec.SPEEX, AudioCodec.of(11));
-    }
-
-    /** False only when the open failed, or with `creation` named, when that creation call failed. */
-    static boolean created(Runnable open, String creation) {
-        try {
-            open.run();
-            return true;
-        } catch (TranscoderException e) {
-            return creation != null && !e.export().equals(creation);
-        }
-    }
-
-    @Test
     void aFailureCarriesTheExportAndTheFaultLineWithItsContextNamed() {
         List<LogEntry> log = new ArrayList<>();
         try (Session session = open("cam-1", log)) {

@@ -3,10 +3,14 @@ package com.corvane.cvx.transcoder.model;
 import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.*;
 import static org.junit.jupiter.api.Assertions.*;
 
+import com.corvane.cvx.transcoder.AudioCodec;
+import com.corvane.cvx.transcoder.VideoCodec;
+
 import java.net.URL;
 import java.net.URLClassLoader;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Map;
 
 import org.junit.jupiter.api.Test;
 
@@ -32,27 +36,19 @@ class HostObjectsTest extends NativeTestBase {
         public long tail = -5;
     }
 
-    private long rendition(int width, int height) {
-        TranscoderLongByReference index = new TranscoderLongByReference();
-        assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
-        assertEquals(0L, lib.videoEncoderBufferAdd(session, width, height, 3, TranscoderSessionNative.FOURCC_I420,
-                index));
-        return index.value;
-    }
-
     private static void assertPicture(Object frame, int width, int height) throws ReflectiveOperationException {
         Class<?> c = frame.getClass();
-        assertEquals(TranscoderSessionNative.FOURCC_BGRA, c.getField("fourcc").getLong(frame), c.getName());
-        assertEquals(width, c.getField("width").getInt(frame), c.getName());
-        assertEquals(height, c.getField("height").getInt(frame), c.getName());
-        assertEquals(width * 4L, c.getField("stride").getLong(frame), c.getName());
-        assertEquals(0L, c.getField("frameStartOffset").getLong(frame), c.getName());
-        assertEquals(width * height * 4, ((byte[]) c.getField("bytes").get(frame)).length, c.getName());
+        assertEquals(List.of(FOURCC_BGRA, width, height, width * 4L, 0L, width * height * 4),
+                List.of(c.getField("fourcc").getLong(frame), c.getField("width").getInt(frame),
+                        c.getField("height").getInt(frame), c.getField("stride").getLong(frame),
+                        c.getField("frameStartOffset").getLong(frame),
+                        ((byte[]) c.getField("bytes").get(frame)).length), c.getName());
     }
 
     @Test
     void pictureClassesOfOtherShapesAndLoadersGetTheirOwnIds() throws Exception {
-        long item = rendition(32, 16);
+        assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
+        long item = rendition(session, 32, 16, 3, FOURCC_I420);
         URL classes = TranscoderVideoFrame.class.getProtectionDomain().getCodeSource().getLocation();
         try (URLClassLoader other = new URLClassLoader(new URL[] {classes}, null)) {
             Class<?> foreignPlain = other.loadClass(TranscoderVideoFrame.class.getName());
@@ -74,43 +70,39 @@ class HostObjectsTest extends NativeTestBase {
         }
     }
 
-    /** The constants are the library's own numbers: each one selects the codec it names, or none. */
+    /**
+     * The codec numbers (the API's enums are made of them) are the library's own: each one makes the codec
+     * it names where the enum says there is one, and is refused where it says there is none.
+     */
     @Test
-    void codecConstantsSelectTheCodecsTheyName() {
+    void codecNumbersSelectTheCodecsTheyName() {
+        Map<Object, String> names = Map.ofEntries(Map.entry(VideoCodec.SORENSON_SPARK, "SorensonSpark"),
+                Map.entry(VideoCodec.H264, "H.264"), Map.entry(VideoCodec.VP8, "VP8"), Map.entry(VideoCodec.H263,
+                "H.263"), Map.entry(VideoCodec.MPEG4_PART2, "MP4"), Map.entry(VideoCodec.MPEG2, "MPEG2"),
+                Map.entry(AudioCodec.MPEG_AUDIO, "MPEG1 Part 1/2"), Map.entry(AudioCodec.G711_ALAW, "G711 ALAW"),
+                Map.entry(AudioCodec.G711_MULAW, "G711 MULAW"), Map.entry(AudioCodec.VORBIS, "VORBIS"),
+                Map.entry(AudioCodec.AAC, "AAC"), Map.entry(AudioCodec.SPEEX, "SPEEX"));
         TranscoderLongByReference index = new TranscoderLongByReference();
-        Object[][] table = {
-            {"video decoder: SorensonSpark: default", lib.videoDecoderCreate(session, VIDEO_CODEC_SORENSON_SPARK, 0)},
-            {"video decoder: H.264: default", lib.videoDecoderCreate(session, VIDEO_CODEC_H264, 0)},
-            {"video decoder: H.264: QuickSync",
-                lib.videoDecoderCreate(session, VIDEO_CODEC_H264, VIDEO_IMPLEMENTATION_QUICK_SYNC)},
-            {"video decoder: H.264: QuickSync(software)", lib.videoDecoderCreate(session, VIDEO_CODEC_H264,
-                VIDEO_DECODER_IMPLEMENTATION_QUICK_SYNC_SOFTWARE)},
-            {"video decoder: H.263: default", lib.videoDecoderCreate(session, VIDEO_CODEC_H263, 0)},
-            {"video decoder: MP4: default", lib.videoDecoderCreate(session, VIDEO_CODEC_MPEG4_PART2, 0)},
-            {"video decoder: MPEG2: default", lib.videoDecoderCreate(session, VIDEO_CODEC_MPEG2, 0)},
-            {null, lib.videoDecoderCreate(session, VIDEO_CODEC_VP8, 0)},
-            {"video encoder: H.264: default", lib.videoEncoderAdd(session, VIDEO_CODEC_H264, 0, index)},
-            {"video encoder: VP8: default", lib.videoEncoderAdd(session, VIDEO_CODEC_VP8, 0, index)},
-            {"audio decoder: MP3: default",
-                lib.audioDecoderCreate(session, AUDIO_CODEC_MPEG_AUDIO, AUDIO_IMPLEMENTATION_MP3)},
-            {"audio decoder: MPEG1 Part 1/2: default", lib.audioDecoderCreate(session, AUDIO_CODEC_MPEG_AUDIO, 0)},
-            {"audio decoder: G711 ALAW: default", lib.audioDecoderCreate(session, AUDIO_CODEC_G711_ALAW, 0)},
-            {"audio decoder: G711 MULAW: default", lib.audioDecoderCreate(session, AUDIO_CODEC_G711_MULAW, 0)},
-            {"audio decoder: AAC: default", lib.audioDecoderCreate(session, AUDIO_CODEC_AAC, 0)},
-            {"audio decoder: SPEEX: default", lib.audioDecoderCreate(session, AUDIO_CODEC_SPEEX, 0)},
-            {null, lib.audioDecoderCreate(session, AUDIO_CODEC_VORBIS, 0)},
-            {"audio encoder: VORBIS: default", lib.audioEncoderAdd(session, AUDIO_CODEC_VORBIS, 0, index)},
-            {"audio encoder: AAC: default", lib.audioEncoderAdd(session, AUDIO_CODEC_AAC, 0, index)},
-        };
-        List<String> lines = drainLog().stream().map(s -> s.statement).filter(s -> s.contains(": Create "))
-                .map(s -> s.substring(s.indexOf(": Create ") + ": Create ".length())).toList();
         List<String> expected = new ArrayList<>();
-        for (Object[] row : table) {
-            assertEquals(row[0] == null ? FAILURE : 0L, row[1], String.valueOf(row[0]));
-            if (row[0] != null) {
-                expected.add((String) row[0]);
-            }
+        for (VideoCodec c : VideoCodec.values()) {
+            assertEquals(c.hasDecoder() ? 0L : FAILURE, lib.videoDecoderCreate(session, c.number(), 0), "" + c);
+            assertEquals(c.hasEncoder() ? 0L : FAILURE, lib.videoEncoderAdd(session, c.number(), 0, index), "" + c);
+            expected.addAll(c.hasDecoder() ? List.of("video decoder: " + names.get(c) + ": default") : List.of());
+            expected.addAll(c.hasEncoder() ? List.of("video encoder: " + names.get(c) + ": default") : List.of());
         }
-        assertEquals(expected, lines);
+        for (AudioCodec c : AudioCodec.values()) {
+            assertEquals(c.hasDecoder() ? 0L : FAILURE, lib.audioDecoderCreate(session, c.number(), 0), "" + c);
+            assertEquals(c.hasEncoder() ? 0L : FAILURE, lib.audioEncoderAdd(session, c.number(), 0, index), "" + c);
+            expected.addAll(c.hasDecoder() ? List.of("audio decoder: " + names.get(c) + ": default") : List.of());
+            expected.addAll(c.hasEncoder() ? List.of("audio encoder: " + names.get(c) + ": default") : List.of());
+        }
+        assertEquals(0L, lib.videoDecoderCreate(session, VIDEO_CODEC_H264, VIDEO_IMPLEMENTATION_QUICK_SYNC));
+        assertEquals(0L, lib.videoDecoderCreate(session, VIDEO_CODEC_H264,
+                VIDEO_DECODER_IMPLEMENTATION_QUICK_SYNC_SOFTWARE));
+        assertEquals(0L, lib.audioDecoderCreate(session, AUDIO_CODEC_MPEG_AUDIO, AUDIO_IMPLEMENTATION_MP3));
+        expected.addAll(List.of("video decoder: H.264: QuickSync", "video decoder: H.264: QuickSync(software)",
+                "audio decoder: MP3: default"));
+        assertEquals(expected, drainLog().stream().map(s -> s.statement).filter(s -> s.contains(": Create "))
+                .map(s -> s.substring(s.indexOf(": Create ") + ": Create ".length())).toList());
     }
 }

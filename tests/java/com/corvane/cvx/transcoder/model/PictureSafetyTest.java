@@ -115,7 +115,7 @@ class PictureSafetyTest extends NativeTestBase {
     }
 
     @Test
-    void countsAreBoundedAndTheSessionGoesOn() throws Exception {
+    void countsSizesAndCodesAreBoundedAndTheSessionGoesOn() throws Exception {
         assertEquals(0L, lib.videoDecoderCreate(session, H264, 0));
         for (long count : new long[] {0xFFFFFFFFL, 1_000_000L, 1025L}) {
             assertEquals(FAILURE, lib.videoDecoderBuffersCreate(session, count), "decoder frames " + count);
@@ -126,12 +126,22 @@ class PictureSafetyTest extends NativeTestBase {
         assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 2));
         assertEquals(0L, lib.videoDecoderInitialize(session));
         decodeOnePicture(Media.h264Clip("safety-320", 320, 240, 8));
+        long[][] refused = {{0, 48, FOURCC_I420}, {64, 0, FOURCC_I420}, {0xFFFFFFFFL, 48, FOURCC_I420},
+            {16385, 16, FOURCC_BGRA}, {16384, 16384, FOURCC_BGRA}, {64, 48, 0x36315659L /* YV16 */},
+            {64, 48, 0x34363248L /* H264 */}, {64, 48, 0x12345678L}, {64, 48, 0x30313276L /* v210 */}};
+        for (long[] r : refused) {
+            assertEquals(FAILURE, lib.videoEncoderBufferAdd(session, r[0], r[1], 3, r[2], null),
+                    r[0] + "x" + r[1] + " code " + Long.toHexString(r[2]));
+        }
+        assertTrue(logHasFault("VideoEncoderBufferAdd"), "refusals are logged as faults");
+        // Nothing was added: the first good rendition is item 0.
         assertEquals(0L, rendition(session, 64, 48, 1, FOURCC_YV12));
-        for (int i = 1; i < 64; i++) {
+        assertEquals(1L, rendition(session, 16384, 2, 3, FOURCC_I420));
+        assertEquals(2L, rendition(session, 1, 1, 3, XYZ12));
+        for (int i = 3; i < 64; i++) {
             assertEquals(i, rendition(session, 2, 2, 3, FOURCC_I420), "rendition " + i);
         }
-        assertEquals(FAILURE, -rendition(session, 2, 2, 3, FOURCC_I420),
-                "one rendition past the limit");
+        assertEquals(FAILURE, -rendition(session, 2, 2, 3, FOURCC_I420), "one rendition past the limit");
         for (int set = 0; set < 2; set++) {
             assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, set));
         }
@@ -149,26 +159,6 @@ class PictureSafetyTest extends NativeTestBase {
         }
         assertEquals(FAILURE, -rendition(session, 2, 2, 3, FOURCC_I420));
         assertTrue(logHasFault("no picture memory"), "the refusal is logged as a fault");
-    }
-
-    @Test
-    void renditionSizesAndCodesAreChecked() {
-        assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
-        long[][] refused = {
-            {0, 48, FOURCC_I420}, {64, 0, FOURCC_I420},
-            {0xFFFFFFFFL, 48, FOURCC_I420}, {16385, 16, FOURCC_BGRA},
-            {16384, 16384, FOURCC_BGRA}, {64, 48, 0x36315659L /* YV16 */},
-            {64, 48, 0x34363248L /* H264 */}, {64, 48, 0x12345678L}, {64, 48, 0x30313276L /* v210 */},
-        };
-        for (long[] r : refused) {
-            TranscoderLongByReference index = new TranscoderLongByReference(-1);
-            assertEquals(FAILURE, lib.videoEncoderBufferAdd(session, r[0], r[1], 3, r[2], index),
-                    r[0] + "x" + r[1] + " code " + Long.toHexString(r[2]));
-        }
-        assertTrue(logHasFault("VideoEncoderBufferAdd"), "refusals are logged as faults");
-        // Nothing was added: the first good rendition is item 0.
-        assertEquals(0L, rendition(session, 16384, 2, 3, FOURCC_I420));
-        assertEquals(1L, rendition(session, 1, 1, 3, XYZ12));
     }
 
     @Test
