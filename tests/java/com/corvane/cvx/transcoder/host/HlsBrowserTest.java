@@ -37,15 +37,9 @@ class HlsBrowserTest {
         HttpServer server = HttpServer.create(new InetSocketAddress(InetAddress.getLoopbackAddress(), 0), 0);
         server.createContext("/", (HttpExchange exchange) -> {
             String path = exchange.getRequestURI().getPath();
-            Path file = null;
-            if (path.equals("/")) {
-                file = page;
-            } else if (path.equals("/hls.min.js")) {
-                file = player;
-            } else if (path.startsWith("/hls/") && hls.resolve(path.substring(5)).normalize().startsWith(hls)) {
-                file = hls.resolve(path.substring(5)).normalize();
-            }
-            if (file == null || !Files.isRegularFile(file)) {
+            Path file = path.equals("/") ? page : path.equals("/hls.min.js") ? player
+                    : hls.resolve(path.startsWith("/hls/") ? path.substring(5) : "-").normalize();
+            if (!Files.isRegularFile(file) || file != page && file != player && !file.startsWith(hls)) {
                 exchange.sendResponseHeaders(404, -1);
                 exchange.close();
                 return;
@@ -104,12 +98,8 @@ class HlsBrowserTest {
         } finally {
             server.stop(0);
         }
-        for (String line : text.split("\n")) {
-            int eq = line.indexOf('=');
-            if (eq > 0) {
-                seen.put(line.substring(0, eq), line.substring(eq + 1).trim());
-            }
-        }
+        text.lines().filter(l -> l.indexOf('=') > 0)
+                .forEach(l -> seen.put(l.substring(0, l.indexOf('=')), l.substring(l.indexOf('=') + 1).trim()));
         assertEquals(null, seen.get("failure"), text);
         assertEquals("", seen.get("fatal"), "no fatal player error: " + text);
         // hls.js lists the rungs by bit rate: "WxH@bandwidth:codecs ...".

@@ -52,13 +52,8 @@ class NativeLibraryLoaderTest {
         return Files.createDirectories(dir);
     }
 
-    static Process start(String... properties) throws IOException {
-        Path probe;
-        try {
-            probe = Path.of(LoaderProbe.class.getProtectionDomain().getCodeSource().getLocation().toURI());
-        } catch (java.net.URISyntaxException e) {
-            throw new IOException(e);
-        }
+    static Process start(String... properties) throws Exception {
+        Path probe = Path.of(LoaderProbe.class.getProtectionDomain().getCodeSource().getLocation().toURI());
         List<String> command = new ArrayList<>(List.of(Path.of(System.getProperty("java.home"), "bin", "java")
                 .toString(), "-Xcheck:jni"));
         for (String p : properties) {
