@@ -16,7 +16,10 @@ import java.util.TreeSet;
 import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 
-/** A stream's video and audio through the API: decode, transfer, encode, overlays, settings, the end. */
+/**
+ * A stream's video and audio through the API: decode, transfer, encode, overlays, settings, the end. What
+ * the packets decode to is checked where the reference host, which runs on this API, writes them.
+ */
 class StreamApiTest {
     /** Two seconds of 320x240 H.264 with B-frames and 440 Hz AAC, as FLV tags. */
     static Path input;
@@ -40,7 +43,7 @@ class StreamApiTest {
     }
 
     @Test
-    void aTwoRungLadderGivesEveryPictureThatDecodesWithTheSourcesTimesAndKeyFrames() throws Exception {
+    void aTwoRungLadderGivesEveryPictureWithTheSourcesTimesAndKeyFramesThenRefusesInput() throws Exception {
         List<VideoPacket> h264 = new ArrayList<>();
         List<VideoPacket> vp8 = new ArrayList<>();
         int[] pictures = {0};
@@ -85,19 +88,6 @@ class StreamApiTest {
         assertEquals(video.keys(), new TreeSet<>(h264.stream().filter(VideoPacket::isKeyFrame)
                 .map(VideoPacket::timecode).toList()), "key frames follow the source's");
         assertTrue(h264.stream().anyMatch(p -> p.pictureType() == PictureType.BIDIRECTIONAL), "main profile B-frames");
-        assertEquals(List.of("320x240", "frames " + FRAMES),
-                decoded(Containers.annexB(h264.stream().map(VideoPacket::data).toList()), "h264"));
-        assertEquals(List.of("160x120", "frames " + FRAMES),
-                decoded(Containers.ivf(160, 120, vp8.stream().map(VideoPacket::data).toList()), "ivf"));
-    }
-
-    /** Size and frame count as ffprobe decodes them. */
-    static List<String> decoded(byte[] stream, String format) throws Exception {
-        Path file = Media.file("api-out." + format);
-        Files.write(file, stream);
-        String[] f = Media.probe(file, "-f", format, "-count_frames", "-show_entries",
-                "stream=width,height,nb_read_frames").get(0);
-        return List.of(f[0] + "x" + f[1], "frames " + f[2]);
     }
 
     @Test

@@ -125,22 +125,6 @@ class ReferenceHostTest {
     }
 
     @Test
-    void keyFramesAreAlignedAcrossTheH264Rungs() throws Exception {
-        Path in = input("h264-alaw", "-g 25 -c:v libx264 -bf 2", "-c:a pcm_alaw", 8000, 2);
-        Path dir = Media.file("host-out-keys");
-        Run run = host("-q", "-o", dir.toString(), "-r", "h264:320x240:400k", "-r", "h264:176x144:150k", in.toString());
-        assertEquals(0, run.exitCode(), run.err());
-        List<String> keys = new ArrayList<>();
-        for (String rung : List.of("320x240_h264.flv", "176x144_h264.flv")) {
-            keys.add(Media.probe(dir.resolve(output(in, rung)), "-select_streams", "v", "-show_entries",
-                    "packet=pts,flags").stream().filter(t -> t[1].contains("K")).map(t -> t[0] + " ")
-                    .reduce("", String::concat));
-        }
-        assertEquals(keys.get(0), keys.get(1), "key frames at the same times");
-        assertTrue(keys.get(0).trim().split(" ").length >= 2, "the source's second key frame is followed: " + keys);
-    }
-
-    @Test
     void userMistakesGiveOneClearLineAndAnExitCode() throws Exception {
         Path notFlv = Media.file("host-not-flv.flv");
         Files.writeString(notFlv, "this is not a video");
