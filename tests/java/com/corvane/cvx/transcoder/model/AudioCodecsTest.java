@@ -25,10 +25,6 @@ class AudioCodecsTest extends NativeTestBase {
     /** A source as a host holds it: codec numbers, format, and the ffmpeg encoder that makes it. */
     record Input(String name, int codec, int implementation, int rate, int channels, int frameSamples,
             String encoder) {
-        @Override
-        public String toString() {
-            return name;
-        }
     }
 
     static List<Input> inputs() {
@@ -58,7 +54,7 @@ class AudioCodecsTest extends NativeTestBase {
                     frames.add(new Containers.Frame(Arrays.copyOfRange(mp2, at, at + 576), 0, 0));
                 }
             } else if (in.encoder() != null) {
-                made = Containers.flv(Media.fixture("audio-" + in + ".flv", ("-f lavfi -i " + sine + " -ac "
+                made = Containers.flv(Media.fixture("audio-" + in.name() + ".flv", ("-f lavfi -i " + sine + " -ac "
                         + in.channels() + " -c:a " + in.encoder() + " -f flv").split(" ")), false);
             } else {
                 byte[] g711 = Media.g711(sine, 1, in.codec() == 7);
@@ -92,7 +88,7 @@ class AudioCodecsTest extends NativeTestBase {
         return audio;
     }
 
-    @ParameterizedTest
+    @ParameterizedTest(name = "{0}")
     @MethodSource("inputs")
     void transcodesToBothEncodersAndKeepsTheSineAndTheSampleClock(Input in) throws Exception {
         List<byte[]> audio = startDecoder(in);
@@ -126,7 +122,7 @@ class AudioCodecsTest extends NativeTestBase {
         }
 
         for (int e = 0; e < 2; e++) {
-            String name = in + (e == 0 ? " to AAC" : " to Vorbis");
+            String name = in.name() + (e == 0 ? " to AAC" : " to Vorbis");
             List<TranscoderPacket> packets = out.get(e);
             assertTrue(packets.size() > 10, name + " packets: " + packets.size());
             assertEquals(0L, packets.get(0).timecode);
@@ -139,7 +135,7 @@ class AudioCodecsTest extends NativeTestBase {
                     assertTrue(e == 0 ? step == 1024 : step >= 0, name + ": position steps of " + step + " at " + i);
                 }
             }
-            Path file = Media.file("codecs-" + in + (e == 0 ? ".aac" : ".ogg"));
+            Path file = Media.file("codecs-" + in.name() + (e == 0 ? ".aac" : ".ogg"));
             Files.write(file, e == 0 ? Containers.adts(data(packets), in.rate(), in.channels())
                     : Containers.oggVorbis(data(headers), data(packets), positions(packets)));
             short[] decoded = Media.pcm(file, in.rate());
@@ -151,7 +147,7 @@ class AudioCodecsTest extends NativeTestBase {
         }
     }
 
-    @ParameterizedTest
+    @ParameterizedTest(name = "{0}")
     @MethodSource("inputs")
     void damagedAndTruncatedPacketsGetStatusesWithoutACrash(Input in) throws Exception {
         Containers.Source source = source(in);
