@@ -102,30 +102,26 @@ class StreamApiTest {
                 red[i + 3] = (byte) 255;
             }
             rendition.setOverlay(1, Overlay.bgra(red, 8, 8).place(Overlay.Anchor.BOTTOM_RIGHT, 4, 4, 32, 16));
-            List<long[]> seen = new ArrayList<>();
+            // The middle of the overlay's place, 4 from the right and bottom edges, 32x16: red, then no longer.
+            List<String> seen = new ArrayList<>();
             int index = 0;
             while (seen.size() < 2) {
                 Containers.Frame frame = video.frames().get(index++);
                 decoder.decode(frame.data(), frame.timecode(), type(frame), buffer -> {
                     decoder.transfer(buffer);
                     BgraPicture picture = rendition.readBgra(0).orElseThrow();
-                    BgraPicture source = decoder.readBgra(buffer).orElseThrow();
-                    assertEquals(source.timecode(), picture.timecode());
+                    assertEquals(decoder.readBgra(buffer).orElseThrow().timecode(), picture.timecode());
                     assertEquals(List.of(320, 240), List.of(picture.width(), picture.height()));
-                    // The middle of the overlay's place: 4 from the right and bottom edges, 32x16.
                     int at = ((240 - 4 - 8) * 320 + (320 - 4 - 16)) * 4;
-                    seen.add(new long[] {picture.pixels()[at] & 0xFF, picture.pixels()[at + 1] & 0xFF,
-                        picture.pixels()[at + 2] & 0xFF});
+                    byte[] p = picture.pixels();
+                    seen.add((p[at + 2] & 0xFF) > 230 && (p[at + 1] & 0xFF) < 30 && (p[at] & 0xFF) < 30 ? "red"
+                            : (p[at + 2] & 0xFF) + "," + (p[at + 1] & 0xFF) + "," + (p[at] & 0xFF));
                     rendition.removeOverlay(1);
                 });
             }
-            assertTrue(seen.get(0)[2] > 230 && seen.get(0)[0] < 30 && seen.get(0)[1] < 30, "red: " + rgb(seen.get(0)));
-            assertTrue(!(seen.get(1)[2] > 230 && seen.get(1)[0] < 30), "no longer red: " + rgb(seen.get(1)));
+            assertEquals("red", seen.get(0));
+            assertNotEquals("red", seen.get(1));
         }
-    }
-
-    static String rgb(long[] bgr) {
-        return bgr[2] + "," + bgr[1] + "," + bgr[0];
     }
 
     @Test
