@@ -101,14 +101,11 @@ class SessionTest {
         AtomicBoolean stop = new AtomicBoolean();
         List<Throwable> errors = Collections.synchronizedList(new ArrayList<>());
         Thread drainer = new Thread(() -> {
-            try {
-                while (!stop.get()) {
-                    session.drainLog();
-                }
-            } catch (Throwable t) {
-                errors.add(t);
+            while (!stop.get()) {
+                session.drainLog();
             }
         });
+        drainer.setUncaughtExceptionHandler((thread, e) -> errors.add(e));
         drainer.start();
         int encoders = 40;
         try {
