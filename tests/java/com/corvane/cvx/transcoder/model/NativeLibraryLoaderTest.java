@@ -41,15 +41,8 @@ class NativeLibraryLoaderTest {
         hash = HexFormat.of().formatHex(MessageDigest.getInstance("SHA-256").digest(bundled));
     }
 
-    /** A fresh, empty folder. */
     static Path folder(String name) throws IOException {
-        Path dir = Media.file("loader-" + name);
-        if (Files.exists(dir)) {
-            try (Stream<Path> walk = Files.walk(dir)) {
-                walk.sorted((a, b) -> b.compareTo(a)).forEach(p -> p.toFile().delete());
-            }
-        }
-        return Files.createDirectories(dir);
+        return Media.emptyFolder("loader-" + name);
     }
 
     static Process start(String... properties) throws Exception {

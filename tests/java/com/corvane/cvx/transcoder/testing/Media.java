@@ -29,6 +29,17 @@ public final class Media {
         return tmpDir().resolve(name);
     }
 
+    /** A fresh, empty folder under the fixtures. */
+    public static Path emptyFolder(String name) throws IOException {
+        Path dir = file(name);
+        if (Files.exists(dir)) {
+            try (java.util.stream.Stream<Path> walk = Files.walk(dir)) {
+                walk.sorted(java.util.Comparator.reverseOrder()).forEach(p -> p.toFile().delete());
+            }
+        }
+        return Files.createDirectories(dir);
+    }
+
     /** Runs a command and returns its standard output; a nonzero exit fails the test. */
     public static byte[] run(String... command) throws IOException, InterruptedException {
         Process process = new ProcessBuilder(command).redirectError(ProcessBuilder.Redirect.DISCARD).start();
