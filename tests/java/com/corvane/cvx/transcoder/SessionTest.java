@@ -65,7 +65,8 @@ class SessionTest {
         assertTrue(lines.containsAll(List.of(
                 "TranscoderSession.videoDecoderCreate[studio/video decoder]: Create video decoder: H.264: default",
                 "TranscoderSession.videoEncoderAdd[studio/video encoder 0]: Create video encoder: VP8: default",
-                "TranscoderSession.videoEncoderAdd[studio/small]: Create video encoder: VP8: default")), lines.toString());
+                "TranscoderSession.videoEncoderAdd[studio/small]: Create video encoder: VP8: default")),
+                lines.toString());
         assertTrue(log.stream().noneMatch(l -> l.message().contains("{context}")));
         assertEquals(LogEntry.Source.SESSION, log.get(0).source());
         assertEquals(LogEntry.Level.PROGRESS, log.get(0).level());

@@ -75,8 +75,9 @@ class HlsBrowserTest {
                 "-f", "lavfi", "-i", "sine=frequency=440:duration=10:sample_rate=44100", "-c:v", "libx264", "-bf", "2",
                 "-g", "50", "-c:a", "aac", "-ac", "2", "-f", "flv");
         Path hls = Media.file("hls-browser").toAbsolutePath();
-        ReferenceHostTest.Run run = ReferenceHostTest.host("-q", "-o", Media.file("hls-browser-out").toString(), "--hls", hls.toString(), "--hls-segment", "2", "-r", "h264:640x360:800k", "-r",
-                "h264:320x180:300k", in.toString());
+        ReferenceHostTest.Run run = ReferenceHostTest.host("-q", "-o", Media.file("hls-browser-out").toString(),
+                "--hls", hls.toString(), "--hls-segment", "2", "-r", "h264:640x360:800k", "-r", "h264:320x180:300k",
+                in.toString());
         assertEquals(0, run.exitCode(), run.err());
 
         Path screenshot = Media.file("hls-browser.png");

@@ -40,7 +40,8 @@ class ReferenceHostTest {
     /** A 320x240 FLV input with the given ffmpeg video and audio encoder arguments, mono 440 Hz. */
     static Path input(String name, String video, String audio, int audioRate, int seconds) throws Exception {
         List<String> args = new ArrayList<>(List.of("-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration="
-                + seconds, "-f", "lavfi", "-i", "sine=frequency=440:duration=" + seconds + ":sample_rate=" + audioRate));
+                + seconds, "-f", "lavfi", "-i", "sine=frequency=440:duration=" + seconds + ":sample_rate="
+                + audioRate));
         args.addAll(List.of(video.split(" ")));
         args.addAll(List.of(audio.split(" ")));
         args.addAll(List.of("-ac", "1", "-f", "flv"));

@@ -96,8 +96,8 @@ class VideoCodecsTest extends NativeTestBase {
 
     /**
      * H.264 high at veryfast (B-frames, lookahead, frame threads) following the source's key frames, and VP8
-     * in every scale mode: after the host's last frame the decoder's reordering window and each encoder's lookahead come out with
-     * their own timecodes, and further input is refused with a fault line.
+     * in every scale mode: after the host's last frame the decoder's reordering window and each encoder's
+     * lookahead come out with their own timecodes, and further input is refused with a fault line.
      */
     @Test
     void anH264SourceBecomesALadderThatEndsWithEveryFrameAndKeyFramesOnTheSources() throws Exception {
