@@ -9,12 +9,13 @@ namespace cvx {
 int64_t h264DirectEncode(const H264EncoderSettings& settings, const uint8_t* const* pictures, size_t count,
                          uint32_t fourcc) {
   const H264Messages silent;
-  x264_param_t param;
-  const int status = buildX264Params(settings, silent, param);
+  X264Params params;
+  const int status = buildX264Params(settings, silent, params);
+  const x264_param_t& param = params.get();
   if (status != kH264Ok || pictures == nullptr) {
     return -(status != kH264Ok ? status : kH264InvalidArgument);
   }
-  X264EncoderPtr encoder(x264_encoder_open(&param));
+  X264EncoderPtr encoder(x264_encoder_open(&params.get()));
   if (!encoder) {
     return -kH264LibraryRejected;
   }

@@ -130,29 +130,27 @@ CVX_EXPORT(audioEncoderInitialize)(JNIEnv*, jobject, jlong handle, jlong encoder
 }
 
 CVX_EXPORT(audioEncoderGetHeaders)(JNIEnv* env, jobject, jlong handle, jlong encoderIndex, jobject packets) {
-  // Header frames are the encoder's copies: they go with `frames`.
-  return guardExport("TranscoderSessionNative::audioEncoderGetHeaders: ", -1, [&]() -> jlong {
-    TranscoderSession* session = sessionFromHandle(handle);
-    if (session == nullptr) return -1;
-    std::vector<AudioFrameEncoded> frames;
-    const uint32_t status = session->audioEncoderGetHeaders(low32(encoderIndex), frames);
-    if (status == 0) deliverPackets(env, packets, frames);
-    return widenStatus(status);
-  });
+  // Header frames are the encoder's copies: they go with the local list.
+  return forwardPackets<AudioFrameEncoded>(env, handle, "TranscoderSessionNative::audioEncoderGetHeaders: ", packets,
+                                           [&](TranscoderSession& s, std::vector<AudioFrameEncoded>& frames) {
+                                             return s.audioEncoderGetHeaders(low32(encoderIndex), frames);
+                                           });
 }
 
 CVX_EXPORT(audioEncoderAddSampleBuffer)(JNIEnv* env, jobject, jlong handle, jlong encoderIndex, jlong bufferIndex,
                                         jobject packets) {
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session == nullptr) return -1;
-  std::vector<AudioFrameEncoded> frames;
-  jlong status = guardExport("TranscoderSessionNative::audioEncoderAddSampleBuffer: ", -1, [&]() -> jlong {
-    const uint32_t result = session->audioEncoderAddSampleBuffer(low32(encoderIndex), low32(bufferIndex), frames);
-    if (result == 0) deliverPackets(env, packets, frames);
-    return widenStatus(result);
-  });
-  // Every frame the encoder handed over goes with `frames`, delivered or not.
-  return status;
+  return forwardPackets<AudioFrameEncoded>(
+      env, handle, "TranscoderSessionNative::audioEncoderAddSampleBuffer: ", packets,
+      [&](TranscoderSession& s, std::vector<AudioFrameEncoded>& frames) {
+        return s.audioEncoderAddSampleBuffer(low32(encoderIndex), low32(bufferIndex), frames);
+      });
+}
+
+CVX_EXPORT(audioEncoderEndOfStream)(JNIEnv* env, jobject, jlong handle, jlong encoderIndex, jobject packets) {
+  return forwardPackets<AudioFrameEncoded>(env, handle, "TranscoderSessionNative::audioEncoderEndOfStream: ",
+                                           packets, [&](TranscoderSession& s, std::vector<AudioFrameEncoded>& frames) {
+                                             return s.audioEncoderEndOfStream(low32(encoderIndex), frames);
+                                           });
 }
 
 }  // extern "C"

@@ -60,4 +60,19 @@ jlong forwardHostBytes(JNIEnv* env, jlong handle, HostBytes kind, jbyteArray dat
 void deliverPackets(JNIEnv* env, jobject list, const std::vector<VideoFrameEncoded>& frames);
 void deliverPackets(JNIEnv* env, jobject list, const std::vector<AudioFrameEncoded>& frames);
 
+// The frame of an export whose session method hands over encoded frames: a
+// zero handle answers -1; the frames are delivered to `packets` when the
+// method succeeded, and go with the local list, delivered or not.
+template <class Frame, class Call>
+jlong forwardPackets(JNIEnv* env, jlong handle, const char* label, jobject packets, Call&& call) {
+  TranscoderSession* session = sessionFromHandle(handle);
+  if (session == nullptr) return -1;
+  std::vector<Frame> frames;
+  return guardExport(label, -1, [&]() -> jlong {
+    const uint32_t result = call(*session, frames);
+    if (result == 0) deliverPackets(env, packets, frames);
+    return widenStatus(result);
+  });
+}
+
 }  // namespace cvx

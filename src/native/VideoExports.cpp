@@ -141,6 +141,11 @@ CVX_EXPORT(videoDecoderDecode)(JNIEnv* env, jobject, jlong handle, jlong bufferI
   return status;
 }
 
+CVX_EXPORT(videoDecoderEndOfStream)(JNIEnv*, jobject, jlong handle) {
+  return callSession(handle, "TranscoderSessionNative::videoDecoderEndOfStream: ", -1, -1,
+                     [](TranscoderSession& s) { return s.videoDecoderEndOfStream(); });
+}
+
 CVX_EXPORT(videoDecoderTransferFrame)(JNIEnv*, jobject, jlong handle, jlong bufferIndex, jlong setIndex) {
   return callSession(handle, "TranscoderSessionNative::videoDecoderTransferFrame: ", -1, -1,
                      [&](TranscoderSession& s) {
@@ -274,16 +279,15 @@ CVX_EXPORT(videoEncoderAddFrame)(JNIEnv*, jobject, jlong handle, jlong encoderIn
 }
 
 CVX_EXPORT(videoEncoderGetEncodedFrames)(JNIEnv* env, jobject, jlong handle, jlong encoderIndex, jobject packets) {
-  TranscoderSession* session = sessionFromHandle(handle);
-  if (session == nullptr) return -1;
-  std::vector<VideoFrameEncoded> frames;
-  jlong status = guardExport("TranscoderSessionNative::videoEncoderGetEncodedFrames: ", -1, [&]() -> jlong {
-    const uint32_t result = session->videoEncoderGetEncodedFrames(low32(encoderIndex), frames);
-    if (result == 0) deliverPackets(env, packets, frames);
-    return widenStatus(result);
-  });
-  // Every frame the encoder handed over goes with `frames`, delivered or not.
-  return status;
+  return forwardPackets<VideoFrameEncoded>(env, handle, "TranscoderSessionNative::videoEncoderGetEncodedFrames: ",
+                                           packets, [&](TranscoderSession& s, std::vector<VideoFrameEncoded>& frames) {
+                                             return s.videoEncoderGetEncodedFrames(low32(encoderIndex), frames);
+                                           });
+}
+
+CVX_EXPORT(videoEncoderEndOfStream)(JNIEnv*, jobject, jlong handle, jlong encoderIndex) {
+  return callSession(handle, "TranscoderSessionNative::videoEncoderEndOfStream: ", -1, -1,
+                     [&](TranscoderSession& s) { return s.videoEncoderEndOfStream(low32(encoderIndex)); });
 }
 
 }  // extern "C"

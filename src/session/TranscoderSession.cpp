@@ -21,6 +21,7 @@
 #include "logging/Guarded.h"
 #include "logging/StdoutLine.h"
 #include "media/CodecNumbers.h"
+#include "platform/librarylog/LibraryLog.h"
 #include "video/decoders/VideoDecoderH264.h"
 #include "video/decoders/VideoDecoderH264IntelQuickSync.h"
 #include "video/decoders/VideoDecoderMP2.h"
@@ -138,6 +139,9 @@ bool passesLimit(uint32_t count, uint32_t held, uint32_t limit) { return held > 
 }  // namespace
 
 TranscoderSession::TranscoderSession() {
+  // The codec libraries' own messages reach the host through the log, never
+  // through the server's standard error.
+  routeLibraryLogs(getDefaultLogger());
   const HardwareAvailability found = probeHardware(logCollector);
   isCUDAAvailable = found.cuda ? 1 : 0;
   isQuickSyncAvailable = found.quickSync ? 1 : 0;
@@ -168,6 +172,11 @@ uint32_t TranscoderSession::videoEncoderAdd(uint32_t codec, uint32_t implementat
     Selection<IVideoEncoder> made =
         selectVideoEncoder(codec, implementation, isCUDAAvailable != 0, isQuickSyncAvailable != 0);
     if (made.codec == nullptr) return kFailure;
+    if (videoEncoders.size() >= kMaxVideoEncoders) {
+      return refused(logCollector, kLogContextVideoEncoder,
+                     "TranscoderSession.videoEncoderAdd[{context}]: a session has at most " +
+                         std::to_string(kMaxVideoEncoders) + " video encoders");
+    }
     made.codec->setLogger(&logCollector);
     IVideoEncoder* encoder = made.codec.get();
     index = appendVideoEncoder(std::move(made.codec));
@@ -345,6 +354,13 @@ uint32_t TranscoderSession::videoDecoderDecode(uint32_t bufferIndex, uint32_t& f
     if (flags & kDecodeSequenceChanged) allocDecoderFrame(bufferIndex, "videoDecoderDecode");
     if ((flags & kDecodePictureReady) && !(flags & kDecodePictureSkipped)) videoDecoder->getDecodedFrame(*frame);
     return static_cast<uint32_t>(result);
+  });
+}
+
+uint32_t TranscoderSession::videoDecoderEndOfStream() {
+  return guarded("TranscoderSession::videoDecoderEndOfStream: ", [&]() -> uint32_t {
+    if (videoDecoder == nullptr) return kFailure;
+    return static_cast<uint32_t>(videoDecoder->endOfStream());
   });
 }
 
@@ -555,6 +571,11 @@ uint32_t TranscoderSession::videoEncoderGetEncodedFrames(uint32_t encoderIndex,
                           [&](IVideoEncoder& e) { return e.getEncodedFrames(frames); });
 }
 
+uint32_t TranscoderSession::videoEncoderEndOfStream(uint32_t encoderIndex) {
+  return withVideoEncoder("TranscoderSession::videoEncoderEndOfStream: ", encoderIndex,
+                          [](IVideoEncoder& e) { return e.endOfStream(); });
+}
+
 namespace {
 
 // A value the audio path does not take: one level-3 line naming the method
@@ -706,6 +727,11 @@ uint32_t TranscoderSession::audioEncoderAddSampleBuffer(uint32_t encoderIndex, u
     if (buffer == nullptr) return -1;
     return e.addSampleBuffer(*buffer, frames);
   });
+}
+
+uint32_t TranscoderSession::audioEncoderEndOfStream(uint32_t encoderIndex, std::vector<AudioFrameEncoded>& frames) {
+  return withAudioEncoder("TranscoderSession::audioEncoderEndOfStream: ", encoderIndex,
+                          [&](IAudioEncoder& e) { return e.endOfStream(frames); });
 }
 
 uint32_t TranscoderSession::audioDecoderBuffersCreate(uint32_t count) {

@@ -23,6 +23,9 @@ class TranscoderSession : public TranscoderSessionBase {
   static constexpr uint32_t kDefaultFourCC = kFourCCYV12;
   // The sample format audio decoders are made with unless the host names one.
   static constexpr uint32_t kDefaultAudioSampleFormat = 2;
+  // Video encoders one session holds. A ladder has a handful; the bound keeps
+  // a host that adds in a loop from exhausting the process.
+  static constexpr uint32_t kMaxVideoEncoders = 64;
   // The longest compressed frame and codec configuration a video decoder takes.
   static constexpr uint32_t kMaxVideoFrameLength = 32u << 20;
   static constexpr uint32_t kMaxVideoConfigLength = 1u << 20;
@@ -37,7 +40,8 @@ class TranscoderSession : public TranscoderSessionBase {
   bool getQuickSyncAvailable() const { return isQuickSyncAvailable != 0; }
 
   // Codec selection by number. Each returns 0 when an object was made, -1
-  // otherwise; an unknown number logs nothing and leaves `index` alone.
+  // otherwise; an unknown number logs nothing and leaves `index` alone, an
+  // encoder beyond the session's bound is refused with a level-3 line.
   uint32_t videoDecoderCreate(uint32_t codec, uint32_t implementation, uint32_t fourcc);
   uint32_t videoDecoderCreate(uint32_t codec, uint32_t implementation);
   uint32_t videoEncoderAdd(uint32_t codec, uint32_t implementation, uint32_t& index);
@@ -66,6 +70,9 @@ class TranscoderSession : public TranscoderSessionBase {
                                 uint32_t frameType);
   // Runs the decoder once; a ready picture lands in decoder frame `bufferIndex`.
   uint32_t videoDecoderDecode(uint32_t bufferIndex, uint32_t& flags);
+  // The host's input has ended: decoding until flag 1 gives out the pictures
+  // the decoder still holds; frames after it are refused.
+  uint32_t videoDecoderEndOfStream();
   // Draws the decoder overlays into the frame, then fits it into every
   // rendition of set `setIndex` and draws each rendition's overlays.
   uint32_t videoDecoderTransferFrame(uint32_t bufferIndex, uint32_t setIndex);
@@ -100,6 +107,9 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t videoEncoderAddFrame(uint32_t encoderIndex, uint32_t setIndex, uint32_t itemIndex, uint32_t hint);
   // Frames appended pass to the caller, who frees their blocks.
   uint32_t videoEncoderGetEncodedFrames(uint32_t encoderIndex, std::vector<VideoFrameEncoded>& frames);
+  // The encoder finishes every frame it holds, for the next
+  // videoEncoderGetEncodedFrames; frames after it are refused.
+  uint32_t videoEncoderEndOfStream(uint32_t encoderIndex);
 
   // Audio decoder.
   uint32_t audioDecoderInitialize();
@@ -126,6 +136,9 @@ class TranscoderSession : public TranscoderSessionBase {
   uint32_t audioEncoderGetHeaders(uint32_t encoderIndex, std::vector<AudioFrameEncoded>& frames);
   uint32_t audioEncoderAddSampleBuffer(uint32_t encoderIndex, uint32_t bufferIndex,
                                        std::vector<AudioFrameEncoded>& frames);
+  // The encoder finishes the samples it holds and appends its last frames;
+  // buffers after it are refused.
+  uint32_t audioEncoderEndOfStream(uint32_t encoderIndex, std::vector<AudioFrameEncoded>& frames);
 
  private:
   // Run `call` on the encoder at `encoderIndex` under the method's handler

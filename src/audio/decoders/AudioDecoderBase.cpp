@@ -3,11 +3,8 @@
 #include "audio/samples/AudioSampleBuffer.h"
 #include "audio/samples/AudioTimecode.h"
 #include "logging/LogCollector.h"
-#include "platform/librarylog/LibraryLog.h"
 
 namespace cvx {
-
-AudioDecoderBase::AudioDecoderBase() { routeLibraryLogs(getDefaultLogger()); }
 
 void AudioDecoderBase::resetDecodedFrameState() {
   sampleRate = 0;

@@ -12,9 +12,7 @@ namespace cvx {
 // that turns host milliseconds into a steady sample position.
 class AudioDecoderBase : public ParameterTargetDefaults<IAudioDecoder> {
  public:
-  // The codec libraries' own messages go into the process-wide log from the
-  // first codec on.
-  AudioDecoderBase();
+  AudioDecoderBase() = default;
   ~AudioDecoderBase() noexcept(false) override = default;
 
   uint32_t getCodec() override { return codec; }

@@ -115,6 +115,7 @@ int AudioEncoderAAC::getHeaders(std::vector<AudioFrameEncoded>&) {
 
 int AudioEncoderAAC::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) {
   return guarded("AudioEncoderAAC::addSampleBuffer: ", [&] {
+    if (refusedAfterEnd("AudioEncoderAAC")) return -1;
     const uint32_t bytesPerFrame = frameBytes();
     // A buffer without a block has no samples to give.
     if (handle == nullptr || pcmBuffer == nullptr || bytesPerFrame == 0 || buffer.getBuffer() == nullptr) return -1;
@@ -153,32 +154,54 @@ uint64_t AudioEncoderAAC::getQueuedBytes() const {
   return bytes;
 }
 
-void AudioEncoderAAC::encodeQueuedFrames() {
+uint32_t AudioEncoderAAC::takeQueuedSamples(uint32_t wanted, uint64_t& position) {
   const uint32_t bytesPerFrame = frameBytes();
+  uint32_t got = 0;
+  while (got < wanted && !sampleQueue.empty()) {
+    AudioSampleBuffer& b = sampleQueue.front();
+    const uint32_t left = b.getSampleCount() > b.getSamplesRead() ? b.getSampleCount() - b.getSamplesRead() : 0;
+    const uint32_t take = left < wanted - got ? left : wanted - got;
+    std::memcpy(pcmBuffer.get() + static_cast<size_t>(got) * bytesPerFrame,
+                b.getBuffer() + static_cast<size_t>(b.getSamplesRead()) * bytesPerFrame,
+                static_cast<size_t>(take) * bytesPerFrame);
+    if (got == 0) position = b.getTimecode() + b.getSamplesRead();
+    b.addSamplesRead(take);
+    queuedSamples -= take;
+    got += take;
+    if (b.getSamplesRead() >= b.getSampleCount()) sampleQueue.pop_front();
+  }
+  return got;
+}
+
+void AudioEncoderAAC::encodeQueuedFrames() {
   while (queuedSamples >= kFrameSamples) {
-    uint32_t got = 0;
     uint64_t position = 0;
-    while (got < kFrameSamples && !sampleQueue.empty()) {
-      AudioSampleBuffer& b = sampleQueue.front();
-      const uint32_t left = b.getSampleCount() > b.getSamplesRead() ? b.getSampleCount() - b.getSamplesRead() : 0;
-      const uint32_t take = left < kFrameSamples - got ? left : kFrameSamples - got;
-      std::memcpy(pcmBuffer.get() + static_cast<size_t>(got) * bytesPerFrame,
-                  b.getBuffer() + static_cast<size_t>(b.getSamplesRead()) * bytesPerFrame,
-                  static_cast<size_t>(take) * bytesPerFrame);
-      if (got == 0) position = b.getTimecode() + b.getSamplesRead();
-      b.addSamplesRead(take);
-      queuedSamples -= take;
-      got += take;
-      if (b.getSamplesRead() >= b.getSampleCount()) sampleQueue.pop_front();
-    }
-    if (got < kFrameSamples) {
+    if (takeQueuedSamples(kFrameSamples, position) < kFrameSamples) {
       // The count and the queue disagree; what is left cannot make a frame.
       queuedSamples = 0;
       break;
     }
     outputStream.addTimecode(position);
-    aacOutAudioPutBytes(handle.get(), pcmBuffer.get(), kFrameSamples * bytesPerFrame);
+    aacOutAudioPutBytes(handle.get(), pcmBuffer.get(), kFrameSamples * frameBytes());
   }
+}
+
+int AudioEncoderAAC::endOfStream(std::vector<AudioFrameEncoded>& out) {
+  return guarded("AudioEncoderAAC::endOfStream: ", [&] {
+    if (!markEnded() || handle == nullptr || pcmBuffer == nullptr) return 0;
+    uint64_t position = 0;
+    const uint32_t rest = takeQueuedSamples(kFrameSamples, position);
+    if (rest > 0) {
+      outputStream.addTimecode(position);
+      aacOutAudioPutBytes(handle.get(), pcmBuffer.get(), rest * frameBytes());
+    }
+    sampleQueue.clear();
+    queuedSamples = 0;
+    outputStream.continuePositions(kFrameSamples);
+    aacOutAudioDone(handle.get(), 0);
+    outputStream.getEncodedFrames(out);
+    return 0;
+  });
 }
 
 int AudioEncoderAAC::close() {

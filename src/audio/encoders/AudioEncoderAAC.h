@@ -27,6 +27,9 @@ class AudioEncoderAAC : public AudioEncoderBase {
   int initialize() override;
   int getHeaders(std::vector<AudioFrameEncoded>& out) override;
   int addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) override;
+  // The samples short of a whole frame become a last, shorter frame; the
+  // library's one frame of delay follows, 1024 positions after it.
+  int endOfStream(std::vector<AudioFrameEncoded>& out) override;
   int close() override;
 
   // The table index for a rate in bits per second: the largest entry not above it.
@@ -45,6 +48,9 @@ class AudioEncoderAAC : public AudioEncoderBase {
   // The bytes of one sample frame for the library.
   uint32_t frameBytes() const;
   void encodeQueuedFrames();
+  // Moves up to `wanted` queued samples into the frame buffer; how many, and
+  // the position of the first.
+  uint32_t takeQueuedSamples(uint32_t wanted, uint64_t& position);
 
   bool firstBuffer = true;
   std::list<AudioSampleBuffer> sampleQueue;

@@ -12,9 +12,7 @@ namespace cvx {
 // plain settings that only initialize reads.
 class AudioEncoderBase : public ParameterTargetDefaults<IAudioEncoder> {
  public:
-  // The codec libraries' own messages go into the process-wide log from the
-  // first codec on.
-  AudioEncoderBase();
+  AudioEncoderBase() = default;
   ~AudioEncoderBase() noexcept(false) override = default;
 
   uint32_t getCodec() override { return codec; }
@@ -29,11 +27,26 @@ class AudioEncoderBase : public ParameterTargetDefaults<IAudioEncoder> {
   void setLogger(ILogger* value) override { logger = value; }
   uint32_t getContextId() override { return contextId; }
   void setContextId(uint32_t value) override { contextId = value; }
+  // An encoder that holds no samples has nothing to finish.
+  int endOfStream(std::vector<AudioFrameEncoded>&) override {
+    markEnded();
+    return 0;
+  }
 
  protected:
   // Level 2/3 lines at context kind 4 and this encoder's index.
   void logInfo(const std::string& statement);
   void logError(const std::string& statement);
+  // Marks the end of the input; false when it was marked before, so that a
+  // drain runs once.
+  bool markEnded() {
+    const bool first = !ended;
+    ended = true;
+    return first;
+  }
+  // True, with one level-3 line, for a buffer after the end; `owner` names
+  // the class in the line.
+  bool refusedAfterEnd(const char* owner);
 
   uint32_t codec = 0xFFFFFFFFu;
   uint32_t contextId = 0;
@@ -42,6 +55,7 @@ class AudioEncoderBase : public ParameterTargetDefaults<IAudioEncoder> {
   uint32_t bitrate = 0;
   uint32_t channels = 0;
   uint32_t sampleRate = 0;
+  bool ended = false;
 };
 
 }  // namespace cvx

@@ -22,6 +22,11 @@ void AudioEncoderBufferStream::addTimecode(uint64_t position) {
   });
 }
 
+void AudioEncoderBufferStream::continuePositions(uint64_t step) {
+  ConcurrentLockGuard guard(lock.get());
+  continuationStep = step;
+}
+
 void AudioEncoderBufferStream::closeFrame() {
   guarded("AudioEncoderBufferStream::closeFrame: ", [&] {
     if (bufferUsed == 0) return;
@@ -36,7 +41,11 @@ void AudioEncoderBufferStream::closeFrame() {
       if (!timecodes.empty()) {
         timecode = timecodes.front();
         timecodes.pop_front();
+      } else if (continuationStep > 0 && framesClosed) {
+        timecode = lastTimecode + continuationStep;
       }
+      lastTimecode = timecode;
+      framesClosed = true;
     }
     frames.append(AudioFrameEncoded{std::move(block), timecode, channels, sampleRate});
   });

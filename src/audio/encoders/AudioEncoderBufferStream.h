@@ -26,6 +26,9 @@ class AudioEncoderBufferStream : public BufStreamSink {
   ~AudioEncoderBufferStream() override;
 
   void addTimecode(uint64_t position);
+  // From now on a frame with no position queued takes the frame before's
+  // plus `step`: the frames a library gives out of its delay at the end.
+  void continuePositions(uint64_t step);
   void closeFrame();
   uint32_t getEncodedFrameCount();
   // Moves every finished frame to `out`; the caller then owns their blocks.
@@ -44,6 +47,9 @@ class AudioEncoderBufferStream : public BufStreamSink {
   LockedFrameList<AudioFrameEncoded> frames{"AudioEncoderBufferStream::getEncodedFrameCount: ",
                                             "AudioEncoderBufferStream::getEncodedFrames: "};
   std::list<uint64_t> timecodes;
+  uint64_t lastTimecode = 0;
+  uint64_t continuationStep = 0;
+  bool framesClosed = false;
   uint32_t channels = 0;
   uint32_t sampleRate = 0;
 };

@@ -114,7 +114,8 @@ void AudioEncoderVorbis::takePackets(std::vector<AudioFrameEncoded>& out, bool& 
     int64_t granulePosition = 0;
     while (codecState.nextPacket(granulePosition)) {
       drainHolders(granulePosition);
-      const uint64_t timecode = holders.front().timecode;
+      // The last packets may drain every holder: they stand where the samples end.
+      const uint64_t timecode = holders.reached();
       const uint8_t* body = nullptr;
       uint32_t bodyLength = 0;
       while (!endOfStream && codecState.flushPage(body, bodyLength, endOfStream)) {
@@ -126,6 +127,7 @@ void AudioEncoderVorbis::takePackets(std::vector<AudioFrameEncoded>& out, bool& 
 
 int AudioEncoderVorbis::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) {
   return guarded("AudioEncoderVorbis::addSampleBuffer: ", [&] {
+    if (refusedAfterEnd("AudioEncoderVorbis")) return -1;
     if (!codecState.isReady() || encoderChannels == 0 || buffer.getBuffer() == nullptr) return -1;
     // The holder takes the count the decoder stamped the buffer with: the
     // positions it gave were counted in it.
@@ -144,6 +146,16 @@ int AudioEncoderVorbis::addSampleBuffer(AudioSampleBuffer& buffer, std::vector<A
       written += chunk;
       takePackets(out, endOfStream);
     }
+    return 0;
+  });
+}
+
+int AudioEncoderVorbis::endOfStream(std::vector<AudioFrameEncoded>& out) {
+  return guarded("AudioEncoderVorbis::endOfStream: ", [&] {
+    if (!markEnded() || !codecState.isReady() || encoderChannels == 0) return 0;
+    codecState.wrote(0);
+    bool endOfStream = false;
+    takePackets(out, endOfStream);
     return 0;
   });
 }

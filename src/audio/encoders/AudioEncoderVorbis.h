@@ -23,6 +23,9 @@ class AudioEncoderVorbis : public AudioEncoderBase {
   // The header frames stay here: each call hands out copies of them.
   int getHeaders(std::vector<AudioFrameEncoded>& out) override;
   int addSampleBuffer(AudioSampleBuffer& buffer, std::vector<AudioFrameEncoded>& out) override;
+  // Tells the library the stream has ended: it analyses what it holds and
+  // gives the last packets, the last one marked as the end of the stream.
+  int endOfStream(std::vector<AudioFrameEncoded>& out) override;
   int close() override;
 
   // Sample frames handed to the library in one go.

@@ -5,6 +5,7 @@
 namespace cvx {
 
 void AudioSampleHolderList::push(uint64_t timecode, uint32_t sampleCount) {
+  pushedEnd = timecode + sampleCount;
   if (!runs.empty()) {
     Run& last = runs.back();
     if (sampleCount == last.sampleCount && last.holders < UINT32_MAX) {

@@ -29,11 +29,17 @@ class AudioSampleHolderList {
   void drain(uint32_t samples);
   // The oldest holder; {0, 0} when there is none.
   AudioSampleHolder front() const;
+  // The position the drains have reached: the oldest holder's, or once every
+  // holder is drained, the end of the last one pushed.
+  uint64_t reached() const { return runs.empty() ? pushedEnd : runs.front().first.timecode; }
   bool empty() const { return runs.empty(); }
   // Holders, and the runs they are kept in.
   uint64_t size() const;
   std::size_t runCount() const { return runs.size(); }
-  void clear() { runs.clear(); }
+  void clear() {
+    runs.clear();
+    pushedEnd = 0;
+  }
 
  private:
   struct Run {
@@ -45,6 +51,7 @@ class AudioSampleHolderList {
   };
 
   std::deque<Run> runs;
+  uint64_t pushedEnd = 0;
 };
 
 }  // namespace cvx

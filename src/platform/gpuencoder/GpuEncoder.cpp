@@ -271,6 +271,7 @@ int GpuEncoder::getSequenceHeaders(unsigned char* buffer, int bufferSize, int* n
 
 int GpuEncoder::encodeFrame(const NVVE_EncodeFrameParams& frame, uint32_t flags) {
   if (session == nullptr) return fail(kNVVEFail, "NVEncodeFrame: no hardware encoder");
+  if (ended) return fail(kNVVEFail, "NVEncodeFrame: the stream has ended");
   if (frame.picBuf == nullptr) return fail(kNVVENullPointer, "NVEncodeFrame: no picture");
   if (frame.Width != setup.inputWidth || frame.Height != setup.inputHeight) {
     return fail(kNVVEInvalidArgument, "NVEncodeFrame: the frame's size is not NVVE_IN_SIZE");
@@ -332,6 +333,25 @@ int GpuEncoder::submit(Slot& slot, const NVVE_EncodeFrameParams& frame, uint32_t
   return kNVVEOk;
 }
 
+int GpuEncoder::endStream() {
+  if (session == nullptr) return fail(kNVVEFail, "NVEncodeFrame: no hardware encoder");
+  if (ended) return kNVVEOk;
+  ended = true;
+  NV_ENC_PIC_PARAMS end = {};
+  end.version = NV_ENC_PIC_PARAMS_VER;
+  end.encodePicFlags = NV_ENC_PIC_FLAG_EOS;
+  const int status = checkNvenc(api.nvEncEncodePicture(session.get(), &end), "nvEncEncodePicture", error);
+  std::unique_lock<std::mutex> guard(mutex);
+  // The end of the stream releases what the hardware held for reordering.
+  ready = submitted;
+  changed.notify_all();
+  const bool complete = changed.wait_for(guard, std::chrono::milliseconds(kSlotWaitMilliseconds),
+                                         [this] { return delivered == submitted; });
+  guard.unlock();
+  if (!complete) return fail(kNVVEFail, "NVEncodeFrame: the hardware did not return the last frames in time");
+  return status;
+}
+
 void GpuEncoder::deliveryLoop() {
   std::unique_lock<std::mutex> guard(mutex);
   for (;;) {
@@ -373,10 +393,12 @@ void GpuEncoder::close() {
     }
     // The end of the stream lets the hardware give up what it holds for
     // reordering, so the delivery thread can unlock every slot and end.
-    NV_ENC_PIC_PARAMS end = {};
-    end.version = NV_ENC_PIC_PARAMS_VER;
-    end.encodePicFlags = NV_ENC_PIC_FLAG_EOS;
-    api.nvEncEncodePicture(session.get(), &end);
+    if (!ended) {
+      NV_ENC_PIC_PARAMS end = {};
+      end.version = NV_ENC_PIC_PARAMS_VER;
+      end.encodePicFlags = NV_ENC_PIC_FLAG_EOS;
+      api.nvEncEncodePicture(session.get(), &end);
+    }
     {
       std::lock_guard<std::mutex> guard(mutex);
       ready = submitted;

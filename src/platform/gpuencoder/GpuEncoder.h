@@ -43,6 +43,8 @@ class GpuEncoder {
   int createHardwareEncoder();
   int getSequenceHeaders(unsigned char* buffer, int bufferSize, int* neededSize);
   int encodeFrame(const NVVE_EncodeFrameParams& frame, uint32_t flags);
+  // Ends the stream and waits until every frame submitted is delivered.
+  int endStream();
   const char* lastError() const { return error.c_str(); }
 
  private:
@@ -88,6 +90,7 @@ class GpuEncoder {
   uint64_t ready = 0;
   uint64_t delivered = 0;
   bool stopping = false;
+  bool ended = false;  // endStream ran: the hardware has had its end of stream
   std::thread delivery;
 };
 

@@ -54,6 +54,7 @@ int NVGetSPSPPS(NVEncoder handle, unsigned char* buffer, int bufferSize, int* ne
 
 int NVEncodeFrame(NVEncoder handle, NVVE_EncodeFrameParams* frame, uint32_t flags, void*) {
   if (handle == nullptr || frame == nullptr) return kNVVENullPointer;
+  if (frame->bLast != 0 && frame->picBuf == nullptr) return encoderOf(handle)->endStream();
   return encoderOf(handle)->encodeFrame(*frame, flags);
 }
 

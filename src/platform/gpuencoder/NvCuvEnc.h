@@ -118,7 +118,7 @@ struct NVVE_EncodeFrameParams {
   int topfieldfirst;
   int repeatFirstField;
   int progressiveFrame;
-  int bLast;
+  int bLast;  // with no picture: the end of the stream (see NVEncodeFrame)
   unsigned char* picBuf;  // borrowed for the call
 };
 
@@ -160,7 +160,11 @@ int NVCreateHWEncoder(NVEncoder handle);
 // (start codes) into buffer, at most bufferSize bytes, and writes their size.
 int NVGetSPSPPS(NVEncoder handle, unsigned char* buffer, int bufferSize, int* neededSize);
 // Copies the frame (picBuf must hold nvveFrameBytes) and submits it; waits a
-// bounded time when every frame slot is in flight.
+// bounded time when every frame slot is in flight. A frame with bLast set and
+// no picture ends the stream instead: the frames the hardware holds are
+// finished, and every frame submitted has come back through the callbacks
+// when the call returns (or it fails after a bounded wait). Frames after the
+// end are refused.
 int NVEncodeFrame(NVEncoder handle, NVVE_EncodeFrameParams* frame, uint32_t flags, void* clientData);
 // The driver's words for the handle's last failure; "" when there was none.
 // Valid until the next call on the handle.

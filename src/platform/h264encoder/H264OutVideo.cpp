@@ -80,7 +80,7 @@ struct H264OutVideo {
 
   H264Messages messages;
   H264EncoderSettings settings{};
-  x264_param_t param{};
+  X264Params param;
   X264EncoderPtr encoder;
   bufstream_tt* sink = nullptr;           // borrowed
   const int32_t* keyFrameRequest = nullptr;  // borrowed, rewritten by the caller between pictures
@@ -99,7 +99,7 @@ int H264OutVideo::open(const H264EncoderSettings& record) {
   if (status != kH264Ok) {
     return status;
   }
-  encoder.reset(x264_encoder_open(&param));
+  encoder.reset(x264_encoder_open(&param.get()));
   if (checkX264(encoder ? 0 : -1, "x264_encoder_open", kH264LibraryRejected, messages) != kH264Ok) {
     return kH264LibraryRejected;
   }
@@ -260,7 +260,7 @@ int h264OutVideoChkSettings(H264CallbackResolver resolver, const H264EncoderSett
       messages.error("H.264 encoder: no settings");
       return static_cast<int>(kH264InvalidArgument);
     }
-    x264_param_t param;
+    X264Params param;
     return buildX264Params(*settings, messages, param);
   }, int{kH264EncodeFailed});
 }

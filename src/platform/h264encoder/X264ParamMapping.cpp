@@ -255,7 +255,9 @@ int checkX264(int result, const char* operation, int failureStatus, const H264Me
   return failureStatus;
 }
 
-int buildX264Params(const H264EncoderSettings& settings, const H264Messages& messages, x264_param_t& param) {
+int buildX264Params(const H264EncoderSettings& settings, const H264Messages& messages, X264Params& params) {
+  params.reset();
+  x264_param_t& param = params.get();
   const int valid = validate(settings, messages);
   if (valid != kH264Ok) {
     return valid;
@@ -267,6 +269,11 @@ int buildX264Params(const H264EncoderSettings& settings, const H264Messages& mes
   if (status != kH264Ok) {
     return status;
   }
+  // We never run two passes, so the statistics file names are of no use;
+  // and an encoder that refuses its parameters leaks the copies it made of
+  // them, once per refusal. Without names there is nothing to copy.
+  param.rc.psz_stat_out = nullptr;
+  param.rc.psz_stat_in = nullptr;
   for (const FieldRow& row : kFieldTable) {
     const int32_t value = fieldValue(settings, row.offset);
     if (row.apply != nullptr && !(row.presetChooses && value == kPresetChooses)) {
@@ -340,8 +347,9 @@ int h264OutVideoDescribe(const H264EncoderSettings* settings, H264ParamSummary* 
     return kH264InvalidArgument;
   }
   const H264Messages silent;
-  x264_param_t p;
-  const int status = buildX264Params(*settings, silent, p);
+  X264Params params;
+  const int status = buildX264Params(*settings, silent, params);
+  const x264_param_t& p = params.get();
   if (status != kH264Ok) {
     return status;
   }

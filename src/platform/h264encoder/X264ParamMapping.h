@@ -5,6 +5,7 @@
 
 #include "platform/h264encoder/H264EncoderSettings.h"
 #include "platform/h264encoder/H264Messages.h"
+#include "platform/h264encoder/X264Handles.h"
 
 namespace cvx {
 
@@ -17,8 +18,9 @@ int checkX264(int result, const char* operation, int failureStatus, const H264Me
 // Builds the library's parameters from the record: the speed preset and
 // tunes first, then every field of the mapping table, then zero latency,
 // then the profile. Our own refusals go to `messages`; the library's log
-// lines go into our log. Returns a status code.
-int buildX264Params(const H264EncoderSettings& settings, const H264Messages& messages, x264_param_t& param);
+// lines go into our log. Whatever the record held before is released first,
+// so one record can be built again. Returns a status code.
+int buildX264Params(const H264EncoderSettings& settings, const H264Messages& messages, X264Params& params);
 
 // Points the library's picture at a 4:2:0 block in the frame buffer layout:
 // both chroma planes follow the luma plane in memory order at width*height

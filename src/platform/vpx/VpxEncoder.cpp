@@ -78,6 +78,12 @@ int VpxEncoder::encode(const VpxImageView& view, int64_t pts, uint32_t duration,
   return static_cast<int>(vpx_codec_encode(&state->codec, &image, pts, duration, flags, VPX_DL_REALTIME));
 }
 
+int VpxEncoder::flush() {
+  state->iterator = nullptr;
+  if (!isInitialized()) return static_cast<int>(VPX_CODEC_ERROR);
+  return static_cast<int>(vpx_codec_encode(&state->codec, nullptr, 0, 0, 0, VPX_DL_REALTIME));
+}
+
 bool VpxEncoder::nextFramePacket(const uint8_t*& data, std::size_t& size, bool& keyFrame, int64_t& pts) {
   if (!isInitialized()) return false;
   while (const vpx_codec_cx_pkt_t* packet = vpx_codec_get_cx_data(&state->codec, &state->iterator)) {

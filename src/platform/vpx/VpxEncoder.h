@@ -39,6 +39,10 @@ class VpxEncoder {
   // Encodes one picture in real-time mode. Returns 0 or the library's error
   // code; the packets it released are then read with nextFramePacket.
   int encode(const VpxImageView& image, int64_t pts, uint32_t duration, uint32_t flags);
+  // Asks for the frames the library still holds (its lag); their packets are
+  // then read with nextFramePacket, as after encode. Returns 0 or the
+  // library's error code.
+  int flush();
   // The next compressed-frame packet of the last encode; other packet kinds
   // are skipped. The bytes stay valid until the next encode.
   bool nextFramePacket(const uint8_t*& data, std::size_t& size, bool& keyFrame, int64_t& pts);

@@ -25,7 +25,8 @@ enum VideoDecodeFlags : uint32_t {
 // addFrame followed by decode until the input-empty flag. The bytes given to
 // addFrame stay valid until the decoder's input has run empty (isInputEmpty),
 // also when frames are added without decoding in between; the codec
-// configuration's bytes only for the call.
+// configuration's bytes only for the call. When the host's input ends,
+// endOfStream, then decode until the input-empty flag once more.
 class IVideoDecoder : public IParameterTarget {
  public:
   ~IVideoDecoder() noexcept(false) override = default;
@@ -51,6 +52,11 @@ class IVideoDecoder : public IParameterTarget {
   virtual int addFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode, uint32_t frameType) = 0;
   virtual int decode(uint32_t& flags) = 0;
   virtual bool isInputEmpty() = 0;
+  // The host's input has ended. decode then gives out every picture the
+  // decoder still holds, as it gives any picture, and reports its input empty
+  // only once none is left; frames and configurations after it are refused
+  // (-1 and a level-3 line). Called once; a second call does nothing.
+  virtual int endOfStream() = 0;
   // The logger is borrowed and outlives the decoder.
   virtual void setLogger(ILogger* logger) = 0;
 };

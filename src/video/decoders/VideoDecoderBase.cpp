@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "logging/LogCollector.h"
-#include "platform/librarylog/LibraryLog.h"
 
 namespace cvx {
 
@@ -22,14 +21,17 @@ void storeWithStartCode(std::vector<uint8_t>& out, const uint8_t* data, uint32_t
 
 }  // namespace
 
-VideoDecoderBase::VideoDecoderBase() { routeLibraryLogs(getDefaultLogger()); }
-
 void VideoDecoderBase::logInfo(const std::string& statement) {
   loggerOrDefault(logger)->logLevel2(kLogContextVideoDecoder, 0, statement);
 }
 
 void VideoDecoderBase::logError(const std::string& statement) {
   loggerOrDefault(logger)->logLevel3(kLogContextVideoDecoder, 0, statement);
+}
+
+bool VideoDecoderBase::refusedAfterEnd(const char* owner, const char* method) {
+  if (inputEnded) logError(std::string(owner) + "." + method + "[{context}]: refused: the stream has ended");
+  return inputEnded;
 }
 
 bool VideoDecoderBase::readConfigurationRecord(const std::deque<byteBlock>& queue, const uint8_t* data,

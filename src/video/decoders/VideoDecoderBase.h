@@ -22,9 +22,7 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
   static constexpr uint8_t kAudDisposable[6] = {0, 0, 0, 1, 9, 0x50};
   static constexpr uint8_t kAudInter[6] = {0, 0, 0, 1, 9, 0x30};
 
-  // The codec libraries' own messages go into the process-wide log from the
-  // first codec on.
-  VideoDecoderBase();
+  VideoDecoderBase() = default;
   ~VideoDecoderBase() noexcept(false) override = default;
 
   uint32_t getWidth() override { return width; }
@@ -42,6 +40,11 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
   uint32_t getFrameType() override { return frameType; }
   int64_t getTimecode() override { return timecode; }
   void setLogger(ILogger* value) override { logger = value; }
+  // A decoder that holds no pictures has nothing to give out.
+  int endOfStream() override {
+    inputEnded = true;
+    return 0;
+  }
 
   uint32_t getCodec() const { return codec; }
   void setCodec(uint32_t value) { codec = value; }
@@ -49,6 +52,9 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
  protected:
   void logInfo(const std::string& statement);
   void logError(const std::string& statement);
+  // True, with one level-3 line, for input after endOfStream; `owner` and
+  // `method` name the refused call.
+  bool refusedAfterEnd(const char* owner, const char* method);
 
   // NAL units taken from one frame; real pictures have a few hundred slices
   // at most, and each unit costs two queued spans.
@@ -90,6 +96,7 @@ class VideoDecoderBase : public ParameterTargetDefaults<IVideoDecoder> {
   std::vector<byteBlock> localBufferList;
   ILogger* logger = nullptr;
   uint32_t parseOptions = 1;
+  bool inputEnded = false;
 };
 
 }  // namespace cvx

@@ -16,6 +16,7 @@ VideoDecoderH264::VideoDecoderH264(StreamOpener streamOpener) : VideoDecoderStre
 
 int VideoDecoderH264::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
   return guarded(label(kDecodeCodecConfig), [&] {
+    if (refusedAfterEnd(className, "decodeCodecConfig")) return -1;
     if (handle == nullptr || !readConfigurationRecord(bufferList, data, offset, length)) return 0;
     // Later configurations only change what goes in front of frames.
     if (!firstConfig) return 0;
@@ -29,6 +30,7 @@ int VideoDecoderH264::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t
 int VideoDecoderH264::addFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t frameTimecode,
                                uint32_t frameKind) {
   return guarded(label(kAddFrame), [&] {
+    if (refusedAfterEnd(className, "addFrame")) return -1;
     return queueLengthPrefixedFrame(className, bufferList, data, offset, length, frameTimecode, frameKind);
   });
 }

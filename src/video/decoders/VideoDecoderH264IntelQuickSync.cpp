@@ -72,13 +72,25 @@ int VideoDecoderH264IntelQuickSync::close() {
     surfaces.clear();
     lockedPlanes.clear();
     outputSurface = nullptr;
+    draining = false;
     session.reset();
     videoParam = mfxVideoParam{};
     return 0;
   });
 }
 
-bool VideoDecoderH264IntelQuickSync::isInputEmpty() { return bitstream.DataOffset >= bitstream.DataLength; }
+bool VideoDecoderH264IntelQuickSync::isInputEmpty() {
+  return bitstream.DataOffset >= bitstream.DataLength && !draining;
+}
+
+int VideoDecoderH264IntelQuickSync::endOfStream() {
+  return guarded("VideoDecoderH264IntelQuickSync::endOfStream: ", [&] {
+    if (inputEnded) return 0;
+    inputEnded = true;
+    draining = decoder != nullptr && !stopped;
+    return 0;
+  });
+}
 
 bool VideoDecoderH264IntelQuickSync::makeRoom(uint32_t more) {
   if (bitstream.Data == nullptr) return false;
@@ -113,6 +125,7 @@ bool VideoDecoderH264IntelQuickSync::makeRoom(uint32_t more) {
 int VideoDecoderH264IntelQuickSync::addFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t frameTimecode,
                                              uint32_t frameKind) {
   return guarded("VideoDecoderH264IntelQuickSync::addFrame: ", [&] {
+    if (refusedAfterEnd("VideoDecoderH264IntelQuickSync", "addFrame")) return -1;
     bufferList.clear();
     const int result = queueLengthPrefixedFrame("VideoDecoderH264IntelQuickSync", bufferList, data, offset, length, frameTimecode, frameKind);
     // An inert decoder has no bitstream to fill, a stopped one no use for it.
@@ -155,6 +168,7 @@ void VideoDecoderH264IntelQuickSync::fillBitstream() {
 
 int VideoDecoderH264IntelQuickSync::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
   return guarded("VideoDecoderH264IntelQuickSync::decodeCodecConfig: ", [&] {
+    if (refusedAfterEnd("VideoDecoderH264IntelQuickSync", "decodeCodecConfig")) return -1;
     if (decoder == nullptr) return 0;
     if (!readConfigurationRecord(bufferList, data, offset, length)) return 0;
     if (!firstConfig) return 0;
@@ -247,14 +261,27 @@ bool VideoDecoderH264IntelQuickSync::runRounds(uint32_t& flags) {
         return true;
       }
     }
+    // With no bitstream the SDK gives out the pictures it holds, then asks
+    // for more data once more: that is the end of the drain.
+    bool endOfBitstream = false;
     if (lastStatus == MFX_ERR_MORE_DATA) {
-      if (stagedLength == 0) return true;
-      fillBitstream();
+      if (stagedLength > 0) {
+        fillBitstream();
+      } else if (draining) {
+        endOfBitstream = true;
+      } else {
+        return true;
+      }
     }
     if (decoder == nullptr || currentSurface >= surfaces.size()) return true;
     mfxSyncPoint syncPoint = nullptr;
     outputSurface = nullptr;
-    lastStatus = decoder->DecodeFrameAsync(&bitstream, &surfaces[currentSurface], &outputSurface, &syncPoint);
+    lastStatus = decoder->DecodeFrameAsync(endOfBitstream ? nullptr : &bitstream, &surfaces[currentSurface],
+                                           &outputSurface, &syncPoint);
+    if (endOfBitstream && lastStatus == MFX_ERR_MORE_DATA) {
+      draining = false;
+      return true;
+    }
     if (lastStatus > MFX_ERR_NONE && syncPoint != nullptr) lastStatus = MFX_ERR_NONE;
     if (lastStatus == MFX_ERR_NONE) lastStatus = MFXVideoCORE_SyncOperation(session.get(), syncPoint, kSyncWaitMs);
     if (lastStatus != MFX_ERR_NONE) continue;
@@ -268,6 +295,7 @@ bool VideoDecoderH264IntelQuickSync::runRounds(uint32_t& flags) {
 
 void VideoDecoderH264IntelQuickSync::stop(const std::string& why) {
   stopped = true;
+  draining = false;
   bitstream.DataOffset = 0;
   bitstream.DataLength = 0;
   stagedAt = 0;
@@ -286,6 +314,9 @@ int VideoDecoderH264IntelQuickSync::decode(uint32_t& flags) {
       stop("status " + std::to_string(lastStatus));
     }
   }
+  // A drain call without a picture has met the end, or a fault: either way
+  // nothing more comes, and the host's loop must end.
+  if (!(flags & kDecodePictureReady)) draining = false;
   if (isInputEmpty()) flags |= kDecodeInputEmpty;
   return 0;
 }

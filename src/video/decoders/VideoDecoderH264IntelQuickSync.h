@@ -60,8 +60,10 @@ class VideoDecoderH264IntelQuickSync : public VideoDecoderBase {
   int addFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t timecode, uint32_t frameType) override;
   int decode(uint32_t& flags) override;
   // Whether the SDK has read all of the bitstream; frames added and not yet
-  // handed over do not count.
+  // handed over do not count. After endOfStream, pictures the SDK still
+  // holds count until it has given out the last.
   bool isInputEmpty() override;
+  int endOfStream() override;
 
   bool hasSession() const { return session != nullptr; }
   bool hasStopped() const { return stopped; }
@@ -112,6 +114,7 @@ class VideoDecoderH264IntelQuickSync : public VideoDecoderBase {
   uint16_t currentSurface = 0;
   int32_t lastStatus = 0;
   bool stopped = false;
+  bool draining = false;
   mfx::mfxFrameSurface1* outputSurface = nullptr;
 };
 

@@ -11,7 +11,7 @@ VideoDecoderMpegBase::VideoDecoderMpegBase(const char* name, StreamOpener stream
 int VideoDecoderMpegBase::addFrame(uint8_t* data, uint32_t offset, uint32_t length, int64_t frameTimecode,
                                    uint32_t frameKind) {
   return guarded(label(kAddFrame), [&] {
-    if (data == nullptr) return -1;
+    if (refusedAfterEnd(className, "addFrame") || data == nullptr) return -1;
     bufferList.push_back(byteBlock{data + offset, length, frameTimecode, frameKind});
     return 0;
   });
@@ -19,6 +19,7 @@ int VideoDecoderMpegBase::addFrame(uint8_t* data, uint32_t offset, uint32_t leng
 
 int VideoDecoderMpegBase::decodeCodecConfig(uint8_t* data, uint32_t offset, uint32_t length) {
   const int result = guarded(label(kDecodeCodecConfig), [&] {
+    if (refusedAfterEnd(className, "decodeCodecConfig")) return -1;
     if (handle == nullptr || data == nullptr) return 0;
     // A later configuration has no effect at all.
     if (!firstConfig) return 0;

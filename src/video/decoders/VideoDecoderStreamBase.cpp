@@ -12,7 +12,7 @@ namespace cvx {
 
 namespace {
 constexpr const char* kMethodNames[] = {"initialize", "close", "decode", "getDecodedFrame", "updateDecodeInfo",
-                                        "addFrame", "decodeCodecConfig"};
+                                        "addFrame", "decodeCodecConfig", "endOfStream"};
 }  // namespace
 
 VideoDecoderStreamBase::VideoDecoderStreamBase(const char* name, StreamOpener streamOpener)
@@ -55,6 +55,7 @@ int VideoDecoderStreamBase::close() {
   return guarded(label(kClose), [&] {
     handle.reset();
     bufferList.clear();
+    draining = false;
     return 0;
   });
 }
@@ -103,6 +104,26 @@ uint32_t VideoDecoderStreamBase::feedUntilReport() {
   return 0;
 }
 
+uint32_t VideoDecoderStreamBase::drainReport() {
+  // The library may only hear of the end after the last byte before it.
+  if (!libraryEnded) {
+    handle->done(handle.get(), 0);
+    libraryEnded = true;
+  }
+  const uint32_t state = aux(0, decoder_info::kRunParser, nullptr, 0);
+  if (!(state & decoder_state::kReport)) draining = false;
+  return state;
+}
+
+int VideoDecoderStreamBase::endOfStream() {
+  return guarded(label(kEndOfStream), [&] {
+    if (inputEnded) return 0;
+    inputEnded = true;
+    draining = handle != nullptr;
+    return 0;
+  });
+}
+
 uint32_t VideoDecoderStreamBase::flagsOfReport(uint32_t state) {
   uint32_t flags = kDecodeParserStopped;
   if (state & decoder_state::kSequence) {
@@ -132,12 +153,14 @@ int VideoDecoderStreamBase::decode(uint32_t& flags) {
     flags = 0;
     if (handle == nullptr) {
       bufferList.clear();
+      draining = false;
       flags = kDecodeInputEmpty;
       return 0;
     }
-    const uint32_t state = feedUntilReport();
+    uint32_t state = feedUntilReport();
+    if (!(state & decoder_state::kReport) && draining) state = drainReport();
     if (state & decoder_state::kReport) flags |= flagsOfReport(state);
-    if (bufferList.empty()) flags |= kDecodeInputEmpty;
+    if (isInputEmpty()) flags |= kDecodeInputEmpty;
     return 0;
   });
 }

@@ -35,7 +35,9 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
   int close() override;
   int getDecodedFrame(VideoFrameBuffer& frame) override;
   int decode(uint32_t& flags) override;
-  bool isInputEmpty() override { return bufferList.empty(); }
+  // Pictures still held after the end of the stream count as input.
+  bool isInputEmpty() override { return bufferList.empty() && !draining; }
+  int endOfStream() override;
 
   int setParameterLong(uint32_t settingIndex, int64_t value) override;
   int getParameterType(uint32_t settingIndex, uint32_t* arrayLength) override;
@@ -46,7 +48,7 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
  protected:
   // The methods whose failures are written on stdout under "<Class>::<method>: ".
   enum LabelledMethod { kInitialize, kClose, kDecode, kGetDecodedFrame, kUpdateDecodeInfo, kAddFrame,
-                        kDecodeCodecConfig, kLabelledMethodCount };
+                        kDecodeCodecConfig, kEndOfStream, kLabelledMethodCount };
 
   // `name` is the class name used in labels and log lines.
   VideoDecoderStreamBase(const char* name, StreamOpener opener);
@@ -77,6 +79,8 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
   bool logDecodeInfo = true;
   bool firstConfig = true;
   uint32_t threads = 1;
+  // After endOfStream, until the library has given out its last picture.
+  bool draining = false;
 
  private:
   // The record attached to a frame's first byte and returned with its picture.
@@ -90,11 +94,15 @@ class VideoDecoderStreamBase : public VideoDecoderBase {
   // Feeds queued spans until the parser reports; its state bits, 0 when the
   // queue ran empty first.
   uint32_t feedUntilReport();
+  // Once every queued byte has gone in: tells the library the stream has
+  // ended and runs it for one more report, 0 when it holds nothing more.
+  uint32_t drainReport();
   // Turns one report into decode flags; a picture's label becomes the
   // decoder's frame type and timecode.
   uint32_t flagsOfReport(uint32_t state);
 
   UserData userData{};
+  bool libraryEnded = false;
   std::string labels[kLabelledMethodCount];
 };
 

@@ -13,7 +13,8 @@ class VideoFrameBuffer;
 
 // A video encoder of the session, one per rendition. setDefaults comes first
 // (it overwrites the others), then the setters in any order, then initialize,
-// then any number of addFrame and getEncodedFrames calls. getEncodedFrames
+// then any number of addFrame and getEncodedFrames calls, and at the end of
+// the host's input endOfStream and a last getEncodedFrames. getEncodedFrames
 // may run on another host thread than addFrame. Frames appended to `out` pass
 // to the caller with the blocks they own.
 class IVideoEncoder : public IParameterTarget {
@@ -34,6 +35,12 @@ class IVideoEncoder : public IParameterTarget {
   virtual int addFrame(VideoFrameBuffer& frame) = 0;
   virtual uint32_t getEncodedFrameCount() = 0;
   virtual int getEncodedFrames(std::vector<VideoFrameEncoded>& out) = 0;
+  // The host's input has ended: every frame the encoder still holds (its
+  // lookahead, its reordering, frames on their way back from hardware) is
+  // finished before this returns, and its packet waits for getEncodedFrames
+  // with its own timecode and type. Frames after it are refused (-1 and a
+  // level-3 line). A second call does nothing.
+  virtual int endOfStream() = 0;
   // The logger is borrowed and outlives the encoder.
   virtual void setLogger(ILogger* logger) = 0;
   virtual uint32_t getContextId() = 0;

@@ -212,4 +212,10 @@ int NVCUDAVideoEncoder::EncodeFrame(NVVE_EncodeFrameParams& frame, uint32_t flag
   return status;
 }
 
+int NVCUDAVideoEncoder::EndStream() {
+  NVVE_EncodeFrameParams last = {};
+  last.bLast = 1;
+  return NVEncodeFrame(handle.get(), &last, 0, clientData);
+}
+
 }  // namespace cvx

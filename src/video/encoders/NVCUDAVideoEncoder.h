@@ -36,6 +36,9 @@ class NVCUDAVideoEncoder {
   bool CreateHWEncoder();
   // Returns the library's status.
   int EncodeFrame(NVVE_EncodeFrameParams& frame, uint32_t flags);
+  // The end of the stream: returns once every frame submitted came back
+  // through the callbacks; the library's status.
+  int EndStream();
 
   // The block the library writes each frame into, kBitstreamBufferSize bytes.
   unsigned char* getBitstreamBuffer() { return bitstreamBuffer.get(); }

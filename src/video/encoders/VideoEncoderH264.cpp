@@ -1,5 +1,6 @@
 #include "video/encoders/VideoEncoderH264.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
@@ -121,9 +122,10 @@ int VideoEncoderH264::setBitrate(uint32_t bitsPerSecond) {
   return guarded("VideoEncoderH264::setBitrate: ", [&] {
     settings.writeInt32(kRateMode, 2);
     settings.writeInt32(kBitrate, static_cast<int32_t>(bitsPerSecond));
-    // Multiplied first in 32 bits, as the record's users expect: from about
-    // 39 Mbit/s on the maximum wraps below the target.
-    settings.writeInt32(kMaxBitrate, static_cast<int32_t>(static_cast<uint32_t>(bitsPerSecond * 110u) / 100u));
+    // In 64 bits: a 32-bit product wraps from about 39 Mbit/s on and would
+    // cap the stream far below its target. The field holds the rest.
+    const uint64_t maximum = uint64_t{bitsPerSecond} * 110u / 100u;
+    settings.writeInt32(kMaxBitrate, static_cast<int32_t>(std::min<uint64_t>(maximum, INT32_MAX)));
     return 0;
   });
 }
@@ -166,7 +168,7 @@ int VideoEncoderH264::setGPUID(int) { return 0; }
 
 int VideoEncoderH264::addFrame(VideoFrameBuffer& frame, uint32_t frameTypeHint) {
   return guarded("VideoEncoderH264::addFrame: ", [&] {
-    if (encoder == nullptr) return -1;
+    if (refusedAfterEnd("VideoEncoderH264") || encoder == nullptr) return -1;
     uint32_t hint = frameTypeHint;
     if (hint == 0) hint = static_cast<uint32_t>(frame.getFrameType());
     if (keyFrameFollow && hint == 1) {
@@ -182,6 +184,17 @@ int VideoEncoderH264::addFrame(VideoFrameBuffer& frame, uint32_t frameTypeHint) 
     void* extInfo[1] = {&info};
     h264OutVideoPutFrame(encoder.get(), frame.getPlane(0), frame.getPlaneStride(0), frame.getWidth(),
                          frame.getHeight(), frame.getFourCC(), 0x10000000, extInfo);
+    return 0;
+  });
+}
+
+int VideoEncoderH264::endOfStream() {
+  return guarded("VideoEncoderH264::endOfStream: ", [&] {
+    if (!markEnded() || encoder == nullptr) return 0;
+    if (h264OutVideoDone(encoder.get(), 0) != kH264Ok) {
+      logError("VideoEncoderH264.endOfStream[{context}]: the last pictures could not be encoded");
+      return -1;
+    }
     return 0;
   });
 }

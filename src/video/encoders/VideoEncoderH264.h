@@ -32,6 +32,8 @@ class VideoEncoderH264 : public VideoEncoderBase {
   using VideoEncoderBase::addFrame;
   uint32_t getEncodedFrameCount() override;
   int getEncodedFrames(std::vector<VideoFrameEncoded>& out) override;
+  // The library writes out its lookahead and reordered pictures.
+  int endOfStream() override;
 
   int setParameterDouble(uint32_t settingIndex, double value) override;
   int setParameterLongArray(uint32_t settingIndex, const int64_t* values, uint32_t count) override;

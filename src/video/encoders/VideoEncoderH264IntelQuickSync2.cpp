@@ -218,7 +218,7 @@ bool VideoEncoderH264IntelQuickSync2::reallocBuffer() {
 
 int VideoEncoderH264IntelQuickSync2::addFrame(VideoFrameBuffer& frame, uint32_t frameTypeHint) {
   return guarded("VideoEncoderH264IntelQuickSync2::addFrame: ", [&] {
-    if (session == nullptr || encoder == nullptr) return -1;
+    if (refusedAfterEnd("VideoEncoderH264IntelQuickSync2") || session == nullptr || encoder == nullptr) return -1;
     const mfxFrameInfo& info = encodeParams.mfx.FrameInfo;
     work.allocBuffer(info.Width, info.Height, kFourCCYV12);
     // A size the staging frame cannot take, or a frame that does not fit it,
@@ -237,33 +237,62 @@ int VideoEncoderH264IntelQuickSync2::addFrame(VideoFrameBuffer& frame, uint32_t 
     // In encoded order this is what decides the frame's type.
     encodeCtrl.FrameType = keyFrameFollow && hint == 1 ? kKeyType : kPredictedType;
 
-    mfxStatus status = MFX_ERR_NONE;
-    for (int retries = 0; retries < kMaxRetries; ++retries) {
-      status = encoder->EncodeFrameAsync(&encodeCtrl, &surface, &bitstream, &syncPoint);
-      if (status > MFX_ERR_NONE && syncPoint == nullptr) {
-        if (status == MFX_WRN_DEVICE_BUSY) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        continue;
-      }
-      // A larger buffer is worth one more try; the same size again is not.
-      if (status == MFX_ERR_NOT_ENOUGH_BUFFER && reallocBuffer()) continue;
-      break;
-    }
+    encodeWithRetries(&encodeCtrl, &surface);
+    takeOutput();
+    return 0;
+  });
+}
 
-    bool synced = false;
-    if (syncPoint != nullptr && MFXVideoCORE_SyncOperation(session.get(), syncPoint, kSyncWaitMs) == MFX_ERR_NONE) {
-      syncPoint = nullptr;
-      synced = true;
+mfxStatus VideoEncoderH264IntelQuickSync2::encodeWithRetries(mfxEncodeCtrl* control, mfxFrameSurface1* input) {
+  mfxStatus status = MFX_ERR_NONE;
+  for (int retries = 0; retries < kMaxRetries; ++retries) {
+    status = encoder->EncodeFrameAsync(control, input, &bitstream, &syncPoint);
+    if (status > MFX_ERR_NONE && syncPoint == nullptr) {
+      if (status == MFX_WRN_DEVICE_BUSY) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      continue;
     }
-    // The SDK's own view of where its output lies is checked against the buffer.
-    const uint64_t end = uint64_t{bitstream.DataOffset} + bitstream.DataLength;
-    if (synced && bitstream.Data != nullptr && bitstream.DataLength > 0 && end <= bitstream.MaxLength) {
-      frameCountEncoded += QuickSyncAccessUnits::rebuild(
-          bitstream.Data + bitstream.DataOffset, bitstream.DataLength,
-          static_cast<int64_t>(surface.Data.TimeStamp) / kTicksPerMillisecond, encodedFrames);
+    // A larger buffer is worth one more try; the same size again is not.
+    if (status == MFX_ERR_NOT_ENOUGH_BUFFER && reallocBuffer()) continue;
+    break;
+  }
+  return status;
+}
+
+void VideoEncoderH264IntelQuickSync2::takeOutput() {
+  bool synced = false;
+  if (syncPoint != nullptr && MFXVideoCORE_SyncOperation(session.get(), syncPoint, kSyncWaitMs) == MFX_ERR_NONE) {
+    syncPoint = nullptr;
+    synced = true;
+  }
+  // The SDK's own view of where its output lies is checked against the buffer.
+  const uint64_t end = uint64_t{bitstream.DataOffset} + bitstream.DataLength;
+  if (synced && bitstream.Data != nullptr && bitstream.DataLength > 0 && end <= bitstream.MaxLength) {
+    // The SDK gives back the time stamp of the frame the output is of, also
+    // for a frame it held.
+    frameCountEncoded += QuickSyncAccessUnits::rebuild(bitstream.Data + bitstream.DataOffset, bitstream.DataLength,
+                                                       static_cast<int64_t>(bitstream.TimeStamp) / kTicksPerMillisecond,
+                                                       encodedFrames);
+  }
+  bitstream.DataOffset = 0;
+  bitstream.DataLength = 0;
+  bitstream.TimeStamp = 0;
+}
+
+int VideoEncoderH264IntelQuickSync2::endOfStream() {
+  return guarded("VideoEncoderH264IntelQuickSync2::endOfStream: ", [&] {
+    if (!markEnded() || session == nullptr || encoder == nullptr) return 0;
+    // A runtime that keeps answering with output is stopped by the bound: it
+    // cannot hold more frames than it was ever given.
+    for (uint32_t held = 0; held <= frameOrder; ++held) {
+      const mfxStatus status = encodeWithRetries(nullptr, nullptr);
+      if (status == MFX_ERR_MORE_DATA) return 0;
+      if (status < MFX_ERR_NONE) {
+        logError("VideoEncoderH264IntelQuickSync2.endOfStream[{context}]: the last frames failed: status " +
+                 std::to_string(static_cast<int>(status)));
+        return -1;
+      }
+      takeOutput();
     }
-    bitstream.DataOffset = 0;
-    bitstream.DataLength = 0;
-    bitstream.TimeStamp = 0;
     return 0;
   });
 }

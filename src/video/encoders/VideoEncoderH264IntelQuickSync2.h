@@ -16,8 +16,9 @@ namespace cvx {
 // Quick Sync and the probe found it. One SDK session of its own, frames in
 // encoded order from one staging surface in system memory, every frame's
 // type decided here, and the output rebuilt into length-prefixed access
-// units. Each addFrame waits for its frame. The host reaches the SDK's
-// parameters through settings 20000 to 20019, all longs.
+// units. Each addFrame waits for its frame; a packet carries the time stamp
+// the SDK gives back with it. The host reaches the SDK's parameters through
+// settings 20000 to 20019, all longs.
 class VideoEncoderH264IntelQuickSync2 : public VideoEncoderBase {
  public:
   static constexpr uint32_t kFirstSetting = 20000;
@@ -46,6 +47,9 @@ class VideoEncoderH264IntelQuickSync2 : public VideoEncoderBase {
   using VideoEncoderBase::addFrame;
   uint32_t getEncodedFrameCount() override;
   int getEncodedFrames(std::vector<VideoFrameEncoded>& out) override;
+  // Asks the SDK for the frames it still holds, one call each, until it asks
+  // for more data.
+  int endOfStream() override;
 
   int setParameterLong(uint32_t settingIndex, int64_t value) override;
   int getParameterType(uint32_t settingIndex, uint32_t* arrayLength) override;
@@ -62,6 +66,12 @@ class VideoEncoderH264IntelQuickSync2 : public VideoEncoderBase {
   // Sizes the output buffer to what the SDK says a frame may take, plus 20
   // KiB. True when the buffer grew.
   bool reallocBuffer();
+  // One encode call, repeated while the device is busy or the buffer grew;
+  // a null surface asks for a held frame. The SDK's answer.
+  mfx::mfxStatus encodeWithRetries(mfx::mfxEncodeCtrl* control, mfx::mfxFrameSurface1* input);
+  // Waits for the call's output and rebuilds it into packets; the bitstream
+  // is empty again after it.
+  void takeOutput();
 
   uint32_t frameCountEncoded = 0;
   bool keyFrameFollow = false;

@@ -194,7 +194,7 @@ bool VideoEncoderH264NVidiaCUDA2::acceptsFrame(const VideoFrameBuffer& frame) {
 
 int VideoEncoderH264NVidiaCUDA2::addFrame(VideoFrameBuffer& frame, uint32_t frameTypeHint) {
   return guarded("VideoEncoderH264NVidiaCUDA2::addFrame: ", [&] {
-    if (encoder == nullptr) return -1;
+    if (refusedAfterEnd("VideoEncoderH264NVidiaCUDA2") || encoder == nullptr) return -1;
     uint32_t hint = frameTypeHint;
     if (hint == 0) hint = static_cast<uint32_t>(frame.getFrameType());
     if (!acceptsFrame(frame)) return -1;
@@ -239,6 +239,17 @@ int VideoEncoderH264NVidiaCUDA2::addFrame(VideoFrameBuffer& frame, uint32_t fram
     }
     encodeFailing = status != 0;
     ++frameCount;
+    return 0;
+  });
+}
+
+int VideoEncoderH264NVidiaCUDA2::endOfStream() {
+  return guarded("VideoEncoderH264NVidiaCUDA2::endOfStream: ", [&] {
+    if (!markEnded() || encoder == nullptr || !encoder->isStarted()) return 0;
+    if (encoder->EndStream() != 0) {
+      logError(std::string("VideoEncoderH264NVidiaCUDA2.endOfStream[{context}]: ") + encoder->lastErrorText());
+      return -1;
+    }
     return 0;
   });
 }

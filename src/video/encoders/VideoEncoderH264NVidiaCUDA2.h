@@ -41,6 +41,8 @@ class VideoEncoderH264NVidiaCUDA2 : public VideoEncoderBase {
   using VideoEncoderBase::addFrame;
   uint32_t getEncodedFrameCount() override;
   int getEncodedFrames(std::vector<VideoFrameEncoded>& out) override;
+  // Waits until every frame submitted has come back from the GPU.
+  int endOfStream() override;
 
   int setParameterDouble(uint32_t settingIndex, double value) override;
   int setParameterLongArray(uint32_t settingIndex, const int64_t* values, uint32_t count) override;

@@ -1,10 +1,12 @@
 #include "video/encoders/VideoEncoderVPX.h"
 
 #include <new>
+#include <string>
 #include <utility>
 
 #include "logging/Guarded.h"
 #include "media/CodecNumbers.h"
+#include "video/frames/PictureLimits.h"
 #include "video/frames/VideoFrameBuffer.h"
 
 namespace cvx {
@@ -30,6 +32,15 @@ int VideoEncoderVPX::setDefaults(uint32_t, uint32_t) {
 
 int VideoEncoderVPX::setFrameSize(uint32_t width, uint32_t height) {
   return guarded("VideoEncoderVPX::setFrameSize: ", [&] {
+    // The library allocates its reference pictures for this size at
+    // initialize, unchecked: a size past any picture we could hand it
+    // would only exhaust the process.
+    if (isPictureSizeRefused(width, height)) {
+      logError("VideoEncoderVPX.setFrameSize[{context}]: " + std::to_string(width) + "x" + std::to_string(height) +
+               " refused: sides of 1 to " + std::to_string(kMaxPictureSide) + ", at most " +
+               std::to_string(kMaxPicturePixels) + " pixels");
+      return -1;
+    }
     library.setFrameSize(width, height);
     return 0;
   });
@@ -68,23 +79,45 @@ int VideoEncoderVPX::setGPUID(int) { return 0; }
 
 int VideoEncoderVPX::addFrame(VideoFrameBuffer& frame, uint32_t) {
   return guarded(kSharedLabel, [&] {
+    if (refusedAfterEnd("VideoEncoderVPX")) return -1;
+    timecodes[frameCount % kTimecodeRing] = frame.getTimecode();
     const int result = library.encode(*frame.getVpxImage(), frameCount, 1, 0);
     ++frameCount;
-    if (result != 0) return 0;
-    const uint8_t* data = nullptr;
-    std::size_t size = 0;
-    bool keyFrame = false;
-    int64_t pts = 0;
-    while (library.nextFramePacket(data, size, keyFrame, pts)) {
-      if (size == 0 || size > UINT32_MAX) continue;
-      EncodedBlock block = EncodedBlock::copyOf(data, static_cast<uint32_t>(size));
-      if (!block) throw std::bad_alloc();
-      // The packet takes the time of the frame submitted now: the library
-      // releases each frame within the call that took it in real-time mode.
-      encodedFrames.push_back(VideoFrameEncoded{std::move(block), frame.getTimecode(), keyFrame ? 1u : 2u});
+    if (result == 0) takePackets();
+    return 0;
+  });
+}
+
+int VideoEncoderVPX::endOfStream() {
+  return guarded("VideoEncoderVPX::endOfStream: ", [&] {
+    if (!markEnded() || !library.isInitialized()) return 0;
+    // Each flush gives what is ready; the lag empties within its length.
+    for (int64_t round = 0; round < kTimecodeRing; ++round) {
+      const std::size_t before = encodedFrames.size();
+      if (library.flush() != 0) return -1;
+      takePackets();
+      if (encodedFrames.size() == before) break;
     }
     return 0;
   });
+}
+
+void VideoEncoderVPX::takePackets() {
+  const uint8_t* data = nullptr;
+  std::size_t size = 0;
+  bool keyFrame = false;
+  int64_t pts = 0;
+  while (library.nextFramePacket(data, size, keyFrame, pts)) {
+    if (size == 0 || size > UINT32_MAX) continue;
+    EncodedBlock block = EncodedBlock::copyOf(data, static_cast<uint32_t>(size));
+    if (!block) throw std::bad_alloc();
+    // A counter the ring no longer holds (the library never lags that far)
+    // takes the latest frame's time.
+    const bool known = pts >= 0 && pts < frameCount && frameCount - pts <= kTimecodeRing;
+    const int64_t latest = frameCount > 0 ? (frameCount - 1) % kTimecodeRing : 0;
+    const int64_t timecode = timecodes[known ? pts % kTimecodeRing : latest];
+    encodedFrames.push_back(VideoFrameEncoded{std::move(block), timecode, keyFrame ? 1u : 2u});
+  }
 }
 
 uint32_t VideoEncoderVPX::getEncodedFrameCount() { return static_cast<uint32_t>(encodedFrames.size()); }

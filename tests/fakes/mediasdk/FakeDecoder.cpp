@@ -244,6 +244,9 @@ mfxStatus Decoder::decode(mfxBitstream* bs, mfxFrameSurface1* work, mfxFrameSurf
     send(data + begin, bs->DataLength - begin, static_cast<int64_t>(bs->TimeStamp));
     bs->DataOffset += bs->DataLength;
     bs->DataLength = 0;
+  } else if (bs == nullptr && !ended) {
+    avcodec_send_packet(context, nullptr);
+    ended = true;
   }
   drain();
   if (ready.empty()) return MFX_ERR_MORE_DATA;

@@ -30,7 +30,8 @@ class Decoder {
   bool isOpen() const { return context != nullptr; }
   const mfxVideoParam& params() const { return initParams; }
   // Takes all the bitstream holds and answers 0 with a picture in `work`,
-  // -10 without one, -14 when an SPS of another size arrives.
+  // -10 without one, -14 when an SPS of another size arrives. A null
+  // bitstream ends the stream: the pictures held for reordering come out.
   mfxStatus decode(mfxBitstream* bs, mfxFrameSurface1* work, mfxFrameSurface1** out);
 
  private:
@@ -44,6 +45,7 @@ class Decoder {
   AVPacket* packet = nullptr;
   std::vector<uint8_t> headers;  // parameter sets waiting for a slice
   std::deque<AVFrame*> ready;
+  bool ended = false;
 };
 
 }  // namespace fake

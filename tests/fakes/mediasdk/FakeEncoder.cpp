@@ -78,9 +78,10 @@ mfxVideoParam Encoder::params() const {
   return par;
 }
 
-void Encoder::shape(const void* nalArray, int count, bool key) {
+Encoder::Unit Encoder::shape(const void* nalArray, int count, bool key) const {
   const auto* nals = static_cast<const x264_nal_t*>(nalArray);
-  pending.clear();
+  Unit unit;
+  std::vector<uint8_t>& pending = unit.bytes;
   const uint8_t delimiter[] = {9, static_cast<uint8_t>(key ? 0x10 : 0x30)};
   put(pending, 4, delimiter, sizeof(delimiter));
   const uint8_t* data = nullptr;
@@ -98,40 +99,46 @@ void Encoder::shape(const void* nalArray, int count, bool key) {
     payload(nals[i], data, size);
     put(pending, 3, data, size);
   }
+  return unit;
 }
 
 mfxStatus Encoder::encode(mfxEncodeCtrl* ctrl, mfxFrameSurface1* surface, mfxBitstream* bs) {
   if (handle == nullptr) return MFX_ERR_NOT_INITIALIZED;
   if (bs == nullptr) return MFX_ERR_NULL_PTR;
-  if (pending.empty()) {
-    if (surface == nullptr) return MFX_ERR_MORE_DATA;
-    const mfxU16 type = ctrl != nullptr ? ctrl->FrameType : 0;
-    record("EncodeFrameAsync.FrameType", type);
-    const uint32_t pitch = uint32_t{surface->Data.PitchHigh} << 16 | surface->Data.PitchLow;
-    x264_picture_t in;
-    x264_picture_init(&in);
-    in.img.i_csp = X264_CSP_NV12;
-    in.img.i_plane = 2;
-    in.img.plane[0] = surface->Data.Y;
-    in.img.plane[1] = surface->Data.UV;
-    in.img.i_stride[0] = static_cast<int>(pitch);
-    in.img.i_stride[1] = static_cast<int>(pitch);
-    in.i_pts = surface->Data.FrameOrder;
-    in.i_type = (type & MFX_FRAMETYPE_IDR) ? X264_TYPE_IDR : (type & MFX_FRAMETYPE_I) ? X264_TYPE_I : X264_TYPE_P;
-    x264_picture_t out;
-    x264_nal_t* nals = nullptr;
-    int count = 0;
-    if (x264_encoder_encode(handle, &nals, &count, &in, &out) < 0) return MFX_ERR_UNKNOWN;
-    if (count == 0) return MFX_ERR_MORE_DATA;
-    shape(nals, count, out.b_keyframe != 0);
-    pendingTimeStamp = surface->Data.TimeStamp;
+  if (pending.bytes.empty()) {
+    if (surface != nullptr) {
+      const mfxU16 type = ctrl != nullptr ? ctrl->FrameType : 0;
+      record("EncodeFrameAsync.FrameType", type);
+      const uint32_t pitch = uint32_t{surface->Data.PitchHigh} << 16 | surface->Data.PitchLow;
+      x264_picture_t in;
+      x264_picture_init(&in);
+      in.img.i_csp = X264_CSP_NV12;
+      in.img.i_plane = 2;
+      in.img.plane[0] = surface->Data.Y;
+      in.img.plane[1] = surface->Data.UV;
+      in.img.i_stride[0] = static_cast<int>(pitch);
+      in.img.i_stride[1] = static_cast<int>(pitch);
+      in.i_pts = surface->Data.FrameOrder;
+      in.i_type = (type & MFX_FRAMETYPE_IDR) ? X264_TYPE_IDR : (type & MFX_FRAMETYPE_I) ? X264_TYPE_I : X264_TYPE_P;
+      x264_picture_t out;
+      x264_nal_t* nals = nullptr;
+      int count = 0;
+      if (x264_encoder_encode(handle, &nals, &count, &in, &out) < 0) return MFX_ERR_UNKNOWN;
+      if (count == 0) return MFX_ERR_MORE_DATA;
+      held.push_back(shape(nals, count, out.b_keyframe != 0));
+      held.back().timeStamp = surface->Data.TimeStamp;
+    }
+    const long long delay = setting("delayFrames");
+    if (held.empty() || (surface != nullptr && static_cast<long long>(held.size()) <= delay)) return MFX_ERR_MORE_DATA;
+    pending = std::move(held.front());
+    held.pop_front();
   }
   const std::size_t end = std::size_t{bs->DataOffset} + bs->DataLength;
-  if (bs->Data == nullptr || end + pending.size() > bs->MaxLength) return MFX_ERR_NOT_ENOUGH_BUFFER;
-  std::memcpy(bs->Data + end, pending.data(), pending.size());
-  bs->DataLength += static_cast<mfxU32>(pending.size());
-  bs->TimeStamp = pendingTimeStamp;
-  pending.clear();
+  if (bs->Data == nullptr || end + pending.bytes.size() > bs->MaxLength) return MFX_ERR_NOT_ENOUGH_BUFFER;
+  std::memcpy(bs->Data + end, pending.bytes.data(), pending.bytes.size());
+  bs->DataLength += static_cast<mfxU32>(pending.bytes.size());
+  bs->TimeStamp = pending.timeStamp;
+  pending = Unit{};
   return MFX_ERR_NONE;
 }
 

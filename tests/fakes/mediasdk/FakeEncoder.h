@@ -3,16 +3,19 @@
 #include <mfx/mfxvideo.h>
 
 #include <cstdint>
+#include <deque>
 #include <vector>
 
 typedef struct x264_t x264_t;
 
 namespace fake {
 
-// H.264 from NV12 surfaces through x264, one access unit per frame at once,
-// in the shape the SDK writes: a delimiter, the parameter sets of key
-// frames, an SEI and the slices; four-byte start codes but for slices (and,
-// by setting, a key frame's SEI).
+// H.264 from NV12 surfaces through x264, one access unit per frame, in the
+// shape the SDK writes: a delimiter, the parameter sets of key frames, an SEI
+// and the slices; four-byte start codes but for slices (and, by setting, a
+// key frame's SEI). A frame's unit comes out at once, or, with the setting
+// "delayFrames", that many frames later; a null surface then gives out the
+// units held, one a call.
 class Encoder {
  public:
   explicit Encoder(const mfxVideoParam& par);
@@ -23,17 +26,22 @@ class Encoder {
   bool isOpen() const { return handle != nullptr; }
   // The parameters as the SDK reports them, with the buffer size it needs.
   mfxVideoParam params() const;
-  // Encodes the surface with the type `ctrl` asks for and writes the unit into
-  // `bs`; -5, keeping the unit for the next call, when it does not fit.
+  // Encodes the surface with the type `ctrl` asks for and writes the unit due
+  // into `bs`; -5, keeping the unit for the next call, when it does not fit;
+  // -10 when no unit is due.
   mfxStatus encode(mfxEncodeCtrl* ctrl, mfxFrameSurface1* surface, mfxBitstream* bs);
 
  private:
-  void shape(const void* nals, int count, bool key);
+  struct Unit {
+    std::vector<uint8_t> bytes;
+    mfxU64 timeStamp = 0;
+  };
+  Unit shape(const void* nals, int count, bool key) const;
 
   mfxVideoParam initParams;
   x264_t* handle = nullptr;
-  std::vector<uint8_t> pending;
-  mfxU64 pendingTimeStamp = 0;
+  std::deque<Unit> held;
+  Unit pending;
 };
 
 }  // namespace fake

@@ -23,6 +23,9 @@ void fakeMfxReset(void);
 //   "bufferSizeKB" [0]              the encoder's BufferSizeInKB; 0: from the bit rate
 //   "keySeiStartCode" [3]           3 or 4: the start code of a key frame's SEI
 //   "omitSei" [0]                   1: frames carry no SEI
+//   "delayFrames" [0]               the encoder gives a frame's unit this many
+//                                   frames later; a null surface gives out
+//                                   those it holds
 void fakeMfxSet(const char* name, long long value);
 long long fakeMfxGet(const char* name);
 

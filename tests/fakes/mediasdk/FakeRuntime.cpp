@@ -12,6 +12,7 @@
 #include "FakeMediaSdkControl.h"
 #include "FakeState.h"
 
+#include <mutex>
 #include <vector>
 
 namespace fake {
@@ -21,6 +22,7 @@ namespace {
 const std::map<std::string, long long> kDefaults = {
     {"hardware", 1},   {"software", 1},          {"initStatus", 0},   {"ownDisplay", 1},      {"surfacesMin", 2},
     {"surfacesSuggested", 4}, {"holdSurfaces", 0}, {"bufferSizeKB", 0}, {"keySeiStartCode", 3}, {"omitSei", 0},
+    {"delayFrames", 0},
 };
 
 // A sync point is any non-null value; the work is done by the time it is handed out.
@@ -34,7 +36,11 @@ std::vector<mfxFrameSurface1*>& held() {
   return surfaces;
 }
 
+// The call journal: calls that the loader does not serialise (queries on
+// open sessions) may come from several threads at once.
 void count(const char* name, mfxSession session) {
+  static std::mutex journal;
+  const std::lock_guard<std::mutex> hold(journal);
   ++state().calls[name];
   state().lastSession = session;
 }

@@ -199,6 +199,35 @@ TEST_F(AacEncoderFramingTest, QueuedCopiesKeepOnlyTheSamplesTheyWillGive) {
   release(out);
 }
 
+// At the end the samples short of a frame make a last frame and the
+// library's frame of delay follows, each 1024 positions after the one
+// before; buffers after it are refused with a line.
+TEST_F(AacEncoderFramingTest, EndOfStreamGivesTheLastSamplesAndTheDelayedFrame) {
+  const uint64_t p = 5000;
+  for (uint64_t i = 0; i < 3; ++i) feed(1152, p + i * 1152);
+  ASSERT_EQ(frames.size(), 2u) << "three whole frames in, one held back";
+  std::vector<AudioFrameEncoded> out;
+  ASSERT_EQ(encoder->endOfStream(out), 0);
+  moveFrames(out, frames);
+  // 3456 samples: three whole frames and 384 samples, and the frame of delay.
+  ASSERT_EQ(frames.size(), 5u);
+  for (size_t k = 0; k < frames.size(); ++k) EXPECT_EQ(frames[k].timecode, p + 1024 * k) << k;
+  EXPECT_EQ(encoder->getQueuedSamples(), 0u);
+  EXPECT_EQ(encoder->endOfStream(out), 0);
+  EXPECT_TRUE(out.empty()) << "a second end does nothing";
+
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
+  EXPECT_EQ(encoder->addSampleBuffer(buffer, out), -1);
+  lines.clear();
+  log.getLogStatements(lines);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].statement, "AudioEncoderAAC.addSampleBuffer[{context}]: buffer refused: the stream has ended");
+  EXPECT_EQ(lines[0].level, 3);
+}
+
 TEST(AacEncoderRoundTrip, OurDecoderHearsTheSineAgain) {
   LogCollector log;
   auto encoder = makeEncoder(log, 2, 44100, 128000);

@@ -41,6 +41,7 @@ class FakeVideoEncoder : public ParameterTargetDefaults<IVideoEncoder> {
   int addFrame(VideoFrameBuffer& frame) override { return addFrame(frame, 0); }
   uint32_t getEncodedFrameCount() override { return 0; }
   int getEncodedFrames(std::vector<VideoFrameEncoded>&) override { return 0; }
+  int endOfStream() override { return 0; }
   void setLogger(ILogger*) override {}
   uint32_t getContextId() override { return 0; }
   void setContextId(uint32_t) override {}

@@ -318,6 +318,15 @@ TEST(H264OutVideo, CheckRefusesUnusableRecordsAndSaysWhy) {
       {"no bit rate", [](H264EncoderSettings& s) { s.bitrate = 0; }, kH264InvalidRateControl},
       {"quantiser too large", [](H264EncoderSettings& s) { s.rateMode = 0; s.quantiser = 60; }, kH264InvalidRateControl},
   };
+  // A record that passes our checks but that the library refuses when it
+  // opens: what the library copied out of it must not outlive the refusal
+  // (the sanitizer build's leak check sees it).
+  H264EncoderSettings refused = liveSettings(1, 2, 1000000);
+  refused.bitrate = -1;  // 2^32 - 1 bits per second: 0 kbit/s once rounded in 32 bits
+  EXPECT_EQ(h264OutVideoChkSettings(nullptr, &refused, 0, 0), kH264Ok);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(h264OutVideoNew(nullptr, &refused, 0, 0xFFFFFFFF, 0, nullptr), nullptr);
+  }
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     H264EncoderSettings s = liveSettings(1, 2, 1000000);

@@ -271,8 +271,8 @@ TEST_F(MfxLoaderTest, AClonedSessionHoldsAReferenceOfItsOwn) {
 }
 
 TEST_F(MfxLoaderTest, SessionsOpenAndCloseFromManyThreadsUnderTheOneLock) {
-  // The fake runtime's bookkeeping is not thread-safe: only the loader's lock
-  // keeps its MFXInit and MFXClose apart.
+  // The fake runtime's session bookkeeping is not thread-safe: only the
+  // loader's lock keeps its MFXInit and MFXClose apart.
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {

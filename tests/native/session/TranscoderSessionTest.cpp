@@ -11,6 +11,7 @@
 #include "audio/samples/AudioSampleBuffer.h"
 #include "fakes/FakeCodecs.h"
 #include "fakes/FakeNvidiaDriver.h"
+#include "logging/LogCollector.h"
 
 namespace cvx {
 namespace {

@@ -30,6 +30,7 @@ class RecordingDecoderStream {
   std::vector<Call> calls;
   std::vector<Attached> attached;
   std::deque<uint32_t> states;  // answers of the parser runs, in order; then 0
+  std::deque<uint32_t> statesAfterDone;  // the same once done(0) came: what the library held
   int32_t seq[11] = {};
   uint32_t seqStatus = 0;
   uint32_t takeLimit = UINT32_MAX;  // copybytes takes at most this much per call
@@ -74,9 +75,10 @@ class RecordingDecoderStream {
     s->calls.push_back(Call{infoId, offset});
     switch (infoId) {
       case 0x10010: {
-        if (s->states.empty()) return 0;
-        const uint32_t state = s->states.front();
-        s->states.pop_front();
+        std::deque<uint32_t>& answers = s->done ? s->statesAfterDone : s->states;
+        if (answers.empty()) return 0;
+        const uint32_t state = answers.front();
+        answers.pop_front();
         return state;
       }
       case 0x10008: {

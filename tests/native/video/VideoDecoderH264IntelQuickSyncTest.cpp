@@ -137,7 +137,7 @@ TEST_F(QuickSyncDecoderTest, DecodesBFramesInDisplayOrderWithTheirTimecodesAndTy
                           "frameRate:25"}));
 
   for (const H264Clip::Frame& f : clip.frames) feed(f);
-  // The runtime holds its reordering window at the end; there is no flush.
+  // The runtime holds its reordering window until the host ends the stream.
   EXPECT_GE(pictures.size(), clip.frames.size() - 3);
   expectPicturesMatchTheReference(clip);
   for (size_t k = 0; k < pictures.size(); ++k) {
@@ -148,6 +148,31 @@ TEST_F(QuickSyncDecoderTest, DecodesBFramesInDisplayOrderWithTheirTimecodesAndTy
     EXPECT_EQ(fakeMfxNth("DecodeFrameAsync.TimeStamp", i) % 3600, 0) << "40 ms is 3600 ticks";
   }
   EXPECT_TRUE(lines(3).empty());
+}
+
+// At the end the runtime is asked without a bitstream for what it holds:
+// every picture comes out through decode, the input counts as empty only
+// after the last, and frames after it are refused with a line.
+TEST_F(QuickSyncDecoderTest, EndOfStreamGivesOutThePicturesTheRuntimeHolds) {
+  const H264Clip& clip = clipWithBFrames();
+  open();
+  configure(clip);
+  for (const H264Clip::Frame& f : clip.frames) feed(f);
+  ASSERT_LT(pictures.size(), clip.frames.size());
+  ASSERT_EQ(decoder->endOfStream(), 0);
+  EXPECT_FALSE(decoder->isInputEmpty());
+  EXPECT_TRUE(drain() & kDecodeInputEmpty);
+  ASSERT_EQ(pictures.size(), clip.frames.size());
+  expectPicturesMatchTheReference(clip);
+  for (size_t k = 0; k < pictures.size(); ++k) {
+    EXPECT_EQ(pictures[k].frameType, k % 12 == 0 ? 1 : 2) << "picture " << k;
+  }
+  EXPECT_TRUE(decoder->isInputEmpty());
+  EXPECT_TRUE(lines(3).empty());
+  std::vector<uint8_t> bytes = clip.frames[0].data;
+  EXPECT_EQ(decoder->addFrame(bytes.data(), 0, static_cast<uint32_t>(bytes.size()), 0, 1), -1);
+  EXPECT_EQ(lines(3), std::vector<std::string>{
+                          "VideoDecoderH264IntelQuickSync.addFrame[{context}]: refused: the stream has ended"});
 }
 
 TEST_F(QuickSyncDecoderTest, InitializeNamesTheImplementationTheSdkGave) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -346,6 +347,47 @@ TEST_F(VideoDecoderH264Test, DisplaySizeWithoutAspectSwapsWidthAndHeight) {
   EXPECT_EQ(decoder->getDisplayWidth(), 720u);
   EXPECT_EQ(decoder->getDisplayHeight(), 1280u);
   EXPECT_EQ(decoder->getFrameRate(), 0.0);
+}
+
+// At the end of the input the library hears of it only once it has every
+// byte, and decode gives out what it held, one picture a call, before it
+// reports its input empty; then input is refused.
+TEST_F(VideoDecoderH264Test, EndOfStreamDrainsTheLibraryAfterItsLastByteThenRefusesInput) {
+  configure();
+  const uint32_t picture = 0x1 | 0x100000 | 0x400000 | 0x200000;
+  fake.states = {picture};  // a picture comes out while the frame is still queued
+  fake.statesAfterDone = {picture, 0x1 | 0x100, picture};
+  Bytes frame = lengthPrefixed({{0x41, 1, 2, 3}});
+  ASSERT_EQ(decoder->addFrame(frame.data(), 0, static_cast<uint32_t>(frame.size()), 120, 2), 0);
+  ASSERT_EQ(decoder->endOfStream(), 0);
+  const uint32_t shown = kDecodePictureReady | kDecodeParserStopped;
+  const uint32_t expected[] = {shown, shown, kDecodeSequenceChanged | kDecodeParserStopped, shown,
+                               kDecodeInputEmpty, kDecodeInputEmpty};
+  for (size_t call = 0; call < std::size(expected); ++call) {
+    SCOPED_TRACE(call);
+    uint32_t flags = 0;
+    ASSERT_EQ(decoder->decode(flags), 0);
+    EXPECT_EQ(flags, expected[call]);
+    EXPECT_EQ(fake.done, call > 0) << "the end follows the frame's last byte";
+    EXPECT_EQ(decoder->isInputEmpty(), call >= 4);
+  }
+  EXPECT_EQ(fake.bytes, annexB({{9, 0x30}, kSps, kPps, {0x41, 1, 2, 3}}));
+  EXPECT_EQ(decoder->endOfStream(), 0) << "a second end does nothing";
+
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  EXPECT_EQ(decoder->addFrame(frame.data(), 0, static_cast<uint32_t>(frame.size()), 160, 2), -1);
+  Bytes record = configRecord(kSps, kPps);
+  EXPECT_EQ(decoder->decodeCodecConfig(record.data(), 0, static_cast<uint32_t>(record.size())), -1);
+  lines.clear();
+  log.getLogStatements(lines);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].statement, "VideoDecoderH264.addFrame[{context}]: refused: the stream has ended");
+  EXPECT_EQ(lines[1].statement, "VideoDecoderH264.decodeCodecConfig[{context}]: refused: the stream has ended");
+  for (const LogStatement& line : lines) {
+    EXPECT_EQ(line.level, 3);
+    EXPECT_EQ(line.contextType, 1);
+  }
 }
 
 TEST_F(VideoDecoderH264Test, CloseEndsAndFreesTheStreamOnce) {

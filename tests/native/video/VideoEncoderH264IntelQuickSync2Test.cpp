@@ -327,6 +327,36 @@ TEST_F(QuickSyncEncoderTest, EveryStatusOfTheEncodeLoop) {
   }
 }
 
+// A runtime that holds frames gives them out at the end, one call each with
+// no surface, under the time stamps they went in with; a frame after the end
+// is refused with a line.
+TEST_F(QuickSyncEncoderTest, EndOfStreamTakesTheFramesTheRuntimeHolds) {
+  fakeMfxSet("delayFrames", 2);
+  make();
+  for (int i = 0; i < 10; ++i) encode(i, i == 0 ? 1 : 2);
+  ASSERT_EQ(out.size(), 8u) << "the runtime holds two";
+  const int calls = fakeMfxCalls("ENCODE_EncodeFrameAsync");
+  ASSERT_EQ(encoder->endOfStream(), 0);
+  EXPECT_EQ(fakeMfxCalls("ENCODE_EncodeFrameAsync") - calls, 3) << "two frames, then a call for more data";
+  ASSERT_EQ(encoder->getEncodedFrames(out), 0);
+  ASSERT_EQ(out.size(), 10u);
+  for (int i = 0; i < 10; ++i) {
+    EXPECT_EQ(out[i].timecode, i * 40) << i;
+    EXPECT_EQ(out[i].frameType, i == 0 ? 1u : 2u) << i;
+  }
+  EXPECT_EQ(encoder->endOfStream(), 0);
+  EXPECT_EQ(fakeMfxCalls("ENCODE_EncodeFrameAsync") - calls, 3) << "a second end does nothing";
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  EXPECT_EQ(encoder->addFrame(source, 0), -1);
+  lines.clear();
+  log.getLogStatements(lines);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].statement,
+            "VideoEncoderH264IntelQuickSync2.addFrame[{context}]: frame refused: the stream has ended");
+  EXPECT_EQ(lines[0].level, 3);
+}
+
 TEST_F(QuickSyncEncoderTest, KeyFramesWithAFourByteSeiAndFramesWithoutOne) {
   fakeMfxSet("keySeiStartCode", 4);
   make();

@@ -233,6 +233,24 @@ TEST_F(CudaEncoderTest, TheHostPullsWhileTheLibraryDeliversFromItsOwnThread) {
   out = std::move(pulled);
 }
 
+// At the end every frame still on the GPU is back before endOfStream
+// returns, with its own timecode; a frame after it is refused with a line.
+TEST_F(CudaEncoderTest, EndOfStreamReturnsOnceEveryFrameCameBack) {
+  driver.script("devices=1\nencodeDelayMs=20");
+  configure();
+  ASSERT_EQ(encoder->initialize(), 0);
+  feed(6, {0});
+  ASSERT_EQ(encoder->endOfStream(), 0);
+  EXPECT_EQ(encoder->getPendingFrameCount(), 0u);
+  encoder->getEncodedFrames(out);
+  ASSERT_EQ(out.size(), 6u);
+  for (size_t i = 0; i < out.size(); ++i) EXPECT_EQ(out[i].timecode, static_cast<int64_t>(40 * i)) << i;
+  EXPECT_EQ(encoder->endOfStream(), 0) << "a second end does nothing";
+  EXPECT_EQ(encoder->addFrame(frame, 0), -1);
+  EXPECT_EQ(statements(log, 3),
+            std::vector<std::string>{"VideoEncoderH264NVidiaCUDA2.addFrame[{context}]: frame refused: the stream has ended"});
+}
+
 TEST_F(CudaEncoderTest, BestGpuRuleAndSetGPUID) {
   const std::string two = "devices=2\ndevice0=A|2|0|1000000|8|1\ndevice1=B|2|1|1000000|8|1";
   struct Case {

@@ -66,15 +66,19 @@ TEST(VideoEncoderH264, FrameDurationIsRoundedTenthsOfAMillisecond) {
   }
 }
 
-TEST(VideoEncoderH264, MaximumRateIsTenPercentAboveAndWrapsInThirtyTwoBits) {
+// The maximum is 110 % of the target, in 64 bits (a 32-bit product wrapped
+// from 39 Mbit/s on and capped 40 Mbit/s to 1 Mbit/s), held at the field's
+// largest value; the library then takes it in kbit/s.
+TEST(VideoEncoderH264, MaximumRateIsTenPercentAboveTheTargetAndNeverWraps) {
   const struct {
     uint32_t bitrate;
     uint32_t maximum;
   } cases[] = {
       {1000000, 1100000},
-      {39045157, 42949672},  // 4,294,967,270: the last product below 2^32
-      {39045158, 0},         // 4,294,967,380 wraps to 84
-      {40000000, 1050327},   // 4,400,000,000 wraps to 105,032,704
+      {39045158, 42949673},  // the first product past 2^32
+      {40000000, 44000000},
+      {1952257861, 2147483647},  // just past the field
+      {4000000000u, 2147483647},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.bitrate);
@@ -84,10 +88,15 @@ TEST(VideoEncoderH264, MaximumRateIsTenPercentAboveAndWrapsInThirtyTwoBits) {
     EXPECT_EQ(int32At(bytes, 72), 2) << "rate mode";
     EXPECT_EQ(static_cast<uint32_t>(int32At(bytes, 80)), c.bitrate);
     EXPECT_EQ(static_cast<uint32_t>(int32At(bytes, 84)), c.maximum);
-    if (c.bitrate >= 39045158) {
-      EXPECT_LT(static_cast<uint32_t>(int32At(bytes, 84)), c.bitrate);
-    }
   }
+  auto encoder = makeEncoder();
+  encoder->setDefaults(1, 2);
+  encoder->setFrameSize(1280, 720);
+  encoder->setBitrate(40000000);
+  H264ParamSummary summary{};
+  ASSERT_EQ(h264OutVideoDescribe(encoder->getSettings().get(), &summary), 0);
+  EXPECT_EQ(summary.bitrateKbps, 40000);
+  EXPECT_EQ(summary.vbvMaxKbps, 44000);
 }
 
 TEST(VideoEncoderH264, DefaultsAndKeyFrameFollowWriteTheirFields) {
@@ -357,6 +366,46 @@ TEST(VideoEncoderH264, UnderKeyFrameFollowKeyFramesFallOnTheSourcesOnly) {
   EncodedFrames placed{encodeFrames(*own, clip, types, hints)};
   ASSERT_GT(placed.frames.size(), 50u);
   EXPECT_EQ(keyTimecodes(placed.frames), (std::set<int64_t>{timecodeOf(0)}));
+}
+
+// At the end the library's lookahead and reordered pictures come out: every
+// frame once, with its own timecode, B-frames among them; a frame after the
+// end is refused with a line.
+TEST(VideoEncoderH264, EndOfStreamGivesOutEveryHeldPictureThenRefusesFrames) {
+  constexpr int kCount = 40;
+  const SyntheticClip clip = cvx::test::makeClip(160, 96, kCount, kFourCCYV12, -1);
+  LogCollector log;
+  auto encoder = makeEncoder();
+  encoder->setLogger(&log);
+  configure(*encoder, 2, 160, 96, 300000);
+  ASSERT_EQ(encoder->initialize(), 0);
+  EncodedFrames out{encodeFrames(*encoder, clip)};
+  ASSERT_LT(out.frames.size(), static_cast<size_t>(kCount)) << "the lookahead holds pictures back";
+  ASSERT_EQ(encoder->endOfStream(), 0);
+  encoder->getEncodedFrames(out.frames);
+  ASSERT_EQ(out.frames.size(), static_cast<size_t>(kCount));
+  std::set<int64_t> times;
+  bool bidirectional = false;
+  for (const VideoFrameEncoded& f : out.frames) {
+    times.insert(f.timecode);
+    bidirectional = bidirectional || f.frameType == 3;
+  }
+  std::set<int64_t> expected;
+  for (int i = 0; i < kCount; ++i) expected.insert(timecodeOf(i));
+  EXPECT_EQ(times, expected);
+  EXPECT_TRUE(bidirectional);
+  EXPECT_EQ(encoder->endOfStream(), 0) << "a second end does nothing";
+
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  VideoFrameBuffer frame;
+  ASSERT_EQ(frame.allocBuffer(160, 96, kFourCCYV12), 0);
+  EXPECT_EQ(encoder->addFrame(frame), -1);
+  lines.clear();
+  log.getLogStatements(lines);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].statement, "VideoEncoderH264.addFrame[{context}]: frame refused: the stream has ended");
+  EXPECT_EQ(lines[0].level, 3);
 }
 
 // Timecodes enter the library in tenths of a millisecond: those whose tenths

@@ -110,6 +110,23 @@ public final class AudioEncoder extends Codec {
         encoded.clear();
         session.check(session.lib.audioEncoderAddSampleBuffer(session.handle(), index, buffer, encoded),
                 "audioEncoderAddSampleBuffer");
+        return deliver(sink);
+    }
+
+    /**
+     * The input has ended: the encoder encodes the samples it still holds (a partial frame, its lookahead) and
+     * hands over its last packets (Vorbis: the last one ends the stream). Call it once, after the last
+     * {@link #encode}; buffers after it are refused.
+     *
+     * @return the number of packets
+     */
+    public <X extends Exception> int endOfStream(PacketSink<? super AudioPacket, X> sink) throws X {
+        encoded.clear();
+        session.check(session.lib.audioEncoderEndOfStream(session.handle(), index, encoded), "audioEncoderEndOfStream");
+        return deliver(sink);
+    }
+
+    private <X extends Exception> int deliver(PacketSink<? super AudioPacket, X> sink) throws X {
         int count = encoded.size();
         for (int i = 0; i < count; i++) {
             sink.accept(packet(encoded.get(i)));

@@ -134,6 +134,24 @@ public final class VideoDecoder extends Codec {
         return pictures(buffer, sink);
     }
 
+    /** {@link #endOfStream(int, PictureSink)} into decoder buffer 0. */
+    public <X extends Exception> int endOfStream(PictureSink<X> sink) throws X {
+        return endOfStream(0, sink);
+    }
+
+    /**
+     * The input has ended: tells {@code sink} of every picture the decoder still holds (its reordering
+     * window), in display order, each in {@code buffer}, as {@link #decode} does. Call it once, after the last
+     * frame, and then {@link VideoEncoder#endOfStream} on each encoder; frames after it are refused.
+     *
+     * @return the number of pictures
+     */
+    public <X extends Exception> int endOfStream(int buffer, PictureSink<X> sink) throws X {
+        checkBuffer(buffer);
+        session.check(session.lib.videoDecoderEndOfStream(session.handle()), "videoDecoderEndOfStream");
+        return pictures(buffer, sink);
+    }
+
     /** Runs the decoder until it has taken all its input, telling the sink of each picture shown. */
     private <X extends Exception> int pictures(int buffer, PictureSink<X> sink) throws X {
         int shown = 0;

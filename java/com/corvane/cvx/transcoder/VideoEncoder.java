@@ -10,7 +10,7 @@ import java.util.List;
 /**
  * A video encoder fed by one rendition. After each transfer, {@link #encode} gives it the rendition's
  * picture and hands over the packets that are finished; an encoder with a lookahead gives each picture's
- * packet some pictures later.
+ * packet some pictures later, and the last ones at {@link #endOfStream}.
  */
 public final class VideoEncoder extends Codec {
     /** Opens an encoder: {@link Session#videoEncoder(VideoCodec)}. */
@@ -167,6 +167,18 @@ public final class VideoEncoder extends Codec {
             throws X {
         session.check(session.lib.videoEncoderAddFrame(session.handle(), index, set, rendition.item(),
                 keyFrame ? 1 : 0), "videoEncoderAddFrame");
+        return takePackets(sink);
+    }
+
+    /**
+     * The input has ended: the encoder finishes every picture it still holds (lookahead, reordering, pictures
+     * on a GPU) and hands over their packets, each with its own timecode. Call it once, after the decoder's
+     * {@link VideoDecoder#endOfStream} has run its last pictures through; pictures after it are refused.
+     *
+     * @return the number of packets
+     */
+    public <X extends Exception> int endOfStream(PacketSink<? super VideoPacket, X> sink) throws X {
+        session.check(session.lib.videoEncoderEndOfStream(session.handle(), index), "videoEncoderEndOfStream");
         return takePackets(sink);
     }
 

@@ -221,6 +221,17 @@ final class AudioPath {
         }
     }
 
+    /** The input has ended: each encoder's last packets to its sink. */
+    void finish(PacketSink<AudioPacket, IOException> aacSink, PacketSink<AudioPacket, IOException> vorbisSink)
+            throws IOException {
+        if (aacEncoder != null) {
+            aacEncoder.endOfStream(aacSink);
+        }
+        if (vorbisEncoder != null) {
+            vorbisEncoder.endOfStream(vorbisSink);
+        }
+    }
+
     /** The packet that opens a G.711 stream: one byte, then rate and channels big-endian. */
     static byte[] description(int rate, int channels) {
         return new byte[] {0, (byte) (rate >>> 24), (byte) (rate >>> 16), (byte) (rate >>> 8), (byte) rate,

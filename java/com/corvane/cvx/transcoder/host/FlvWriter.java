@@ -253,6 +253,11 @@ public final class FlvWriter implements MediaWriter {
     }
 
     @Override
+    public long bytesWritten() {
+        return written;
+    }
+
+    @Override
     public void close() throws IOException {
         try {
             timeline.finish();

@@ -19,6 +19,10 @@ public final class HostOptions {
     /** Decoding threads: a host running one stream may use the machine's cores. */
     public int decoderThreads = Math.min(4, Runtime.getRuntime().availableProcessors());
     public Path watermark;
+    /** The HLS folder for the H.264 rungs, or null to write them as FLV. */
+    public Path hls;
+    /** An HLS segment is cut at the first key frame at or after this length. */
+    public long hlsSegmentMillis = 4000;
     public boolean noAudio;
     public boolean quiet;
     public boolean verbose;
@@ -38,6 +42,8 @@ public final class HostOptions {
                 case "--decoder-threads" -> o.decoderThreads = threads(value(args, ++i, a));
                 case "--audio-bitrate" -> o.audioBitrate = RenditionPlan.parseBitrate(value(args, ++i, a), a);
                 case "--watermark" -> o.watermark = Path.of(value(args, ++i, a));
+                case "--hls" -> o.hls = Path.of(value(args, ++i, a));
+                case "--hls-segment" -> o.hlsSegmentMillis = segment(value(args, ++i, a));
                 case "--no-audio" -> o.noAudio = true;
                 case "-q", "--quiet" -> o.quiet = true;
                 case "-v", "--verbose" -> o.verbose = true;
@@ -56,6 +62,9 @@ public final class HostOptions {
             throw new HostException(HostException.USAGE, "no input given (see --help)");
         }
         o.ladder = LadderPlan.parse(renditions);
+        if (o.hls != null && !o.ladder.hasH264()) {
+            throw new HostException(HostException.USAGE, "--hls needs an h264 rung: HLS carries no VP8");
+        }
         return o;
     }
 
@@ -88,6 +97,18 @@ public final class HostOptions {
         throw new HostException(HostException.USAGE, "decoder threads '" + v + "' is not 1..16");
     }
 
+    private static long segment(String v) throws HostException {
+        try {
+            double seconds = Double.parseDouble(v);
+            if (seconds >= 0.5 && seconds <= 600) {
+                return Math.round(seconds * 1000);
+            }
+        } catch (NumberFormatException e) {
+            // reported below
+        }
+        throw new HostException(HostException.USAGE, "HLS segment length '" + v + "' is not 0.5..600 seconds");
+    }
+
     private static H264Settings.Profile profile(String v) throws HostException {
         return switch (v.toLowerCase(Locale.ROOT)) {
             case "baseline", "0" -> H264Settings.Profile.BASELINE;
@@ -114,6 +135,11 @@ public final class HostOptions {
                 "      --audio-bitrate B   AAC and Vorbis bit rate (default: 128k)",
                 "      --decoder-threads N video decoding threads 1..16 (default: cores, at most 4)",
                 "      --watermark PNG     lay a picture (with its alpha) over every rendition, bottom right",
+                "      --hls DIR           write the H.264 rungs as HLS into DIR: master.m3u8, and per rung",
+                "                          WIDTHxHEIGHT/index.m3u8 with MPEG-TS segments (AAC audio inside);",
+                "                          VP8 rungs stay WebM in the output folder",
+                "      --hls-segment S     HLS segment length in seconds: cut at the first key frame at or",
+                "                          after it (default: 4)",
                 "      --no-audio          leave audio out",
                 "  -q, --quiet             no progress line",
                 "  -v, --verbose           print the library's progress log too",

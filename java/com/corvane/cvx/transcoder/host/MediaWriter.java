@@ -21,4 +21,7 @@ public interface MediaWriter extends AutoCloseable {
 
     /** The video written so far. */
     VideoSpan videoSpan();
+
+    /** Bytes written into completed files so far. */
+    long bytesWritten();
 }

@@ -61,6 +61,9 @@ public final class ReferenceHost {
             progress.done();
             printSummary(out, session, progress.elapsedSeconds());
             out.println("outputs in " + options.outputDir.toAbsolutePath().normalize());
+            if (session.hlsMaster() != null) {
+                out.println("HLS master playlist " + session.hlsMaster().toAbsolutePath().normalize());
+            }
         }
     }
 
@@ -91,26 +94,18 @@ public final class ReferenceHost {
         String format = "%-34s %-6s %7s %9s %10s %10s %10s%n";
         out.printf(Locale.ROOT, format, "rendition", "audio", "frames", "duration", "bitrate", "size", "encode fps");
         for (RenditionOutput r : session.outputs()) {
-            long bytes = fileSize(r);
+            long bytes = r.writer.bytesWritten();
             long frames = r.writer.videoSpan().frames();
             double duration = r.writer.videoSpan().durationMillis() / 1000.0;
             double kbps = duration > 0 ? bytes * 8 / duration / 1000 : 0;
             double encodeFps = r.encodeNanos > 0 ? r.packets / (r.encodeNanos / 1e9) : 0;
-            out.printf(Locale.ROOT, format, r.name(), r.hasAudio ? (r.plan.isH264() ? "aac" : "vorbis") : "none",
+            out.printf(Locale.ROOT, format, r.name, r.hasAudio ? (r.plan.isH264() ? "aac" : "vorbis") : "none",
                     frames, String.format(Locale.ROOT, "%.2f s", duration),
                     String.format(Locale.ROOT, "%.0f kb/s", kbps), size(bytes),
                     String.format(Locale.ROOT, "%.1f", encodeFps));
         }
         out.printf(Locale.ROOT, "decoded %d of %d frames in %.2f s: %.1f fps%n", session.pictures(),
                 session.videoPacketsIn(), seconds, session.pictures() / Math.max(seconds, 1e-9));
-    }
-
-    private static long fileSize(RenditionOutput r) {
-        try {
-            return Files.size(r.file);
-        } catch (IOException e) {
-            return 0;
-        }
     }
 
     private static String size(long bytes) {

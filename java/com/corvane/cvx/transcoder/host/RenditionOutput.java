@@ -12,7 +12,10 @@ import java.util.List;
 /** One rung while it runs: its rendition and encoder, its writer and its figures. */
 final class RenditionOutput {
     final RenditionPlan plan;
+    /** The rung's file, or its folder of HLS segments. */
     final Path file;
+    /** How the summary names it. */
+    final String name;
     Rendition rendition;
     VideoEncoder encoder;
     /** One picture's packets, gathered while the encoder is timed and written after. */
@@ -24,12 +27,9 @@ final class RenditionOutput {
     long packets;
     long encodeNanos;
 
-    RenditionOutput(RenditionPlan plan, Path file) {
+    RenditionOutput(RenditionPlan plan, Path file, String name) {
         this.plan = plan;
         this.file = file;
-    }
-
-    String name() {
-        return file.getFileName().toString();
+        this.name = name;
     }
 }

@@ -2,6 +2,7 @@ package com.corvane.cvx.transcoder.host;
 
 import com.corvane.cvx.transcoder.AudioPacket;
 import com.corvane.cvx.transcoder.FrameType;
+import com.corvane.cvx.transcoder.H264Settings;
 import com.corvane.cvx.transcoder.LogEntry;
 import com.corvane.cvx.transcoder.PacketSink;
 import com.corvane.cvx.transcoder.PictureSink;
@@ -41,6 +42,7 @@ public final class TranscodeSession implements AutoCloseable {
     private VideoDecoder decoder;
     private InputProbe probe;
     private AudioPath audio;
+    private HlsLadder hls;
     private long pictures;
     private long videoPacketsIn;
 
@@ -67,6 +69,11 @@ public final class TranscodeSession implements AutoCloseable {
 
     public AudioPath audio() {
         return audio;
+    }
+
+    /** The HLS master playlist, or null when the run writes no HLS. */
+    public Path hlsMaster() {
+        return hls != null ? hls.master() : null;
     }
 
     /** Builds everything before the first frame. */
@@ -111,13 +118,20 @@ public final class TranscodeSession implements AutoCloseable {
         String stem = input.getFileName().toString().replaceFirst("\\.[^.]*$", "");
         List<String> names = new ArrayList<>();
         for (RenditionPlan plan : options.ladder.renditions()) {
-            String base = stem + "_" + plan.width() + "x" + plan.height() + "_" + plan.codecName();
-            String name = base + "." + plan.extension();
+            boolean toHls = plan.isH264() && options.hls != null;
+            // An HLS rung is a folder of segments named by its size.
+            String base = toHls ? plan.width() + "x" + plan.height()
+                    : stem + "_" + plan.width() + "x" + plan.height() + "_" + plan.codecName();
+            String extension = toHls ? "" : "." + plan.extension();
+            String name = base + extension;
             for (int n = 2; names.contains(name); n++) {
-                name = base + "_" + n + "." + plan.extension();
+                name = base + "_" + n + extension;
             }
             names.add(name);
-            RenditionOutput out = new RenditionOutput(plan, options.outputDir.resolve(name));
+            RenditionOutput out = toHls
+                    ? new RenditionOutput(plan, options.hls.resolve(name),
+                            options.hls.toAbsolutePath().normalize().getFileName() + "/" + name)
+                    : new RenditionOutput(plan, options.outputDir.resolve(name), name);
             try {
                 out.rendition = session.rendition(plan.width(), plan.height()).scaleMode(plan.fit()).add();
                 VideoEncoder.Builder encoder = session.videoEncoder(plan.videoCodec()).rendition(out.rendition)
@@ -125,6 +139,10 @@ public final class TranscodeSession implements AutoCloseable {
                 if (plan.isH264()) {
                     // Key frames where the source has them: the H.264 rungs switch cleanly.
                     encoder.h264(options.profile, options.preset).keyFrameFollow();
+                    if (toHls) {
+                        // Every segment starts at a key frame that a player can join at.
+                        encoder.set(H264Settings.REPEAT_HEADERS, 1);
+                    }
                 }
                 out.encoder = encoder.open();
             } catch (TranscoderException e) {
@@ -138,14 +156,25 @@ public final class TranscodeSession implements AutoCloseable {
     }
 
     private void openWriters() throws HostException {
+        if (options.hls != null) {
+            try {
+                hls = new HlsLadder(options.hls, options.hlsSegmentMillis);
+            } catch (IOException e) {
+                throw new HostException(HostException.OUTPUT, "cannot create the HLS folder " + options.hls + ": "
+                        + e.getMessage());
+            }
+        }
         for (RenditionOutput out : outputs) {
             RenditionPlan plan = out.plan;
             try {
                 if (plan.isH264()) {
                     AudioFormat format = audio != null ? audio.aacFormat() : null;
                     out.hasAudio = format != null;
-                    out.writer = new FlvWriter(out.file, plan.width(), plan.height(), probe.frameRate, plan.bitrate(),
-                            format, probe.origin);
+                    out.writer = hls != null
+                            ? hls.rung(out.file.getFileName().toString(), plan.width(), plan.height(), probe.frameRate,
+                                    format, probe.origin)
+                            : new FlvWriter(out.file, plan.width(), plan.height(), probe.frameRate, plan.bitrate(),
+                                    format, probe.origin);
                 } else {
                     AudioFormat format = audio != null ? audio.vorbisFormat() : null;
                     out.hasAudio = format != null;
@@ -176,12 +205,30 @@ public final class TranscodeSession implements AutoCloseable {
                     session.drainLog();
                 }
             }
+            endOfStream();
         } catch (IOException e) {
             throw new HostException(HostException.INPUT, "reading " + input + " failed: " + e.getMessage());
         } catch (TranscoderException e) {
             throw library(e);
         }
         session.drainLog();
+    }
+
+    /**
+     * The input has ended: the decoder's last pictures go through every rendition as any picture, then each
+     * encoder gives out what its lookahead holds, and the audio encoders their last samples.
+     */
+    private void endOfStream() throws IOException {
+        decoder.endOfStream(0, onPicture);
+        for (RenditionOutput out : outputs) {
+            long start = System.nanoTime();
+            out.packets += out.encoder.endOfStream(out.collect);
+            out.encodeNanos += System.nanoTime() - start;
+            writePending(out);
+        }
+        if (audio != null) {
+            audio.finish(toFlv, toWebm);
+        }
     }
 
     /** FLV's frame types are the library's: 1 key, 3 disposable, the others inter frames. */
@@ -201,11 +248,15 @@ public final class TranscodeSession implements AutoCloseable {
             long start = System.nanoTime();
             out.packets += out.encoder.encode(out.collect);
             out.encodeNanos += System.nanoTime() - start;
-            for (VideoPacket p : out.pending) {
-                out.writer.writeVideo(p);
-            }
-            out.pending.clear();
+            writePending(out);
         }
+    }
+
+    private static void writePending(RenditionOutput out) throws IOException {
+        for (VideoPacket p : out.pending) {
+            out.writer.writeVideo(p);
+        }
+        out.pending.clear();
     }
 
     private void toFlv(AudioPacket p) throws IOException {

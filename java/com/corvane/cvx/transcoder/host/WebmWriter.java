@@ -144,6 +144,11 @@ public final class WebmWriter implements MediaWriter {
     }
 
     @Override
+    public long bytesWritten() {
+        return written;
+    }
+
+    @Override
     public void close() throws IOException {
         try {
             interleaver.finish();

@@ -128,6 +128,12 @@ public class TranscoderSessionNative {
     public native long audioEncoderAddSampleBuffer(long session, long encoderIndex, long bufferIndex,
             List<TranscoderPacket> packets);
 
+    /**
+     * The input has ended: the encoder encodes the samples it still holds and appends its last packets.
+     * Buffers after it are refused. Call once, after the last {@link #audioEncoderAddSampleBuffer}.
+     */
+    public native long audioEncoderEndOfStream(long session, long encoderIndex, List<TranscoderPacket> packets);
+
     // Video decoder.
     public native long videoDecoderCreate(long session, long codec, long implementation, long fourcc);
 
@@ -157,6 +163,12 @@ public class TranscoderSessionNative {
     public native long videoDecoderDecode(long session, long bufferIndex, TranscoderLongByReference flags);
 
     public native long videoDecoderTransferFrame(long session, long bufferIndex, long setIndex);
+
+    /**
+     * The input has ended: {@link #videoDecoderDecode} then gives out the pictures the decoder still holds,
+     * as any picture, and sets flag 1 only once none is left. Frames after it are refused. Call once.
+     */
+    public native long videoDecoderEndOfStream(long session);
 
     // Video encoder buffers.
     public native long videoEncoderBufferSetsCreate(long session, long count);
@@ -202,4 +214,11 @@ public class TranscoderSessionNative {
             long frameTypeHint);
 
     public native long videoEncoderGetEncodedFrames(long session, long encoderIndex, List<TranscoderPacket> packets);
+
+    /**
+     * The input has ended: the encoder finishes every frame it still holds (lookahead, reordering, frames on
+     * the GPU); take their packets with {@link #videoEncoderGetEncodedFrames}. Frames after it are refused.
+     * Call once, after the decoder's last picture went through.
+     */
+    public native long videoEncoderEndOfStream(long session, long encoderIndex);
 }

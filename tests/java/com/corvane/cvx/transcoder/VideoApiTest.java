@@ -37,7 +37,7 @@ class VideoApiTest {
     }
 
     @Test
-    void aTwoRungLadderGivesPacketsThatDecodeWithTheSourcesTimesAndKeyFrames() throws Exception {
+    void aTwoRungLadderGivesEveryPictureThatDecodesWithTheSourcesTimesAndKeyFrames() throws Exception {
         List<VideoPacket> h264 = new ArrayList<>();
         List<VideoPacket> vp8 = new ArrayList<>();
         int[] pictures = {0};
@@ -51,20 +51,31 @@ class VideoApiTest {
             VideoEncoder vp8Encoder = session.videoEncoder(VideoCodec.VP8).rendition(small).bitrate(150_000).open();
             decoder.decodeCodecConfig(input.videoConfig);
             int reported = 0;
+            PictureSink<RuntimeException> encodeBoth = buffer -> {
+                pictures[0]++;
+                decoder.transfer(buffer);
+                h264Encoder.encode(h264::add);
+                vp8Encoder.encode(vp8::add);
+            };
             for (FlvReader.Tag tag : input.video) {
-                reported += decoder.decode(tag.data, tag.presentationTime(), ApiFixtures.frameType(tag), buffer -> {
-                    pictures[0]++;
-                    decoder.transfer(buffer);
-                    h264Encoder.encode(h264::add);
-                    vp8Encoder.encode(vp8::add);
-                });
+                reported += decoder.decode(tag.data, tag.presentationTime(), ApiFixtures.frameType(tag), encodeBoth);
             }
+            assertTrue(pictures[0] < ApiFixtures.FRAMES, "the decoder holds its reordering window");
+            assertTrue(h264.size() < pictures[0], "and H.264 its lookahead");
+            // The end of the stream: the decoder's last pictures, then what each encoder holds.
+            reported += decoder.endOfStream(encodeBoth);
+            h264Encoder.endOfStream(h264::add);
+            vp8Encoder.endOfStream(vp8::add);
             assertEquals(pictures[0], reported, "decode answers the pictures it reported");
+            FlvReader.Tag late = input.video.get(0);
+            TranscoderException refused = assertThrows(TranscoderException.class,
+                    () -> decoder.decode(late.data, late.presentationTime(), FrameType.KEY, encodeBoth));
+            assertEquals("videoDecoderAddFrame", refused.export());
+            assertTrue(refused.getMessage().contains("refused: the stream has ended"), refused.getMessage());
         }
-        // The decoder keeps its reordering window at the end of a stream; all else comes out.
-        assertTrue(pictures[0] >= ApiFixtures.FRAMES - 4 && pictures[0] <= ApiFixtures.FRAMES, "" + pictures[0]);
-        assertEquals(pictures[0], vp8.size(), "VP8 gives a packet per picture at once");
-        assertTrue(h264.size() >= pictures[0] - 20 && h264.size() <= pictures[0], "H.264 lookahead: " + h264.size());
+        assertEquals(ApiFixtures.FRAMES, pictures[0], "every picture");
+        assertEquals(ApiFixtures.FRAMES, vp8.size(), "a VP8 packet per picture");
+        assertEquals(ApiFixtures.FRAMES, h264.size(), "an H.264 packet per picture");
 
         Set<Long> sourceTimes = new HashSet<>();
         Set<Long> sourceKeys = new TreeSet<>();

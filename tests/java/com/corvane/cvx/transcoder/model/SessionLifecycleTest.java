@@ -78,4 +78,23 @@ class SessionLifecycleTest extends NativeTestBase {
         }
         assertEquals(0L, failures[0]);
     }
+
+    @Test
+    void videoEncodersStopAtTheSessionsBoundWithAReason() {
+        TranscoderLongByReference index = new TranscoderLongByReference();
+        for (int i = 0; i < 64; i++) {
+            assertEquals(0L, lib.videoEncoderAdd(session, 8, 0, index));
+        }
+        assertEquals(63L, index.value);
+        drainLog();
+        assertEquals(SESSION_FAILURE, lib.videoEncoderAdd(session, 8, 0, index));
+        assertEquals(0L, index.value, "the index is written even when creation failed");
+        List<TranscoderLogStatement> log = drainLog();
+        assertEquals(1, log.size());
+        assertEquals("TranscoderSession.videoEncoderAdd[{context}]: a session has at most 64 video encoders",
+                log.get(0).statement);
+        assertEquals(3, log.get(0).level);
+        assertEquals(2, log.get(0).contextType);
+        assertEquals(0L, lib.videoEncoderSetBitrate(session, 63, 500_000), "the encoders made still answer");
+    }
 }

@@ -1,0 +1,226 @@
+package com.corvane.cvx.transcoder.model;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Locale;
+import java.util.Map;
+import java.util.regex.Matcher;
+import java.util.regex.Pattern;
+import java.util.stream.Stream;
+
+import org.junit.jupiter.api.Test;
+
+/**
+ * The reference host's HLS output through the real library, read back by ffprobe and ffmpeg: the master
+ * playlist names every H.264 rung with the codecs its streams really have, every segment of every rung
+ * opens with an IDR picture at the same instant in all rungs, the playlists' durations are the segments'
+ * own, and the timestamps run on across segments without a gap.
+ */
+class HlsOutputTest {
+    static final long TICKS = 90_000;
+    static final long FRAME = TICKS / 25;
+    /** 1024 samples at 44.1 kHz in 90 kHz ticks, rounded either way. */
+    static final double AUDIO_FRAME = 1024 * 90_000.0 / 44_100;
+
+    /** One segment as ffprobe sees it on its own. */
+    record Segment(String uri, double listedSeconds, long bytes, List<Long> video, List<Boolean> keys,
+            List<Long> audio, boolean startsDecodable) {
+    }
+
+    /** Tag attributes as in {@code BANDWIDTH=1,CODECS="a,b"}. */
+    static Map<String, String> attributes(String line) {
+        Map<String, String> out = new LinkedHashMap<>();
+        Matcher m = Pattern.compile("([A-Z-]+)=(\"[^\"]*\"|[^,]*)").matcher(line.substring(line.indexOf(':') + 1));
+        while (m.find()) {
+            out.put(m.group(1), m.group(2).replace("\"", ""));
+        }
+        return out;
+    }
+
+    /** ffprobe's csv rows without the empty lines and trailing separators it adds. */
+    static List<String[]> probe(Path file, String... options) throws Exception {
+        List<String> cmd = new ArrayList<>(List.of("ffprobe", "-v", "error"));
+        cmd.addAll(List.of(options));
+        cmd.addAll(List.of("-of", "csv=p=0", file.toString()));
+        String text = new String(MediaTools.run(cmd.toArray(new String[0])), StandardCharsets.UTF_8);
+        return text.lines().map(l -> l.replaceAll(",+$", "").trim()).filter(l -> !l.isEmpty())
+                .map(l -> l.split(",")).toList();
+    }
+
+    static Segment segment(Path folder, String uri, double seconds) throws Exception {
+        Path file = folder.resolve(uri);
+        List<Long> video = new ArrayList<>();
+        List<Boolean> keys = new ArrayList<>();
+        for (String[] row : probe(file, "-select_streams", "v", "-show_entries", "packet=pts,flags")) {
+            video.add(Long.parseLong(row[0]));
+            keys.add(row[1].startsWith("K"));
+        }
+        List<Long> audio = new ArrayList<>();
+        for (String[] row : probe(file, "-select_streams", "a", "-show_entries", "packet=pts")) {
+            audio.add(Long.parseLong(row[0]));
+        }
+        // Decoded from this file alone: the parameter sets are in it, and its first picture is an IDR.
+        List<String[]> first = probe(file, "-select_streams", "v", "-read_intervals", "%+#1", "-show_entries",
+                "frame=key_frame,pict_type");
+        boolean decodable = !first.isEmpty() && first.get(0)[0].equals("1") && first.get(0)[1].equals("I");
+        return new Segment(uri, seconds, Files.size(file), video, keys, audio, decodable);
+    }
+
+    /** A media playlist's segments, after checking the tags of an ended event playlist. */
+    static List<Segment> rung(Path playlist) throws Exception {
+        List<String> lines = Files.readAllLines(playlist);
+        assertEquals("#EXTM3U", lines.get(0));
+        assertTrue(lines.contains("#EXT-X-PLAYLIST-TYPE:EVENT"), playlist + ": " + lines);
+        assertTrue(lines.contains("#EXT-X-MEDIA-SEQUENCE:0"), playlist + ": " + lines);
+        assertEquals("#EXT-X-ENDLIST", lines.get(lines.size() - 1), playlist + " ended");
+        int target = -1;
+        List<Segment> out = new ArrayList<>();
+        for (int i = 0; i < lines.size(); i++) {
+            String line = lines.get(i);
+            if (line.startsWith("#EXT-X-TARGETDURATION:")) {
+                target = Integer.parseInt(line.substring(line.indexOf(':') + 1));
+            } else if (line.startsWith("#EXTINF:")) {
+                double seconds = Double.parseDouble(line.substring(8, line.indexOf(',')));
+                assertTrue(Math.round(seconds) <= target, "within the target duration: " + line);
+                out.add(segment(playlist.getParent(), lines.get(++i), seconds));
+            }
+        }
+        return out;
+    }
+
+    @Test
+    void ladderBecomesHlsWithAlignedIndependentSegmentsThatFfmpegReads() throws Exception {
+        // Key frames at uneven distances; with a 1.6 s target a segment is cut at the first key frame at
+        // least 1.6 s after its start: 0 (0.8 too early), 1.6 exactly (2.0 and 3.0 too early), 4.4 (5.2 too
+        // early).
+        Path in = MediaTools.tmpDir().resolve("hls-in.flv");
+        MediaTools.run("ffmpeg", "-y", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration=6",
+                "-f", "lavfi", "-i", "sine=frequency=440:duration=6:sample_rate=44100", "-c:v", "libx264", "-bf", "2",
+                "-g", "1000", "-sc_threshold", "0", "-force_key_frames", "0,0.8,1.6,2,3,4.4,5.2", "-c:a", "aac",
+                "-ac", "1", "-f", "flv", in.toString());
+        long[] expectedStarts = {0, 16 * TICKS / 10, 44 * TICKS / 10};
+        Path out = MediaTools.tmpDir().resolve("hls-out");
+        Path hls = MediaTools.tmpDir().resolve("hls-out-hls");
+        ReferenceHostTest.Run run = ReferenceHostTest.host("-q", "-o", out.toString(), "--hls", hls.toString(),
+                "--hls-segment", "1.6", "-r", "h264:320x240:400k", "-r", "h264:160x120:150k", "-r",
+                "vp8:160x120:150k", in.toString());
+        assertEquals(0, run.exitCode(), run.err());
+        assertTrue(run.out().contains("HLS master playlist " + hls.resolve("master.m3u8").toAbsolutePath()), run.out());
+
+        // The master names the two H.264 rungs, not the VP8 one, which is a WebM file beside the folder.
+        List<String> master = Files.readAllLines(hls.resolve("master.m3u8"));
+        List<Map<String, String>> variants = new ArrayList<>();
+        List<String> uris = new ArrayList<>();
+        for (int i = 0; i < master.size(); i++) {
+            if (master.get(i).startsWith("#EXT-X-STREAM-INF:")) {
+                variants.add(attributes(master.get(i)));
+                uris.add(master.get(++i));
+            }
+        }
+        assertEquals(List.of("320x240/index.m3u8", "160x120/index.m3u8"), uris);
+        assertEquals("vp8", ReferenceHostTest.streams(out.resolve("hls-in_160x120_vp8.webm")).get("video")
+                .get("codec_name"));
+
+        // ffprobe reads the master and finds each variant's streams as the master describes them.
+        // (Each stream is listed twice, under its program and alone: by index, once.)
+        Map<String, String[]> byIndex = new LinkedHashMap<>();
+        for (String[] row : probe(hls.resolve("master.m3u8"), "-show_entries",
+                "stream=index,codec_name,profile,level,width,height:stream_tags=variant_bitrate")) {
+            byIndex.put(row[0], java.util.Arrays.copyOfRange(row, 1, row.length));
+        }
+        List<String[]> streams = new ArrayList<>(byIndex.values());
+        assertEquals(4, streams.size(), "video and audio of two variants");
+        Map<String, Integer> profileIdc = Map.of("Constrained Baseline", 66, "Baseline", 66, "Main", 77, "High", 100);
+        for (int v = 0; v < 2; v++) {
+            String[] video = streams.get(2 * v);
+            String[] audio = streams.get(2 * v + 1);
+            Map<String, String> a = variants.get(v);
+            String context = uris.get(v) + " " + String.join(",", video);
+            assertEquals("h264", video[0], context);
+            assertEquals(a.get("RESOLUTION"), video[2] + "x" + video[3], context);
+            String codecs = String.format(Locale.ROOT, "avc1.%02x", profileIdc.get(video[1]));
+            assertTrue(a.get("CODECS").startsWith(codecs), a + " " + context);
+            assertEquals(Integer.parseInt(video[4]), Integer.parseInt(a.get("CODECS").substring(9, 11), 16),
+                    "level in " + a);
+            assertEquals("aac", audio[0]);
+            assertEquals("LC", audio[1]);
+            assertTrue(a.get("CODECS").endsWith(",mp4a.40.2"), a.toString());
+            assertEquals(a.get("BANDWIDTH"), video[video.length - 1], "variant bit rate");
+        }
+
+        List<Long> starts = null;
+        long frames = -1;
+        for (int v = 0; v < 2; v++) {
+            Path playlist = hls.resolve(uris.get(v));
+            List<Segment> segments = rung(playlist);
+            List<Long> video = new ArrayList<>();
+            List<Long> audio = new ArrayList<>();
+            List<Long> rungStarts = new ArrayList<>();
+            long bytes = 0;
+            double seconds = 0;
+            for (Segment s : segments) {
+                String context = playlist + " " + s.uri();
+                assertTrue(s.keys().get(0) && s.startsDecodable(), context + " opens with an IDR picture");
+                long first = s.video().stream().min(Long::compare).orElseThrow();
+                long end = s.video().stream().max(Long::compare).orElseThrow() + FRAME;
+                assertEquals(first, (long) s.video().get(0), context + ": nothing shown before the key frame");
+                assertEquals(s.listedSeconds() * TICKS, end - first, FRAME, context + ": listed duration");
+                rungStarts.add(first);
+                video.addAll(s.video());
+                audio.addAll(s.audio());
+                bytes += s.bytes();
+                seconds += s.listedSeconds();
+            }
+            // Presentation times run on from segment to segment, one frame apart; audio frames likewise.
+            video.sort(Long::compare);
+            for (int i = 1; i < video.size(); i++) {
+                assertEquals(FRAME, video.get(i) - video.get(i - 1), playlist + " video frame " + i);
+            }
+            for (int i = 1; i < audio.size(); i++) {
+                assertEquals(AUDIO_FRAME, audio.get(i) - audio.get(i - 1), 1.0, playlist + " audio frame " + i);
+            }
+            assertEquals(video.get(0), audio.get(0), 2 * FRAME, "audio starts with the video");
+            List<Long> relative = rungStarts.stream().map(t -> t - rungStarts.get(0)).toList();
+            assertEquals(List.of(expectedStarts[0], expectedStarts[1], expectedStarts[2]), relative, playlist
+                    + ": cut at the first key frame at or after the target");
+            if (starts == null) {
+                starts = rungStarts;
+                frames = video.size();
+            } else {
+                assertEquals(starts, rungStarts, "every rung switches at the same instants");
+                assertEquals(frames, video.size(), "the same frames in every rung");
+            }
+            Map<String, String> a = variants.get(v);
+            assertEquals(bytes * 8 / seconds, Double.parseDouble(a.get("AVERAGE-BANDWIDTH")), bytes * 8 / seconds / 100,
+                    "average bit rate of " + playlist);
+            assertTrue(Long.parseLong(a.get("BANDWIDTH")) >= Long.parseLong(a.get("AVERAGE-BANDWIDTH")), a.toString());
+
+            // The whole variant plays without a complaint, with its audio.
+            assertEquals("", ReferenceHostTest.warnings(playlist), playlist + " plays cleanly");
+            short[] pcm = MediaTools.decodeToPcm(playlist, 8000);
+            assertEquals(440.0, MediaTools.dominantFrequency(pcm, 8000), 5.0, playlist + " keeps the tone");
+        }
+        assertEquals(150, frames, "every input frame reaches every rung, the last segment too");
+        try (Stream<Path> files = Files.walk(hls)) {
+            assertFalse(files.anyMatch(f -> f.toString().endsWith(".tmp")), "no half-written playlists");
+        }
+    }
+
+    @Test
+    void hlsWithoutAnH264RungIsAUsageError() {
+        ReferenceHostTest.Run run = ReferenceHostTest.host("--hls", "x", "-r", "vp8:160x120:150k", "in.flv");
+        assertEquals(2, run.exitCode());
+        assertTrue(run.err().contains("--hls needs an h264 rung"), run.err());
+        ReferenceHostTest.Run bad = ReferenceHostTest.host("--hls", "x", "--hls-segment", "0.1", "in.flv");
+        assertEquals(2, bad.exitCode());
+        assertTrue(bad.err().contains("HLS segment length '0.1'"), bad.err());
+    }
+}
