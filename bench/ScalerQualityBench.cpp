@@ -5,8 +5,11 @@
 // of the same picture: PSNR and SSIM of each plane, and the cost of a frame.
 // Pictures are one frame of lavfi's testsrc2 and of its mandelbrot (fine
 // detail), made with ffmpeg at each source size (CVX_BENCH_PICTURES, default
-// /tmp/cvx-scaler-pictures). Runs as a Google Benchmark program and prints
-// the table in Markdown at the end; bench/scaler_quality.sh runs it.
+// /tmp/cvx-scaler-pictures). Runs as a Google Benchmark program; the cost of
+// a frame is the best of all repetitions (run with --benchmark_repetitions
+// and --benchmark_enable_random_interleaving, so that every scaler of a case
+// meets the same load). Prints the full table, then a summary of luma, in
+// Markdown at the end; bench/scaler_quality.sh runs it.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -63,15 +66,22 @@ struct Image {
     image.stride[1] = image.stride[2] = image.cw;
     return image;
   }
-  static Image bgra(int w, int h) {
+  static Image packed(AVPixelFormat format, int bytesPerPixel, int w, int h) {
     Image image;
-    image.format = AV_PIX_FMT_BGRA;
+    image.format = format;
     image.width = w;
     image.height = h;
-    image.bytes.assign(static_cast<size_t>(w) * h * 4 + 256, 0);
+    image.bytes.assign(static_cast<size_t>(w) * h * bytesPerPixel + 256, 0);
     image.plane[0] = image.bytes.data();
-    image.stride[0] = w * 4;
+    image.stride[0] = w * bytesPerPixel;
     return image;
+  }
+  static Image bgra(int w, int h) { return packed(AV_PIX_FMT_BGRA, 4, w, h); }
+  static Image uyvy(int w, int h) { return packed(AV_PIX_FMT_UYVY422, 2, w, h); }
+  static Image of(uint32_t fourcc, int w, int h, bool ceilChroma) {
+    if (fourcc == cvx::kFourCCBGRA) return bgra(w, h);
+    if (fourcc == cvx::kFourCCUYVY) return uyvy(w, h);
+    return i420(w, h, ceilChroma);
   }
   bool isI420() const { return format == AV_PIX_FMT_YUV420P; }
 };
@@ -87,18 +97,25 @@ std::vector<uint8_t> lavfiFrame(const std::string& source, int w, int h) {
   const std::string path = dir + "/" + source + "_" + std::to_string(w) + "x" + std::to_string(h) + ".yuv";
   std::ifstream cached(path, std::ios::binary);
   if (!cached) {
-    const std::string filter = source == "testsrc2" ? "testsrc2=size=" + std::to_string(w) + "x" + std::to_string(h)
-                                                    : "mandelbrot=start_scale=0.3:size=" + std::to_string(w) + "x" +
-                                                          std::to_string(h);
+    // testsrc2 draws 4:2:0 at even sizes only: an odd size is cut from RGB.
+    const std::string even = std::to_string((w + 1) & ~1) + "x" + std::to_string((h + 1) & ~1);
+    const std::string filter =
+        source == "testsrc2" ? "testsrc2=size=" + even : "mandelbrot=start_scale=0.3:size=" + even;
     const std::string command = "mkdir -p " + dir + " && ffmpeg -v error -y -f lavfi -i " + filter +
-                                " -frames:v 1 -pix_fmt yuv420p -f rawvideo " + path;
+                                " -frames:v 1 -vf format=rgb24,crop=" + std::to_string(w) + ":" + std::to_string(h) +
+                                ":0:0 -pix_fmt yuv420p -f rawvideo " + path;
     if (std::system(command.c_str()) != 0) {
       std::fprintf(stderr, "could not make %s with ffmpeg\n", path.c_str());
       std::exit(1);
     }
     cached.open(path, std::ios::binary);
   }
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(cached), std::istreambuf_iterator<char>());
+  std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(cached), std::istreambuf_iterator<char>()};
+  if (bytes.size() != static_cast<size_t>(w) * h + 2 * static_cast<size_t>((w + 1) / 2) * ((h + 1) / 2)) {
+    std::fprintf(stderr, "%s is not a %dx%d picture\n", path.c_str(), w, h);
+    std::exit(1);
+  }
+  return bytes;
 }
 
 // The source in both layouts; they differ only for odd sizes.
@@ -127,9 +144,15 @@ Source loadSource(const std::string& name, int w, int h) {
   return source;
 }
 
-Image toBgra(const Image& i420) {
-  Image out = Image::bgra(i420.width, i420.height);
-  cvx::scaleImage(0, cvx::kFourCCI420, i420.plane[0], i420.stride[0], i420.width, i420.height, cvx::kFourCCBGRA,
+uint32_t fourccOf(const Image& image) {
+  return image.format == AV_PIX_FMT_BGRA ? cvx::kFourCCBGRA
+                                         : image.format == AV_PIX_FMT_UYVY422 ? cvx::kFourCCUYVY : cvx::kFourCCI420;
+}
+
+// The I420 source converted (at its own size) into a packed code.
+Image converted(const Image& i420, uint32_t fourcc) {
+  Image out = Image::of(fourcc, i420.width, i420.height, false);
+  cvx::scaleImage(0, cvx::kFourCCI420, i420.plane[0], i420.stride[0], i420.width, i420.height, fourcc,
                   out.plane[0], out.stride[0], out.width, out.height, nullptr, 1, nullptr, nullptr);
   return out;
 }
@@ -214,26 +237,29 @@ double ssim(const PlaneView& a, const PlaneView& b) {
 struct Case {
   const char* label;
   int sw, sh;
-  bool srcBgra;
+  uint32_t srcCode;
   int dw, dh;
-  bool dstBgra;
+  uint32_t dstCode;
 };
 
+constexpr uint32_t kI420 = cvx::kFourCCI420, kBgra = cvx::kFourCCBGRA, kUyvy = cvx::kFourCCUYVY;
+
 const Case kCases[] = {
-    {"1080p into 1280x720 (1.5x)", 1920, 1080, false, 1280, 720, false},
-    {"1080p into 960x540 (2x)", 1920, 1080, false, 960, 540, false},
-    {"1080p into 854x480 (2.25x)", 1920, 1080, false, 854, 480, false},
-    {"1080p into 640x360 (3x)", 1920, 1080, false, 640, 360, false},
-    {"1080p into 480x270 (4x)", 1920, 1080, false, 480, 270, false},
-    {"1080p into 426x240 (4.5x)", 1920, 1080, false, 426, 240, false},
-    {"1080p into 1746x982 (1.1x)", 1920, 1080, false, 1746, 982, false},
-    {"720p into 960x540 (1.33x)", 1280, 720, false, 960, 540, false},
-    {"1919x1079 into 853x479 (odd)", 1919, 1079, false, 853, 479, false},
-    {"640x360 into 1280x720 (2x up)", 640, 360, false, 1280, 720, false},
-    {"720p into 1920x1080 (1.5x up)", 1280, 720, false, 1920, 1080, false},
-    {"BGRA read of 720p, same size", 1280, 720, false, 1280, 720, true},
-    {"BGRA read of 1080p at 640x360", 1920, 1080, false, 640, 360, true},
-    {"BGRA overlay 640x360 into 960x540", 640, 360, true, 960, 540, false},
+    {"1080p into 1746x982 (1.1x)", 1920, 1080, kI420, 1746, 982, kI420},
+    {"720p into 960x540 (1.33x)", 1280, 720, kI420, 960, 540, kI420},
+    {"1080p into 1280x720 (1.5x)", 1920, 1080, kI420, 1280, 720, kI420},
+    {"1080p into 960x540 (2x)", 1920, 1080, kI420, 960, 540, kI420},
+    {"1080p into 854x480 (2.25x)", 1920, 1080, kI420, 854, 480, kI420},
+    {"1919x1079 into 853x479 (odd)", 1919, 1079, kI420, 853, 479, kI420},
+    {"1080p into 640x360 (3x)", 1920, 1080, kI420, 640, 360, kI420},
+    {"1080p into 480x270 (4x)", 1920, 1080, kI420, 480, 270, kI420},
+    {"1080p into 426x240 (4.5x)", 1920, 1080, kI420, 426, 240, kI420},
+    {"640x360 into 1280x720 (2x up)", 640, 360, kI420, 1280, 720, kI420},
+    {"720p into 1920x1080 (1.5x up)", 1280, 720, kI420, 1920, 1080, kI420},
+    {"BGRA read of 720p, same size", 1280, 720, kI420, 1280, 720, kBgra},
+    {"BGRA read of 1080p at 640x360", 1920, 1080, kI420, 640, 360, kBgra},
+    {"BGRA overlay 640x360 into 960x540", 640, 360, kBgra, 960, 540, kI420},
+    {"UYVY 1080p into 1280x720", 1920, 1080, kUyvy, 1280, 720, kI420},
 };
 
 // One scaler of the table: how to run it once, on a source of either layout.
@@ -242,40 +268,33 @@ struct Scaler {
   std::function<void(const Source&, Image&)> run;
 };
 
-uint32_t fourccOf(const Image& image) { return image.isI420() ? cvx::kFourCCI420 : cvx::kFourCCBGRA; }
-
-// The source a case scales: I420 as loaded, or BGRA made from it.
+// The sources of a case: I420 as loaded, and packed when the case starts
+// from a packed code (both layouts the same: no odd chroma edge there).
 struct CaseSource {
   Source yuv;
-  Source bgra;  // both layouts the same: RGB has no subsampling
-  const Image& ours(bool isBgra) const { return isBgra ? bgra.ours : yuv.ours; }
-  const Image& theirs(bool isBgra) const { return isBgra ? bgra.theirs : yuv.theirs; }
+  Source packed;
 };
 
-Image outputFor(const Case& c, bool ours) {
-  return c.dstBgra ? Image::bgra(c.dw, c.dh) : Image::i420(c.dw, c.dh, !ours);
+Image outputFor(const Case& c, bool ours) { return Image::of(c.dstCode, c.dw, c.dh, !ours); }
+
+std::function<void(const Source&, Image&)> libraryScaler(int flags) {
+  return [flags, context = std::shared_ptr<SwsContext>()](const Source& s, Image& out) mutable {
+    if (!context) context.reset(swsContext(s.theirs, out, flags).release(), SwsDeleter());
+    swsRun(context.get(), s.theirs, out);
+  };
 }
 
 std::vector<Scaler> scalersFor(const Case& c) {
   std::vector<Scaler> scalers;
-  scalers.push_back({"ours", [c](const Source& s, Image& out) {
+  scalers.push_back({"ours", [](const Source& s, Image& out) {
                        const Image& in = s.ours;
                        cvx::scaleImage(0, fourccOf(in), in.plane[0], in.stride[0], in.width, in.height, fourccOf(out),
                                        out.plane[0], out.stride[0], out.width, out.height, nullptr, 1, nullptr,
                                        nullptr);
                      }});
-  const struct {
-    const char* name;
-    int flags;
-  } library[] = {{"bicubic", SWS_BICUBIC}, {"area", SWS_AREA}};
-  for (const auto& l : library) {
-    scalers.push_back({l.name, [flags = l.flags, context = std::shared_ptr<SwsContext>()](const Source& s,
-                                                                                          Image& out) mutable {
-                         if (!context) context.reset(swsContext(s.theirs, out, flags).release(), SwsDeleter());
-                         swsRun(context.get(), s.theirs, out);
-                       }});
-  }
-  if (!c.srcBgra && !c.dstBgra) {
+  scalers.push_back({"bicubic", libraryScaler(SWS_BICUBIC)});
+  scalers.push_back({"area", libraryScaler(SWS_AREA)});
+  if (c.srcCode == kI420 && c.dstCode == kI420) {
     scalers.push_back({"before (libyuv box)", [](const Source& s, Image& out) {
                          const Image& in = s.ours;
                          libyuv::I420Scale(in.plane[0], in.stride[0], in.plane[1], in.stride[1], in.plane[2],
@@ -284,11 +303,7 @@ std::vector<Scaler> scalersFor(const Case& c) {
                                            out.height & ~1, libyuv::kFilterBox);
                        }});
   } else {
-    scalers.push_back({"before (bilinear)", [context = std::shared_ptr<SwsContext>()](const Source& s,
-                                                                                        Image& out) mutable {
-                         if (!context) context.reset(swsContext(s.theirs, out, SWS_BILINEAR).release(), SwsDeleter());
-                         swsRun(context.get(), s.theirs, out);
-                       }});
+    scalers.push_back({"before (bilinear)", libraryScaler(SWS_BILINEAR)});
   }
   return scalers;
 }
@@ -296,7 +311,7 @@ std::vector<Scaler> scalersFor(const Case& c) {
 struct Row {
   std::string caseLabel, picture, scaler;
   std::vector<double> psnr, ssim;
-  double milliseconds = 0;
+  double milliseconds = 0;  // best of the repetitions
 };
 
 std::vector<Row> rows;
@@ -305,8 +320,11 @@ std::map<std::string, size_t> rowOfBenchmark;
 void registerCase(const Case& c, const std::string& picture) {
   auto source = std::make_shared<CaseSource>();
   source->yuv = loadSource(picture, c.sw, c.sh);
-  if (c.srcBgra) source->bgra = Source{toBgra(source->yuv.ours), toBgra(source->yuv.ours)};
-  const Source& input = c.srcBgra ? source->bgra : source->yuv;
+  if (c.srcCode != kI420) {
+    source->packed = Source{converted(source->yuv.ours, c.srcCode), converted(source->yuv.ours, c.srcCode)};
+  }
+  const bool packed = c.srcCode != kI420;
+  const Source& input = packed ? source->packed : source->yuv;
   Image reference = outputFor(c, false);
   swsRun(swsContext(input.theirs, reference, SWS_LANCZOS).get(), input.theirs, reference);
   for (Scaler& scaler : scalersFor(c)) {
@@ -326,9 +344,8 @@ void registerCase(const Case& c, const std::string& picture) {
     const std::string name = std::string(c.label) + "/" + picture + "/" + scaler.name;
     rowOfBenchmark[name] = rows.size();
     rows.push_back(row);
-    const bool bgra = c.srcBgra;
-    benchmark::RegisterBenchmark(name.c_str(), [source, output, bgra, run = scaler.run](benchmark::State& state) {
-      const Source& in = bgra ? source->bgra : source->yuv;
+    benchmark::RegisterBenchmark(name.c_str(), [source, output, packed, run = scaler.run](benchmark::State& state) {
+      const Source& in = packed ? source->packed : source->yuv;
       for (auto _ : state) {
         run(in, *output);
         benchmark::ClobberMemory();
@@ -337,15 +354,16 @@ void registerCase(const Case& c, const std::string& picture) {
   }
 }
 
-// Keeps each run's time per frame for the table.
+// Keeps each scaler's best time per frame over the repetitions.
 class TableReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      const auto found = rowOfBenchmark.find(run.benchmark_name());
-      if (found != rowOfBenchmark.end()) {
-        rows[found->second].milliseconds = run.GetAdjustedRealTime();
-      }
+      const auto found = rowOfBenchmark.find(run.run_name.str());
+      if (found == rowOfBenchmark.end() || run.run_type != Run::RT_Iteration) continue;
+      double& best = rows[found->second].milliseconds;
+      const double ms = run.GetAdjustedRealTime();
+      best = best == 0 ? ms : std::min(best, ms);
     }
     ConsoleReporter::ReportRuns(runs);
   }
@@ -371,6 +389,24 @@ void printTable() {
   }
 }
 
+// One line per case and picture: the first plane (Y, or B of BGRA) of ours,
+// bicubic and area, our margin over bicubic, and the three costs. Rows of a
+// case come in the order scalersFor gives them: ours, bicubic, area.
+void printSummary() {
+  std::printf("\n| case | picture | ours | PSNR ours / bicubic / area (dB) | ours - bicubic (dB) |"
+              " SSIM ours / bicubic / area | ms ours / bicubic / area |\n");
+  std::printf("|---|---|---|---|---:|---|---|\n");
+  for (size_t i = 0; i + 2 < rows.size(); ++i) {
+    if (rows[i].scaler.rfind("ours", 0) != 0) continue;
+    const Row &ours = rows[i], &bicubic = rows[i + 1], &area = rows[i + 2];
+    const auto capped = [](double db) { return std::min(db, 99.0); };
+    std::printf("| %s | %s | %s | %.2f / %.2f / %.2f | %+.2f | %.4f / %.4f / %.4f | %.2f / %.2f / %.2f |\n",
+                ours.caseLabel.c_str(), ours.picture.c_str(), ours.scaler.substr(5).c_str(), capped(ours.psnr[0]),
+                capped(bicubic.psnr[0]), capped(area.psnr[0]), ours.psnr[0] - bicubic.psnr[0], ours.ssim[0],
+                bicubic.ssim[0], area.ssim[0], ours.milliseconds, bicubic.milliseconds, area.milliseconds);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -381,6 +417,7 @@ int main(int argc, char** argv) {
   TableReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   printTable();
+  printSummary();
   benchmark::Shutdown();
   return 0;
 }

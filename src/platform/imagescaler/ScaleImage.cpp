@@ -369,4 +369,6 @@ uint64_t scaleImageExtent(uint32_t fourcc, int32_t stride, uint32_t width, uint3
 
 const char* scaleImageLastError() { return is::lastScaleError(); }
 
+uint64_t scaleImageContextsBuilt() { return is::swsContextsBuilt(); }
+
 }  // namespace cvx

@@ -39,6 +39,9 @@ struct SwsImage {
 // builds none after the first. Returns a ScaleStatus.
 int swsConvert(const SwsImage& src, const SwsImage& dst);
 
+// Contexts this thread has built so far (scaleImageContextsBuilt).
+uint64_t swsContextsBuilt();
+
 // The resampling filter libswscale is given for this change of size (a
 // SWS_ flag): the choice of bench/ScalerQualityBench, exposed for it.
 int swsFilterFor(int srcWidth, int srcHeight, int dstWidth, int dstHeight);

@@ -406,6 +406,34 @@ TEST(ScaleImageBounds, Xyz12RectanglesStayInsideTheirRectangle) {
   }
 }
 
+// A session with many renditions, each with an opaque overlay, keeps all of
+// its conversions: after the first frame no context is
+// built again (the cache once held eight, and such a ladder rebuilt some of
+// them on every frame).
+TEST(ScaleImageContexts, AFullLadderBuildsNoContextAfterItsFirstFrame) {
+  const uint32_t sw = 320, sh = 180;
+  std::vector<uint8_t> source = i420Block(sw, sh);
+  for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<uint8_t>(i * 7);
+  std::vector<uint8_t> overlay(32 * 16 * 4);
+  for (size_t i = 0; i < overlay.size(); ++i) overlay[i] = static_cast<uint8_t>(i * 13);
+  std::vector<std::vector<uint8_t>> renditions;
+  for (uint32_t i = 0; i < 24; ++i) renditions.push_back(i420Block(64 + 8 * i, 36 + 4 * i));
+  uint64_t afterFirstFrame = 0;
+  for (int frame = 0; frame < 3; ++frame) {
+    for (uint32_t i = 0; i < renditions.size(); ++i) {
+      const uint32_t w = 64 + 8 * i, h = 36 + 4 * i;
+      uint8_t* out = renditions[i].data();
+      ASSERT_EQ(scale(0, kFourCCI420, source.data(), sw, sw, sh, kFourCCI420, out, w, w, h), kScaleOk);
+      const ScaleRectangles at = rectangles(0, 0, 31, 15, 2, 2, 2 + 16 + i, 2 + 8);
+      ASSERT_EQ(scale(kScaleUseSourceRect | kScaleUseDestRect, kFourCCBGRA, overlay.data(), 32 * 4, 32, 16,
+                      kFourCCI420, out, w, w, h, &at),
+                kScaleOk);
+    }
+    if (frame == 0) afterFirstFrame = scaleImageContextsBuilt();
+  }
+  EXPECT_EQ(scaleImageContextsBuilt(), afterFirstFrame);
+}
+
 TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {
   std::vector<uint8_t> src(64 * 4 * 4, 50), dst(64 * 4 * 4, 0x33);
   EXPECT_EQ(scale(0, kFourCCv210, src.data(), 256, 64, 4, kFourCCBGRA, dst.data(), 256, 64, 4), kScaleUnsupported);
