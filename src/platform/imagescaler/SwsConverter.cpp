@@ -136,9 +136,10 @@ SwsContext* contextFor(const ContextKey& key, int& status) {
 // last pixel, and some of its converters ignore a negative stride. Inside a
 // picture a read past a row's end only reaches the next row, so libswscale
 // reads the caller's rows directly and only the last rows of each plane go
-// through a staging copy; it writes directly only where every row is a whole
-// number of blocks. Everything else goes through staging copies with aligned
-// rows and a spare row, and our own loops move the exact bytes of each row.
+// through a staging copy; it writes a plane directly only where each of its
+// rows is a whole number of blocks. Everything else goes through staging
+// copies with aligned rows and a spare row, and our own loops move the exact
+// bytes of each row.
 constexpr int kStageAlignment = 64;
 
 // The block libswscale's widest vector stores fill: a destination whose
@@ -225,17 +226,6 @@ bool stridesPositive(const SwsImage& picture, const PlaneRows& layout) {
   return true;
 }
 
-bool rowsAreWholeBlocks(const SwsImage& picture, const PlaneRows& layout) {
-  // XYZ12 output is converted from RGB48 in place over whole strides, not
-  // over the picture's width: only our own staging may take it.
-  if (picture.format == AV_PIX_FMT_XYZ12LE) return false;
-  if (!stridesPositive(picture, layout)) return false;
-  for (int p = 0; p < layout.planes; ++p) {
-    if (layout.rowBytes[p] % kWriteBlock != 0) return false;
-  }
-  return true;
-}
-
 int scaleSlice(SwsContext* context, const SwsImage& slice, int sliceTop, const SwsImage& out) {
   return swsStatus(sws_scale(context, slice.data, slice.linesize, sliceTop, slice.height, out.data,
                              out.linesize),
@@ -276,6 +266,21 @@ bool chromaComplete(const SwsImage& picture, const PlaneRows& layout) {
 }
 
 thread_local Stage stageChroma;
+
+// The planes libswscale may write in place: top-down rows of whole blocks,
+// and for 4:2:0 chroma every row and column it writes. XYZ12 output is
+// converted from RGB48 in place over whole strides, not over the picture's
+// width: only our own staging may take it.
+int planesInPlace(const SwsImage& picture, const PlaneRows& layout, bool inPlace[4]) {
+  const bool allowed = picture.format != AV_PIX_FMT_XYZ12LE && stridesPositive(picture, layout);
+  int count = 0;
+  for (int p = 0; p < layout.planes; ++p) {
+    inPlace[p] = allowed && layout.rowBytes[p] % kWriteBlock == 0 &&
+                 (!layout.chroma[p] || chromaComplete(picture, layout));
+    count += inPlace[p] ? 1 : 0;
+  }
+  return count;
+}
 
 // A 4:2:0 source whose planes hold one chroma column or row fewer than
 // libswscale reads: its chroma is copied with the last sample repeated. A
@@ -325,9 +330,17 @@ int scaleImages(const SwsImage& src, const SwsImage& dst, bool paddedSource) {
   if ((status = planeRows(dst, dstLayout)) != kScaleOk) return status;
   SwsImage source = src;
   if (!chromaComplete(src, srcLayout) && (status = padChroma(src, srcLayout, source)) != kScaleOk) return status;
-  const bool direct = rowsAreWholeBlocks(dst, dstLayout) && chromaComplete(dst, dstLayout);
-  if (!direct && (status = prepareStage(dst, stageOut)) != kScaleOk) return status;
-  const SwsImage& out = direct ? dst : stageOut.image;
+  bool inPlace[4] = {false, false, false, false};
+  const bool direct = planesInPlace(dst, dstLayout, inPlace) == dstLayout.planes;
+  SwsImage out = dst;
+  if (!direct) {
+    if ((status = prepareStage(dst, stageOut)) != kScaleOk) return status;
+    for (int p = 0; p < dstLayout.planes; ++p) {
+      if (inPlace[p]) continue;
+      out.data[p] = stageOut.image.data[p];
+      out.linesize[p] = stageOut.image.linesize[p];
+    }
+  }
   if (paddedSource) {
     status = scaleSlice(context, source, 0, out);
   } else if (stridesPositive(source, srcLayout)) {
@@ -339,6 +352,7 @@ int scaleImages(const SwsImage& src, const SwsImage& dst, bool paddedSource) {
   }
   if (status != kScaleOk || direct) return status;
   for (int p = 0; p < dstLayout.planes; ++p) {
+    if (inPlace[p]) continue;
     int rowBytes = dstLayout.rowBytes[p], rows = dstLayout.rows[p];
     if (dst.chromaColumns != kChromaComplete && (p == 1 || p == 2)) {
       rowBytes = std::min(rowBytes, dst.chromaColumns);

@@ -182,6 +182,46 @@ TEST(ScaleImageBounds, RectanglesAreClippedAndNothingOutsideIsTouched) {
   }
 }
 
+// 4:2:0 chroma lies in the middle of each 2 x 2 block. A rectangle that
+// starts on an odd column or row shares its first chroma sample with the
+// pixel before it; scaled as if that sample were its own, the chroma would
+// shift by a source pixel. On ramps that run along the picture's luma
+// coordinate (U across, V down: 2 levels a pixel) every inner chroma
+// sample of the result must sit where its block's centre maps to.
+TEST(ScaleImageChroma, RectanglesOnOddColumnsAndRowsKeepChromaInPlace) {
+  const uint32_t w = 96, h = 64;
+  std::vector<uint8_t> src = i420Block(w, h);
+  uint8_t* u = src.data() + w * h;
+  uint8_t* v = u + w * h / 4;
+  for (uint32_t i = 0; i < h / 2; ++i) {
+    for (uint32_t j = 0; j < w / 2; ++j) {
+      u[i * (w / 2) + j] = static_cast<uint8_t>(64 + 2 * (2 * j + 1));  // centre of block j: luma x 2j + 1
+      v[i * (w / 2) + j] = static_cast<uint8_t>(64 + 2 * (2 * i + 1));
+    }
+  }
+  const struct {
+    int x, y;
+  } starts[] = {{4, 2}, {5, 2}, {4, 3}, {5, 3}};
+  for (const auto& at : starts) {
+    SCOPED_TRACE(testing::Message() << "rectangle at " << at.x << "," << at.y);
+    const uint32_t dw = 40, dh = 24;  // 80 x 48 of the source, halved
+    std::vector<uint8_t> dst = i420Block(dw, dh);
+    const ScaleRectangles r = rectangles(at.x, at.y, at.x + 79, at.y + 47, 0, 0, dw - 1, dh - 1);
+    ASSERT_EQ(scale(kScaleUseSourceRect | kScaleUseDestRect, kFourCCI420, src.data(), w, w, h, kFourCCI420,
+                    dst.data(), dw, dw, dh, &r),
+              kScaleOk);
+    const uint8_t* du = dst.data() + dw * dh;
+    const uint8_t* dv = du + dw * dh / 4;
+    // Destination block k's centre, 2k + 1, is source luma x + 2 (2k + 1).
+    for (uint32_t k = 3; k + 3 < dw / 2; ++k) {
+      EXPECT_NEAR(du[5 * (dw / 2) + k], 64 + 2 * (at.x + 2 * (2 * k + 1)), 1) << "column " << k;
+    }
+    for (uint32_t k = 3; k + 3 < dh / 2; ++k) {
+      EXPECT_NEAR(dv[k * (dw / 2) + 5], 64 + 2 * (at.y + 2 * (2 * k + 1)), 1) << "row " << k;
+    }
+  }
+}
+
 TEST(ScaleImageBounds, OddSizesAndOddRectanglesStayInsideTheirBlocks) {
   const uint32_t sizes[][2] = {{5, 5}, {7, 3}, {3, 9}, {1, 1}, {2, 1}};
   for (const auto& s : sizes) {
