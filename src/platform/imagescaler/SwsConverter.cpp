@@ -386,16 +386,23 @@ int convertThroughRgb48(const SwsImage& src, const SwsImage& dst) {
 // Everywhere else bicubic, whose 8-tap and 4-tap cases libswscale runs
 // fastest. The box filter is not among them: on non-integer ratios it is off
 // by two to four levels, and 10 dB and more below bicubic on any picture.
+// libswscale's filters widen with the reduction (bicubic 4, lanczos 6 taps a
+// step of the ratio), and past some 120 taps it reads through null; the step
+// limit of extreme reductions was measured with bilinear's 2. So lanczos only
+// where the height shrinks as modestly as the width (a 29:1 reduction down
+// at 2.67 across crashed it), and past 8:1 on either axis, the steps of an
+// extreme reduction into small pictures, bilinear.
 // libswscale's fast vertical filter drifts off a flat colour as its taps
 // grow (bicubic: a level at 8:1, three at 32:1 into 4:2:0, eight into 4:2:2);
-// its exact rounding does not, and reductions that large are steps of an
-// extreme reduction, into small pictures, where its cost is no matter.
+// its exact rounding does not, and reductions that large go into small
+// pictures, where its cost is no matter.
 int swsFilterFor(int srcWidth, int srcHeight, int dstWidth, int dstHeight) {
-  const int64_t across = int64_t{srcWidth} * 10;
-  const bool lanczosCostsNoMore =
-      across >= int64_t{dstWidth} * 21 && across <= int64_t{dstWidth} * 27 && srcHeight >= dstHeight;
-  const bool exactRounding = srcHeight > dstHeight * 8;
-  return (lanczosCostsNoMore ? SWS_LANCZOS : SWS_BICUBIC) | (exactRounding ? SWS_ACCURATE_RND : 0);
+  const int64_t across = int64_t{srcWidth} * 10, down = int64_t{srcHeight} * 10;
+  const bool lanczosCostsNoMore = across >= int64_t{dstWidth} * 21 && across <= int64_t{dstWidth} * 27 &&
+                                  down >= int64_t{dstHeight} * 10 && down <= int64_t{dstHeight} * 27;
+  const bool extreme = srcWidth > dstWidth * 8 || srcHeight > dstHeight * 8;
+  const int filter = extreme ? SWS_BILINEAR : lanczosCostsNoMore ? SWS_LANCZOS : SWS_BICUBIC;
+  return filter | (srcHeight > dstHeight * 8 ? SWS_ACCURATE_RND : 0);
 }
 
 uint64_t swsContextsBuilt() { return contextsBuilt; }

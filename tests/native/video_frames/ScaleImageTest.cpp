@@ -353,7 +353,9 @@ TEST(ScaleImageBounds, ExtremeReductionsGoInStepsForEveryPairOfCodes) {
   const struct {
     uint32_t sw, sh, dw, dh;
   } sizes[] = {{640, 360, 4, 4}, {1000, 40, 4, 40}, {640, 360, 64, 2}, {1920, 1080, 8, 8},
-               {1920, 1080, 1, 1}, {4096, 2, 2, 2}};
+               {1920, 1080, 1, 1}, {4096, 2, 2, 2},
+               // 2.67:1 across, where lanczos is chosen, with 29:1 down (found by ScalerFuzz).
+               {64, 883, 24, 30}};
   const uint8_t bgr[3] = {50, 100, 200};
   for (const auto& size : sizes) {
     std::vector<uint8_t> solid(size_t{size.sw} * size.sh * 4);
