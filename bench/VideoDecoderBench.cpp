@@ -14,7 +14,7 @@
 #include "platform/bufstream/FrameRecord.h"
 #include "support/ReferenceDecodeLoop.h"
 #include "platform/videodecoder/VideoDecoderOpen.h"
-#include "../tests/native/videodecoder/AnnexB.h"
+#include "../tests/native/support/AnnexB.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "fakes/FakeNvidiaDriver.h"
+#include "support/FakeNvidiaDriver.h"
 #include "hardware/HardwareProbe.h"
 #include "hardware/NVidiaCUDAUtils.h"
 #include "logging/LogCollector.h"

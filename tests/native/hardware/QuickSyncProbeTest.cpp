@@ -8,7 +8,7 @@
 
 #include "hardware/HardwareProbe.h"
 #include "logging/LogCollector.h"
-#include "mfxutils/FakeRuntimeFixture.h"
+#include "support/FakeRuntimeFixture.h"
 
 namespace cvx {
 namespace {

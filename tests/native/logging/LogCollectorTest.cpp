@@ -9,15 +9,12 @@
 #include <vector>
 
 #include "logging/IConcurrentLock.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
 
-std::vector<LogStatement> drain(LogCollector& collector) {
-  std::vector<LogStatement> out;
-  collector.getLogStatements(out);
-  return out;
-}
+using test::drain;
 
 TEST(LogCollector, KeepsTheFirstThousandAndRefillsAfterADrain) {
   LogCollector collector;

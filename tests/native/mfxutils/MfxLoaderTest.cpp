@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "mfxutils/FakeRuntimeFixture.h"
+#include "support/FakeRuntimeFixture.h"
 #include "mfxutils/MfxFunctionTable.h"
 #include "mfxutils/MfxLoader.h"
 #include "platform/mfxruntime/MfxApi.h"

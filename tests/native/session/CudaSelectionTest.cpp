@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "fakes/FakeNvidiaDriver.h"
+#include "support/FakeNvidiaDriver.h"
 #include "session/TranscoderSession.h"
 #include "video/encoders/VideoEncoderH264.h"
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"

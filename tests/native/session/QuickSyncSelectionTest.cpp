@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "mfxutils/FakeRuntimeFixture.h"
+#include "support/FakeRuntimeFixture.h"
 #include "session/TranscoderSession.h"
 #include "video/decoders/VideoDecoderH264.h"
 #include "video/decoders/VideoDecoderH264IntelQuickSync.h"

@@ -22,7 +22,7 @@
 #include "session/TranscoderSession.h"
 #include "video/decoders/IVideoDecoder.h"
 #include "video/frames/VideoOverlayFrame.h"
-#include "videodecoder/DecoderFixtures.h"
+#include "support/MediaFixtures.h"
 
 namespace cvx {
 namespace {

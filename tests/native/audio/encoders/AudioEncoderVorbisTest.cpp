@@ -1,0 +1,206 @@
+#include "audio/encoders/AudioEncoderVorbis.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "audio/samples/AudioSampleBuffer.h"
+#include "logging/LogCollector.h"
+
+namespace cvx {
+namespace {
+
+void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t firstSample, double hz, uint32_t rate) {
+  auto* out = reinterpret_cast<int16_t*>(buffer.getBuffer());
+  for (uint32_t i = 0; i < buffer.getSampleCount(); ++i) {
+    const double v = std::sin(2.0 * M_PI * hz * static_cast<double>(firstSample + i) / rate);
+    for (uint32_t c = 0; c < channels; ++c) out[i * channels + c] = static_cast<int16_t>(v * 12000);
+  }
+}
+
+class AudioEncoderVorbisTest : public ::testing::TestWithParam<uint32_t> {
+ protected:
+  void SetUp() override {
+    encoder.setLogger(&log);
+    encoder.setContextId(3);
+    encoder.setChannels(GetParam());
+    encoder.setSampleRate(44100);
+    encoder.setBitrate(GetParam() == 2 ? 128000 : 64000);
+    ASSERT_EQ(encoder.initialize(), 0);
+  }
+  LogCollector log;
+  // Codec destructors may throw, so fixtures hold them through a pointer.
+  std::unique_ptr<AudioEncoderVorbis> owned = std::make_unique<AudioEncoderVorbis>();
+  AudioEncoderVorbis& encoder = *owned;
+};
+
+TEST_P(AudioEncoderVorbisTest, MakesThreeHeadersAndHandsOutCopies) {
+  std::vector<AudioFrameEncoded> first, second;
+  ASSERT_EQ(encoder.getHeaders(first), 0);
+  ASSERT_EQ(encoder.getHeaders(second), 0);
+  ASSERT_EQ(first.size(), 3u);
+  for (size_t i = 0; i < first.size(); ++i) {
+    ASSERT_EQ(second[i].block.size(), first[i].block.size());
+    EXPECT_EQ(std::memcmp(first[i].block.data(), second[i].block.data(), first[i].block.size()), 0)
+        << "the same headers each time";
+  }
+  EXPECT_EQ(first[0].block.size(), 30u);
+  EXPECT_EQ(std::memcmp(first[0].block.data(), "\x01vorbis", 7), 0);
+  EXPECT_EQ(first[1].block.data()[0], 3);
+  EXPECT_EQ(first[2].block.data()[0], 5);
+  const std::string comment(reinterpret_cast<const char*>(first[1].block.data()), first[1].block.size());
+  EXPECT_NE(comment.find("ENCODER=Corvane Vorbis Encode"), std::string::npos);
+  for (const AudioFrameEncoded& h : first) {
+    EXPECT_EQ(h.timecode, 0u);
+    EXPECT_EQ(h.channels, GetParam());
+    EXPECT_EQ(h.sampleRate, 44100u);
+  }
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0].statement, "AudioEncoderVorbis.initialize[{context}]: channels:" + std::to_string(GetParam()) +
+                                    " sampleRate:44100");
+  EXPECT_EQ(lines[0].contextType, 4);
+  EXPECT_EQ(lines[0].contextIndex, 3);
+}
+
+// At the end the library analyses what it holds: the last packets stand up
+// to the last sample.
+TEST_P(AudioEncoderVorbisTest, EndOfStreamGivesTheLastPacketsUpToTheLastSample) {
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1000, GetParam(), 44100), 0);
+  std::vector<AudioFrameEncoded> packets;
+  const uint64_t start = 7000;
+  for (uint64_t i = 0; i < 20; ++i) {
+    buffer.setTimecode(start + i * 1000);
+    fillSine(buffer, GetParam(), i * 1000, 440.0, 44100);
+    ASSERT_EQ(encoder.addSampleBuffer(buffer, packets), 0);
+  }
+  const std::size_t beforeEnd = packets.size();
+  ASSERT_GT(beforeEnd, 0u);
+  EXPECT_LT(packets.back().timecode, start + 20000) << "the lookahead holds the last samples";
+  ASSERT_EQ(encoder.endOfStream(packets), 0);
+  ASSERT_GT(packets.size(), beforeEnd);
+  for (std::size_t i = 1; i < packets.size(); ++i) ASSERT_GE(packets[i].timecode, packets[i - 1].timecode) << i;
+  EXPECT_EQ(packets.back().timecode, start + 20000);
+  std::vector<AudioFrameEncoded> again;
+  EXPECT_EQ(encoder.endOfStream(again), 0);
+  EXPECT_TRUE(again.empty()) << "a second end does nothing";
+}
+
+INSTANTIATE_TEST_SUITE_P(MonoAndStereo, AudioEncoderVorbisTest, ::testing::Values(1u, 2u));
+
+TEST(AudioEncoderVorbisSetup, ARefusedConfigurationFailsWithoutTouchingTheLibraryState) {
+  LogCollector log;
+  AudioEncoderVorbis encoder;
+  encoder.setLogger(&log);
+  encoder.setChannels(2);
+  encoder.setSampleRate(0);
+  encoder.setBitrate(128000);
+  EXPECT_EQ(encoder.initialize(), -1);
+  std::vector<LogStatement> lines;
+  log.getLogStatements(lines);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[1].level, 3);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
+  std::vector<AudioFrameEncoded> out;
+  EXPECT_EQ(encoder.addSampleBuffer(buffer, out), -1);
+  EXPECT_TRUE(out.empty());
+  std::vector<AudioFrameEncoded> headers;
+  EXPECT_EQ(encoder.getHeaders(headers), 0);
+  EXPECT_TRUE(headers.empty());
+}
+
+int startStereo(AudioEncoderVorbis& encoder) {
+  encoder.setChannels(2);
+  encoder.setSampleRate(44100);
+  encoder.setBitrate(128000);
+  return encoder.initialize();
+}
+
+TEST(AudioEncoderVorbisSetup, ASecondInitializeStartsANewStreamAndLeaksNothing) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
+  std::vector<AudioFrameEncoded> out;
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  ASSERT_GT(encoder.getHolderCount(), 0u);
+  ASSERT_EQ(startStereo(encoder), 0);  // the sanitizer build sees the first set-up's memory go
+  EXPECT_EQ(encoder.getHolderCount(), 0u);
+  std::vector<AudioFrameEncoded> headers;
+  ASSERT_EQ(encoder.getHeaders(headers), 0);
+  EXPECT_EQ(headers.size(), 3u) << "one stream's headers, not two";
+}
+
+TEST(AudioEncoderVorbisSetup, TakesNoMoreSamplesThanTheBlockHolds) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(256, 2, 44100), 0);
+  std::memset(buffer.getBuffer(), 0, buffer.getBufferSize());
+  buffer.setSampleCount(100000);  // claims far more than its block holds
+  std::vector<AudioFrameEncoded> out;
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+}
+
+TEST(AudioEncoderVorbisSetup, AnEmptyBufferDoesNotEndTheStream) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
+  std::vector<AudioFrameEncoded> out;
+  buffer.setSampleCount(0);  // the library reads a count of 0 as the end of the stream
+  ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  for (uint64_t i = 0; i < 50; ++i) {
+    buffer.setSampleCount(1024);
+    buffer.setTimecode(i * 1024);
+    fillSine(buffer, 2, i * 1024, 440.0, 44100);
+    ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
+  }
+  EXPECT_GT(out.size(), 40u);
+}
+
+// Runs `body` on a thread with a stack of `bytes`, the size a JVM gives its threads.
+template <class Body>
+void runOnStackOf(std::size_t bytes, Body body) {
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, bytes), 0);
+  pthread_t thread;
+  auto run = [](void* argument) -> void* {
+    (*static_cast<Body*>(argument))();
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, run, &body), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+TEST(AudioEncoderVorbisSetup, ALargeBufferGoesInThroughBoundedChunksOnAJavaSizedStack) {
+  AudioEncoderVorbis encoder;
+  ASSERT_EQ(startStereo(encoder), 0);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(400000, 2, 44100), 0);
+  buffer.setTimecode(1000);
+  fillSine(buffer, 2, 0, 440.0, 44100);
+  std::vector<AudioFrameEncoded> out;
+  int result = -2;
+  runOnStackOf(1 << 20, [&] { result = encoder.addSampleBuffer(buffer, out); });
+  ASSERT_EQ(result, 0);
+  // About nine seconds of stereo at 128 kbit/s, less the lookahead.
+  ASSERT_GT(out.size(), 300u);
+  EXPECT_EQ(out.front().timecode, 1000u);
+  EXPECT_GE(out.back().timecode, 1000u + 400000u - 4096u);
+  EXPECT_LE(out.back().timecode, 1000u + 400000u);
+}
+
+}  // namespace
+}  // namespace cvx
