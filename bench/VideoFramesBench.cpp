@@ -13,6 +13,7 @@ extern "C" {
 }
 
 #include "platform/imagescaler/ScaleImage.h"
+#include "platform/imagescaler/SwsConverter.h"
 #include "video/frames/VideoFrameBuffer.h"
 #include "video/frames/VideoFrameBufferSet.h"
 #include "video/frames/VideoOverlayFrames.h"
@@ -53,22 +54,28 @@ void BM_FramesScale(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
-void BM_LibyuvScale(benchmark::State& state) {
+// libswscale with the filter the scaler chooses for this change of size.
+void BM_SwscaleScale(benchmark::State& state) {
   VideoFrameBuffer& source = source1080();
   const int w = static_cast<int>(state.range(0)), h = static_cast<int>(state.range(1));
-  std::vector<uint8_t> target(static_cast<size_t>(w) * h * 3 / 2);
+  std::vector<uint8_t> target(static_cast<size_t>(w) * h * 3 / 2 + 64);
   // Letterbox draws a picture of the destination's width at the source's shape.
   const bool letterbox = state.range(2) == cvx::kScaleModeLetterbox;
   const int fitH = letterbox ? w * 1080 / 1920 : h;
   const int top = letterbox ? (h - fitH) / 2 : 0;
-  uint8_t* y = target.data() + top * w;
-  uint8_t* u = target.data() + w * h + top / 2 * (w / 2);
-  uint8_t* v = target.data() + w * h + w * h / 4 + top / 2 * (w / 2);
+  uint8_t* dst[4] = {target.data() + top * w, target.data() + w * h + top / 2 * (w / 2),
+                     target.data() + w * h + w * h / 4 + top / 2 * (w / 2), nullptr};
+  const int dstStride[4] = {w, w / 2, w / 2, 0};
+  const uint8_t* src[4] = {source.getPlane(0), source.getPlane(1), source.getPlane(2), nullptr};
+  const int srcStride[4] = {1920, 960, 960, 0};
+  SwsContext* context = sws_getContext(1920, 1080, AV_PIX_FMT_YUV420P, w, fitH, AV_PIX_FMT_YUV420P,
+                                       cvx::imagescaler::swsFilterFor(1920, 1080, w, fitH), nullptr, nullptr,
+                                       nullptr);
   for (auto _ : state) {
-    libyuv::I420Scale(source.getPlane(0), 1920, source.getPlane(1), 960, source.getPlane(2), 960,
-                      1920, 1080, y, w, u, w / 2, v, w / 2, w, fitH, libyuv::kFilterBox);
+    sws_scale(context, src, srcStride, 0, 1080, dst, dstStride);
     benchmark::ClobberMemory();
   }
+  sws_freeContext(context);
   state.SetItemsProcessed(state.iterations());
 }
 
@@ -95,7 +102,8 @@ void BM_SwscaleReadBGRA(benchmark::State& state) {
   VideoFrameBuffer& frame = source720();
   std::vector<uint8_t> bgra(1280 * 720 * 4 + 64);
   SwsContext* context = sws_getContext(1280, 720, AV_PIX_FMT_YUV420P, 1280, 720, AV_PIX_FMT_BGRA,
-                                       SWS_BILINEAR, nullptr, nullptr, nullptr);
+                                       cvx::imagescaler::swsFilterFor(1280, 720, 1280, 720), nullptr, nullptr,
+                                       nullptr);
   const int* bt709 = sws_getCoefficients(SWS_CS_ITU709);
   sws_setColorspaceDetails(context, bt709, 0, bt709, 0, 0, 1 << 16, 1 << 16);
   const uint8_t* src[4] = {frame.getPlane(0), frame.getPlane(1), frame.getPlane(2), nullptr};
@@ -181,7 +189,7 @@ void BM_LibyuvAlphaOverlay(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(BM_FramesScale)->Apply(scaleArgs);
-BENCHMARK(BM_LibyuvScale)->Apply(scaleArgs);
+BENCHMARK(BM_SwscaleScale)->Apply(scaleArgs);
 BENCHMARK(BM_FramesReadBGRA);
 BENCHMARK(BM_SwscaleReadBGRA);
 BENCHMARK(BM_LibyuvReadBGRA);

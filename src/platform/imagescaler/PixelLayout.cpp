@@ -77,6 +77,10 @@ bool describePicture(const PixelCode& code, uint8_t* plane0, int32_t stride, uin
           ? height & ~1u
           : height);
   const size_t lumaBytes = static_cast<size_t>(magnitude) * height;
+  if (code.layout == PixelLayout::Planar420 || code.layout == PixelLayout::SemiPlanar420) {
+    out.chromaColumns = static_cast<int>(width / 2);
+    out.chromaRows = static_cast<int>(height / 2);
+  }
   if (code.layout == PixelLayout::Planar420) {
     uint8_t* first = plane0 + lumaBytes;
     uint8_t* second = first + lumaBytes / 4;
@@ -99,6 +103,10 @@ Picture subPicture(const Picture& picture, int x, int y, int w, int h) {
   }
   sub.width = w;
   sub.height = h;
+  sub.chromaColumns = picture.chromaColumns - x / 2;
+  sub.chromaRows = picture.chromaRows - y / 2;
+  sub.oddColumn = picture.oddColumn != ((x & 1) != 0);
+  sub.oddRow = picture.oddRow != ((y & 1) != 0);
   sub.plane[0] = picture.plane[0] + static_cast<ptrdiff_t>(y) * picture.stride[0] +
                  static_cast<ptrdiff_t>(x) * code.bytesPerPixel;
   if (code.layout == PixelLayout::Planar420) {
@@ -109,6 +117,20 @@ Picture subPicture(const Picture& picture, int x, int y, int w, int h) {
     sub.plane[1] = picture.plane[1] + static_cast<ptrdiff_t>(y / 2) * picture.stride[1] + (x / 2) * 2;
   }
   return sub;
+}
+
+bool hasOddEdge(const Picture& picture) {
+  return picture.code->layout == PixelLayout::Planar420 && picture.fullWidth >= 2 && picture.fullHeight >= 2 &&
+         (picture.fullWidth != picture.width || picture.fullHeight != picture.height);
+}
+
+Picture oddEdgePicture(const Picture& picture) {
+  Picture whole = picture;
+  if (hasOddEdge(picture)) {
+    whole.width = picture.fullWidth;
+    whole.height = picture.fullHeight;
+  }
+  return whole;
 }
 
 }  // namespace imagescaler

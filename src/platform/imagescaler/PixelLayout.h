@@ -34,7 +34,8 @@ const PixelCode* findPixelCode(uint32_t fourcc);
 // A picture (or a rectangle of one) as the converters see it: plane[1] is
 // always U and plane[2] always V, whatever order memory has them in. width
 // and height are the usable size: subsampled pictures of odd size lose their
-// last column or row, whose chroma the plane rule gives no room for.
+// last column or row, whose chroma the plane rule gives no room for, except
+// on the paths that take that edge (see oddEdgePicture).
 struct Picture {
   const PixelCode* code = nullptr;
   uint8_t* plane[3] = {nullptr, nullptr, nullptr};
@@ -43,6 +44,15 @@ struct Picture {
   int height = 0;
   int fullWidth = 0;   // as given, for the odd edge
   int fullHeight = 0;
+  // 4:2:0 only. The chroma samples the planes hold from plane[1] onwards:
+  // one fewer than the luma needs where a rectangle takes the last column
+  // or row of a picture of odd size. A rectangle that starts on an odd
+  // column or row shares its first chroma sample with the pixel before it,
+  // so that sample lies half a pixel before its first luma sample.
+  int chromaColumns = 0;
+  int chromaRows = 0;
+  bool oddColumn = false;
+  bool oddRow = false;
 };
 
 // Largest side the scaler accepts; keeps every offset inside 32-bit strides.
@@ -57,9 +67,17 @@ uint64_t pictureExtent(const PixelCode& code, int32_t stride, uint32_t width, ui
 bool describePicture(const PixelCode& code, uint8_t* plane0, int32_t stride, uint32_t width,
                      uint32_t height, Picture& out);
 
-// The rectangle (x, y, w, h) of a picture, inside its usable size. A 4:2:2
-// rectangle starts on an even column so that pairs stay whole.
+// The rectangle (x, y, w, h) of a picture, inside its usable size (or its
+// full size for an odd-edge picture). A 4:2:2 rectangle starts on an even
+// column so that pairs stay whole.
 Picture subPicture(const Picture& picture, int x, int y, int w, int h);
+
+// The same picture with its usable size widened to the full size: for the
+// conversions that read or write the last column and row of a 4:2:0 picture
+// of odd size, supplying the chroma sample the plane rule leaves out. Only
+// 4:2:0 planar pictures of at least 2 x 2 pixels have such an edge.
+bool hasOddEdge(const Picture& picture);
+Picture oddEdgePicture(const Picture& picture);
 
 }  // namespace imagescaler
 }  // namespace cvx

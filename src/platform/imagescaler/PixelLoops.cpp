@@ -74,8 +74,10 @@ bool uniformColour(const Picture& picture, Colour& colour) {
 
 bool fillSolid(const Picture& p, const Colour& c) {
   const PixelCode& code = *p.code;
-  const int chromaWidth = (p.width + 1) / 2;
-  const int chromaHeight = (p.height + 1) / 2;
+  // The odd edge of a 4:2:0 picture has luma but no chroma of its own.
+  const int chromaWidth = std::min((p.width + 1) / 2, p.chromaColumns);
+  const int chromaHeight = std::min((p.height + 1) / 2, p.chromaRows);
+  const int pairs = (p.width + 1) / 2;
   switch (code.layout) {
     case PixelLayout::Planar420:
       for (int y = 0; y < p.height; ++y) std::memset(row(p, 0, y), c.y, static_cast<size_t>(p.width));
@@ -100,7 +102,7 @@ bool fillSolid(const Picture& p, const Colour& c) {
                                yFirst ? c.v : c.y};
       for (int y = 0; y < p.height; ++y) {
         uint8_t* line = row(p, 0, y);
-        for (int x = 0; x < chromaWidth; ++x) std::memcpy(line + 4 * x, pair, 4);
+        for (int x = 0; x < pairs; ++x) std::memcpy(line + 4 * x, pair, 4);
       }
       return true;
     }

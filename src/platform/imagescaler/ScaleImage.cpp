@@ -65,6 +65,12 @@ is::SwsImage swsImage(const is::Picture& picture) {
     image.data[p] = picture.plane[p];
     image.linesize[p] = picture.stride[p];
   }
+  if (picture.code->layout == is::PixelLayout::Planar420) {
+    image.chromaPosition[0] = picture.oddColumn ? is::kChromaHalfPixelBefore : is::kChromaCentred;
+    image.chromaPosition[1] = picture.oddRow ? is::kChromaHalfPixelBefore : is::kChromaCentred;
+    image.chromaColumns = picture.chromaColumns;
+    image.chromaRows = picture.chromaRows;
+  }
   return image;
 }
 
@@ -182,7 +188,7 @@ int convert(const is::Picture& src, const is::Picture& dst) {
   }
   is::Colour colour;
   if (is::uniformColour(src, colour) && is::fillSolid(dst, colour)) return kScaleOk;
-  if (isPlanar420(src) && isPlanar420(dst)) return is::yuvScalePlanar420(src, dst);
+  if (isPlanar420(src) && isPlanar420(dst)) return is::swsConvert(swsImage(src), swsImage(dst));
   if (isVuya(src) && isVuya(dst)) {
     if (!sameSize(src, dst)) return is::yuvScalePacked4(src, dst);
     is::copyPacked4(src, dst);
@@ -265,11 +271,25 @@ bool clipSpan(Span& s, int64_t srcLimit, int64_t dstLimit) {
   return s.src1 > s.src0 && s.dst1 > s.dst0;
 }
 
-// Whole pixels of the source that the span touches.
+// The whole pixels of the source that stand for the span: each edge at the
+// nearest pixel boundary, so that the ratio stays the nearest one and no
+// more than half a pixel outside the span is read; a span narrower than
+// that keeps the pixel around its middle.
 void sourcePixels(const Span& s, int limit, int& first, int& count) {
-  first = static_cast<int>(s.src0 >> 8);
-  const int end = std::min(limit, static_cast<int>((s.src1 + 255) >> 8));
+  first = static_cast<int>((s.src0 + 128) >> 8);
+  int end = static_cast<int>(std::min<int64_t>(limit, (s.src1 + 128) >> 8));
+  if (end <= first) {
+    first = std::min(limit - 1, static_cast<int>((s.src0 + s.src1) >> 9));
+    end = first + 1;
+  }
   count = std::max(0, end - first);
+}
+
+// The odd last column and row of a 4:2:0 picture are drawn for real where
+// libswscale does the work: everywhere but compositing and the exchanges
+// with VUYA, which our own loops and libyuv do in whole 2 x 2 blocks.
+bool takesOddEdge(const is::Picture& side, const is::Picture& other, bool blending) {
+  return !blending && !isVuya(other) && is::hasOddEdge(side);
 }
 
 int scaleImageChecked(uint32_t flags, uint32_t srcFourCC, const uint8_t* srcPlane0,
@@ -294,6 +314,11 @@ int scaleImageChecked(uint32_t flags, uint32_t srcFourCC, const uint8_t* srcPlan
     is::setScaleError("scaleImage", "rectangles flagged but not given");
     return kScaleBadArgument;
   }
+  const bool blending = (flags & kScaleBlendAlpha) != 0;
+  const bool srcOddEdge = takesOddEdge(src, dst, blending);
+  const bool dstOddEdge = takesOddEdge(dst, src, blending);
+  if (srcOddEdge) src = is::oddEdgePicture(src);
+  if (dstOddEdge) dst = is::oddEdgePicture(dst);
   const bool useSrc = (flags & kScaleUseSourceRect) != 0;
   const bool useDst = (flags & kScaleUseDestRect) != 0;
   Span h{useSrc ? rectangles->srcLeft : 0,
@@ -313,9 +338,8 @@ int scaleImageChecked(uint32_t flags, uint32_t srcFourCC, const uint8_t* srcPlan
 
   const is::Picture srcRect = is::subPicture(src, sx, sy, sw, sh);
   const is::Picture dstRect = is::subPicture(dst, dx, dy, dw, dh);
-  const int status =
-      (flags & kScaleBlendAlpha) != 0 ? blend(srcRect, dstRect) : convert(srcRect, dstRect);
-  if (status == kScaleOk) is::fillOddEdge(dst, dx, dy, dw, dh);
+  const int status = blending ? blend(srcRect, dstRect) : convert(srcRect, dstRect);
+  if (status == kScaleOk && !dstOddEdge) is::fillOddEdge(dst, dx, dy, dw, dh);
   return status;
 }
 
@@ -344,5 +368,7 @@ uint64_t scaleImageExtent(uint32_t fourcc, int32_t stride, uint32_t width, uint3
 }
 
 const char* scaleImageLastError() { return is::lastScaleError(); }
+
+uint64_t scaleImageContextsBuilt() { return is::swsContextsBuilt(); }
 
 }  // namespace cvx

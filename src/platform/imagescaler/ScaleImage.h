@@ -59,4 +59,8 @@ uint64_t scaleImageExtent(uint32_t fourcc, int32_t stride, uint32_t width, uint3
 // The library's own text for the last failure on this thread, "" if none.
 const char* scaleImageLastError();
 
+// Conversion contexts this thread has built so far. A steady stream of
+// frames builds none after its first: each rendition's conversions are kept.
+uint64_t scaleImageContextsBuilt();
+
 }  // namespace cvx

@@ -1,5 +1,6 @@
 #include "platform/imagescaler/SwsConverter.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -8,6 +9,7 @@
 extern "C" {
 #include <libavutil/error.h>
 #include <libavutil/imgutils.h>
+#include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
@@ -27,15 +29,22 @@ struct ContextKey {
   int srcWidth, srcHeight;
   AVPixelFormat dstFormat;
   int dstWidth, dstHeight;
+  int filter;
+  int srcChroma[2], dstChroma[2];
   bool operator==(const ContextKey& o) const {
     return srcFormat == o.srcFormat && srcWidth == o.srcWidth && srcHeight == o.srcHeight &&
-           dstFormat == o.dstFormat && dstWidth == o.dstWidth && dstHeight == o.dstHeight;
+           dstFormat == o.dstFormat && dstWidth == o.dstWidth && dstHeight == o.dstHeight && filter == o.filter &&
+           srcChroma[0] == o.srcChroma[0] && srcChroma[1] == o.srcChroma[1] && dstChroma[0] == o.dstChroma[0] &&
+           dstChroma[1] == o.dstChroma[1];
   }
 };
 
-// Renditions, overlays and the BGRA reads each need their own key; eight
-// covers a session's steady set, and the least recently used one goes first.
-constexpr size_t kCachedContexts = 8;
+// Renditions, their black bars, opaque overlays and the BGRA reads each need
+// their own key: a session's steady set, up to its 64 renditions, is reused
+// frame after frame, and the least recently used one goes first. A context
+// holds its filters and a few rows (about 0.3 MiB for 1080p into 720p); the
+// cache holds only what this thread has used.
+constexpr size_t kCachedContexts = 96;
 
 struct CachedContext {
   ContextKey key{};
@@ -49,6 +58,7 @@ struct ContextCache {
 };
 
 thread_local ContextCache cache;
+thread_local uint64_t contextsBuilt = 0;
 
 // The one place where libswscale's results become our status.
 int swsStatus(int result, const char* call) {
@@ -59,25 +69,43 @@ int swsStatus(int result, const char* call) {
   return kScaleLibraryFailure;
 }
 
+int setOption(SwsContext* context, const char* name, int64_t value) {
+  return swsStatus(av_opt_set_int(context, name, value, 0), name);
+}
+
 int createContext(const ContextKey& key, SwsContextPtr& out) {
   routeLibavLog();
   if (sws_isSupportedInput(key.srcFormat) <= 0 || sws_isSupportedOutput(key.dstFormat) <= 0) {
     setScaleError("sws_isSupported", "format not supported");
     return kScaleUnsupported;
   }
-  SwsContextPtr context(sws_getContext(key.srcWidth, key.srcHeight, key.srcFormat, key.dstWidth,
-                                       key.dstHeight, key.dstFormat, SWS_BILINEAR, nullptr,
-                                       nullptr, nullptr));
+  SwsContextPtr context(sws_alloc_context());
   if (!context) {
-    setScaleError("sws_getContext", "no context for this conversion");
+    setScaleError("sws_alloc_context", "no memory for a context");
+    return kScaleNoMemory;
+  }
+  const struct {
+    const char* name;
+    int64_t value;
+  } options[] = {
+      {"srcw", key.srcWidth},          {"srch", key.srcHeight},        {"src_format", key.srcFormat},
+      {"dstw", key.dstWidth},          {"dsth", key.dstHeight},        {"dst_format", key.dstFormat},
+      {"sws_flags", key.filter},       {"src_h_chr_pos", key.srcChroma[0]}, {"src_v_chr_pos", key.srcChroma[1]},
+      {"dst_h_chr_pos", key.dstChroma[0]}, {"dst_v_chr_pos", key.dstChroma[1]},
+  };
+  int status = kScaleOk;
+  for (const auto& option : options) {
+    if ((status = setOption(context.get(), option.name, option.value)) != kScaleOk) return status;
+  }
+  if (sws_init_context(context.get(), nullptr, nullptr) < 0) {
+    setScaleError("sws_init_context", "no context for this conversion");
     return kScaleUnsupported;
   }
   // One matrix both ways: BT.709, limited range on the YUV side. libswscale
   // ignores the range flag of an RGB side.
   const int* bt709 = sws_getCoefficients(SWS_CS_ITU709);
-  const int status = swsStatus(
-      sws_setColorspaceDetails(context.get(), bt709, 0, bt709, 0, 0, 1 << 16, 1 << 16),
-      "sws_setColorspaceDetails");
+  status = swsStatus(sws_setColorspaceDetails(context.get(), bt709, 0, bt709, 0, 0, 1 << 16, 1 << 16),
+                     "sws_setColorspaceDetails");
   if (status != kScaleOk) return status;
   out = std::move(context);
   return kScaleOk;
@@ -97,6 +125,7 @@ SwsContext* contextFor(const ContextKey& key, int& status) {
   SwsContextPtr context;
   status = createContext(key, context);
   if (status != kScaleOk) return nullptr;
+  ++contextsBuilt;
   oldest->key = key;
   oldest->context = std::move(context);
   oldest->lastUse = cache.clock;
@@ -107,9 +136,10 @@ SwsContext* contextFor(const ContextKey& key, int& status) {
 // last pixel, and some of its converters ignore a negative stride. Inside a
 // picture a read past a row's end only reaches the next row, so libswscale
 // reads the caller's rows directly and only the last rows of each plane go
-// through a staging copy; it writes directly only where every row is a whole
-// number of blocks. Everything else goes through staging copies with aligned
-// rows and a spare row, and our own loops move the exact bytes of each row.
+// through a staging copy; it writes a plane directly only where each of its
+// rows is a whole number of blocks. Everything else goes through staging
+// copies with aligned rows and a spare row, and our own loops move the exact
+// bytes of each row.
 constexpr int kStageAlignment = 64;
 
 // The block libswscale's widest vector stores fill: a destination whose
@@ -196,17 +226,6 @@ bool stridesPositive(const SwsImage& picture, const PlaneRows& layout) {
   return true;
 }
 
-bool rowsAreWholeBlocks(const SwsImage& picture, const PlaneRows& layout) {
-  // XYZ12 output is converted from RGB48 in place over whole strides, not
-  // over the picture's width: only our own staging may take it.
-  if (picture.format == AV_PIX_FMT_XYZ12LE) return false;
-  if (!stridesPositive(picture, layout)) return false;
-  for (int p = 0; p < layout.planes; ++p) {
-    if (layout.rowBytes[p] % kWriteBlock != 0) return false;
-  }
-  return true;
-}
-
 int scaleSlice(SwsContext* context, const SwsImage& slice, int sliceTop, const SwsImage& out) {
   return swsStatus(sws_scale(context, slice.data, slice.linesize, sliceTop, slice.height, out.data,
                              out.linesize),
@@ -241,32 +260,105 @@ thread_local Stage stageRgb48;
 
 bool sameSize(const SwsImage& a, const SwsImage& b) { return a.width == b.width && a.height == b.height; }
 
+bool chromaComplete(const SwsImage& picture, const PlaneRows& layout) {
+  return picture.chromaColumns == kChromaComplete ||
+         (picture.chromaColumns >= layout.rowBytes[1] && picture.chromaRows >= layout.rows[1]);
+}
+
+thread_local Stage stageChroma;
+
+// The planes libswscale may write in place: top-down rows of whole blocks,
+// and for 4:2:0 chroma every row and column it writes. XYZ12 output is
+// converted from RGB48 in place over whole strides, not over the picture's
+// width: only our own staging may take it.
+int planesInPlace(const SwsImage& picture, const PlaneRows& layout, bool inPlace[4]) {
+  const bool allowed = picture.format != AV_PIX_FMT_XYZ12LE && stridesPositive(picture, layout);
+  int count = 0;
+  for (int p = 0; p < layout.planes; ++p) {
+    inPlace[p] = allowed && layout.rowBytes[p] % kWriteBlock == 0 &&
+                 (!layout.chroma[p] || chromaComplete(picture, layout));
+    count += inPlace[p] ? 1 : 0;
+  }
+  return count;
+}
+
+// A 4:2:0 source whose planes hold one chroma column or row fewer than
+// libswscale reads: its chroma is copied with the last sample repeated. A
+// rectangle of only the last column (or row) of a picture of odd size holds
+// none at all, and takes the one before it, which the picture always has.
+int padChroma(const SwsImage& src, const PlaneRows& layout, SwsImage& padded) {
+  const int columns = layout.rowBytes[1];
+  const int rows = layout.rows[1];
+  const int stride = (columns + kStageAlignment - 1) / kStageAlignment * kStageAlignment;
+  const size_t planeBytes = static_cast<size_t>(stride) * (static_cast<size_t>(rows) + 1);
+  stageChroma.bytes.resize(planeBytes * 2);
+  padded = src;
+  const int copied = std::max(0, std::min(columns, src.chromaColumns));
+  const int lastColumn = src.chromaColumns - 1;  // -1: the column before
+  for (int p = 1; p < 3; ++p) {
+    uint8_t* out = stageChroma.bytes.data() + planeBytes * static_cast<size_t>(p - 1);
+    for (int r = 0; r < rows; ++r) {
+      const uint8_t* in = src.data[p] + static_cast<ptrdiff_t>(std::min(r, src.chromaRows - 1)) * src.linesize[p];
+      uint8_t* line = out + static_cast<ptrdiff_t>(r) * stride;
+      std::memcpy(line, in, static_cast<size_t>(copied));
+      std::memset(line + copied, in[copied > 0 ? copied - 1 : lastColumn], static_cast<size_t>(columns - copied));
+    }
+    padded.data[p] = out;
+    padded.linesize[p] = stride;
+  }
+  padded.chromaColumns = padded.chromaRows = kChromaComplete;
+  return kScaleOk;
+}
+
 // paddedSource: the source is a staging picture of ours, with aligned rows
 // and a spare row, which libswscale may read whole in one slice.
 int scaleImages(const SwsImage& src, const SwsImage& dst, bool paddedSource) {
-  const ContextKey key{src.format, src.width, src.height, dst.format, dst.width, dst.height};
+  const ContextKey key{src.format,
+                       src.width,
+                       src.height,
+                       dst.format,
+                       dst.width,
+                       dst.height,
+                       swsFilterFor(src.width, src.height, dst.width, dst.height),
+                       {src.chromaPosition[0], src.chromaPosition[1]},
+                       {dst.chromaPosition[0], dst.chromaPosition[1]}};
   int status = kScaleOk;
   SwsContext* context = contextFor(key, status);
   if (context == nullptr) return status;
   PlaneRows srcLayout, dstLayout;
   if ((status = planeRows(src, srcLayout)) != kScaleOk) return status;
   if ((status = planeRows(dst, dstLayout)) != kScaleOk) return status;
-  const bool direct = rowsAreWholeBlocks(dst, dstLayout);
-  if (!direct && (status = prepareStage(dst, stageOut)) != kScaleOk) return status;
-  const SwsImage& out = direct ? dst : stageOut.image;
+  SwsImage source = src;
+  if (!chromaComplete(src, srcLayout) && (status = padChroma(src, srcLayout, source)) != kScaleOk) return status;
+  bool inPlace[4] = {false, false, false, false};
+  const bool direct = planesInPlace(dst, dstLayout, inPlace) == dstLayout.planes;
+  SwsImage out = dst;
+  if (!direct) {
+    if ((status = prepareStage(dst, stageOut)) != kScaleOk) return status;
+    for (int p = 0; p < dstLayout.planes; ++p) {
+      if (inPlace[p]) continue;
+      out.data[p] = stageOut.image.data[p];
+      out.linesize[p] = stageOut.image.linesize[p];
+    }
+  }
   if (paddedSource) {
-    status = scaleSlice(context, src, 0, out);
-  } else if (stridesPositive(src, srcLayout)) {
-    status = scaleFromRows(context, src, srcLayout, out);
+    status = scaleSlice(context, source, 0, out);
+  } else if (stridesPositive(source, srcLayout)) {
+    status = scaleFromRows(context, source, srcLayout, out);
   } else {
-    if ((status = prepareStage(src, stageIn)) != kScaleOk) return status;
-    copyIntoStage(src, stageIn);
+    if ((status = prepareStage(source, stageIn)) != kScaleOk) return status;
+    copyIntoStage(source, stageIn);
     status = scaleSlice(context, stageIn.image, 0, out);
   }
   if (status != kScaleOk || direct) return status;
   for (int p = 0; p < dstLayout.planes; ++p) {
-    copyRows(stageOut.image.data[p], stageOut.image.linesize[p], dst.data[p], dst.linesize[p],
-             dstLayout.rowBytes[p], dstLayout.rows[p]);
+    if (inPlace[p]) continue;
+    int rowBytes = dstLayout.rowBytes[p], rows = dstLayout.rows[p];
+    if (dst.chromaColumns != kChromaComplete && (p == 1 || p == 2)) {
+      rowBytes = std::min(rowBytes, dst.chromaColumns);
+      rows = std::min(rows, dst.chromaRows);
+    }
+    copyRows(stageOut.image.data[p], stageOut.image.linesize[p], dst.data[p], dst.linesize[p], rowBytes, rows);
   }
   return kScaleOk;
 }
@@ -283,6 +375,37 @@ int convertThroughRgb48(const SwsImage& src, const SwsImage& dst) {
 }
 
 }  // namespace
+
+// Measured with bench/ScalerQualityBench on libswscale 6.7 (x86-64, AVX2):
+// lanczos is the quality every other filter is compared with, but its wider
+// filter costs up to twice bicubic's, where it leaves libswscale's 8-tap
+// horizontal path (reductions of 1.4 to 2 times across, and every
+// enlargement). Only for reductions across of 2.1 to 2.7 times do both take
+// the generic path, where lanczos's 16 taps run faster than bicubic's 12 and
+// pay for its taller vertical filter: there it costs what bicubic does.
+// Everywhere else bicubic, whose 8-tap and 4-tap cases libswscale runs
+// fastest. The box filter is not among them: on non-integer ratios it is off
+// by two to four levels, and 10 dB and more below bicubic on any picture.
+// libswscale's filters widen with the reduction (bicubic 4, lanczos 6 taps a
+// step of the ratio), and past some 120 taps it reads through null; the step
+// limit of extreme reductions was measured with bilinear's 2. So lanczos only
+// where the height shrinks as modestly as the width (a 29:1 reduction down
+// at 2.67 across crashed it), and past 8:1 on either axis, the steps of an
+// extreme reduction into small pictures, bilinear.
+// libswscale's fast vertical filter drifts off a flat colour as its taps
+// grow (bicubic: a level at 8:1, three at 32:1 into 4:2:0, eight into 4:2:2);
+// its exact rounding does not, and reductions that large go into small
+// pictures, where its cost is no matter.
+int swsFilterFor(int srcWidth, int srcHeight, int dstWidth, int dstHeight) {
+  const int64_t across = int64_t{srcWidth} * 10, down = int64_t{srcHeight} * 10;
+  const bool lanczosCostsNoMore = across >= int64_t{dstWidth} * 21 && across <= int64_t{dstWidth} * 27 &&
+                                  down >= int64_t{dstHeight} * 10 && down <= int64_t{dstHeight} * 27;
+  const bool extreme = srcWidth > dstWidth * 8 || srcHeight > dstHeight * 8;
+  const int filter = extreme ? SWS_BILINEAR : lanczosCostsNoMore ? SWS_LANCZOS : SWS_BICUBIC;
+  return filter | (srcHeight > dstHeight * 8 ? SWS_ACCURATE_RND : 0);
+}
+
+uint64_t swsContextsBuilt() { return contextsBuilt; }
 
 int swsConvert(const SwsImage& src, const SwsImage& dst) {
   // XYZ12 into XYZ12 of the same size is a copy, with no conversion.

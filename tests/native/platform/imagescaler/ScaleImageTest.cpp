@@ -182,6 +182,46 @@ TEST(ScaleImageBounds, RectanglesAreClippedAndNothingOutsideIsTouched) {
   }
 }
 
+// 4:2:0 chroma lies in the middle of each 2 x 2 block. A rectangle that
+// starts on an odd column or row shares its first chroma sample with the
+// pixel before it; scaled as if that sample were its own, the chroma would
+// shift by a source pixel. On ramps that run along the picture's luma
+// coordinate (U across, V down: 2 levels a pixel) every inner chroma
+// sample of the result must sit where its block's centre maps to.
+TEST(ScaleImageChroma, RectanglesOnOddColumnsAndRowsKeepChromaInPlace) {
+  const uint32_t w = 96, h = 64;
+  std::vector<uint8_t> src = i420Block(w, h);
+  uint8_t* u = src.data() + w * h;
+  uint8_t* v = u + w * h / 4;
+  for (uint32_t i = 0; i < h / 2; ++i) {
+    for (uint32_t j = 0; j < w / 2; ++j) {
+      u[i * (w / 2) + j] = static_cast<uint8_t>(64 + 2 * (2 * j + 1));  // centre of block j: luma x 2j + 1
+      v[i * (w / 2) + j] = static_cast<uint8_t>(64 + 2 * (2 * i + 1));
+    }
+  }
+  const struct {
+    int x, y;
+  } starts[] = {{4, 2}, {5, 2}, {4, 3}, {5, 3}};
+  for (const auto& at : starts) {
+    SCOPED_TRACE(testing::Message() << "rectangle at " << at.x << "," << at.y);
+    const uint32_t dw = 40, dh = 24;  // 80 x 48 of the source, halved
+    std::vector<uint8_t> dst = i420Block(dw, dh);
+    const ScaleRectangles r = rectangles(at.x, at.y, at.x + 79, at.y + 47, 0, 0, dw - 1, dh - 1);
+    ASSERT_EQ(scale(kScaleUseSourceRect | kScaleUseDestRect, kFourCCI420, src.data(), w, w, h, kFourCCI420,
+                    dst.data(), dw, dw, dh, &r),
+              kScaleOk);
+    const uint8_t* du = dst.data() + dw * dh;
+    const uint8_t* dv = du + dw * dh / 4;
+    // Destination block k's centre, 2k + 1, is source luma x + 2 (2k + 1).
+    for (uint32_t k = 3; k + 3 < dw / 2; ++k) {
+      EXPECT_NEAR(du[5 * (dw / 2) + k], 64 + 2 * (at.x + 2 * (2 * k + 1)), 1) << "column " << k;
+    }
+    for (uint32_t k = 3; k + 3 < dh / 2; ++k) {
+      EXPECT_NEAR(dv[k * (dw / 2) + 5], 64 + 2 * (at.y + 2 * (2 * k + 1)), 1) << "row " << k;
+    }
+  }
+}
+
 TEST(ScaleImageBounds, OddSizesAndOddRectanglesStayInsideTheirBlocks) {
   const uint32_t sizes[][2] = {{5, 5}, {7, 3}, {3, 9}, {1, 1}, {2, 1}};
   for (const auto& s : sizes) {
@@ -313,7 +353,9 @@ TEST(ScaleImageBounds, ExtremeReductionsGoInStepsForEveryPairOfCodes) {
   const struct {
     uint32_t sw, sh, dw, dh;
   } sizes[] = {{640, 360, 4, 4}, {1000, 40, 4, 40}, {640, 360, 64, 2}, {1920, 1080, 8, 8},
-               {1920, 1080, 1, 1}, {4096, 2, 2, 2}};
+               {1920, 1080, 1, 1}, {4096, 2, 2, 2},
+               // 2.67:1 across, where lanczos is chosen, with 29:1 down (found by ScalerFuzz).
+               {64, 883, 24, 30}};
   const uint8_t bgr[3] = {50, 100, 200};
   for (const auto& size : sizes) {
     std::vector<uint8_t> solid(size_t{size.sw} * size.sh * 4);
@@ -404,6 +446,34 @@ TEST(ScaleImageBounds, Xyz12RectanglesStayInsideTheirRectangle) {
     EXPECT_EQ(outside, 0u);
     EXPECT_GT(inside, 0u);
   }
+}
+
+// A session with many renditions, each with an opaque overlay, keeps all of
+// its conversions: after the first frame no context is
+// built again (the cache once held eight, and such a ladder rebuilt some of
+// them on every frame).
+TEST(ScaleImageContexts, AFullLadderBuildsNoContextAfterItsFirstFrame) {
+  const uint32_t sw = 320, sh = 180;
+  std::vector<uint8_t> source = i420Block(sw, sh);
+  for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<uint8_t>(i * 7);
+  std::vector<uint8_t> overlay(32 * 16 * 4);
+  for (size_t i = 0; i < overlay.size(); ++i) overlay[i] = static_cast<uint8_t>(i * 13);
+  std::vector<std::vector<uint8_t>> renditions;
+  for (uint32_t i = 0; i < 24; ++i) renditions.push_back(i420Block(64 + 8 * i, 36 + 4 * i));
+  uint64_t afterFirstFrame = 0;
+  for (int frame = 0; frame < 3; ++frame) {
+    for (uint32_t i = 0; i < renditions.size(); ++i) {
+      const uint32_t w = 64 + 8 * i, h = 36 + 4 * i;
+      uint8_t* out = renditions[i].data();
+      ASSERT_EQ(scale(0, kFourCCI420, source.data(), sw, sw, sh, kFourCCI420, out, w, w, h), kScaleOk);
+      const ScaleRectangles at = rectangles(0, 0, 31, 15, 2, 2, 2 + 16 + i, 2 + 8);
+      ASSERT_EQ(scale(kScaleUseSourceRect | kScaleUseDestRect, kFourCCBGRA, overlay.data(), 32 * 4, 32, 16,
+                      kFourCCI420, out, w, w, h, &at),
+                kScaleOk);
+    }
+    if (frame == 0) afterFirstFrame = scaleImageContextsBuilt();
+  }
+  EXPECT_EQ(scaleImageContextsBuilt(), afterFirstFrame);
 }
 
 TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {
