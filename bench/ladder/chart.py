@@ -52,7 +52,8 @@ def main():
     times.set_xticks(list(x), SIDES)
     times.set_ylabel("seconds (median of the runs)")
     times.set_title("Same input, same four-rung ladder")
-    times.legend()
+    times.set_ylim(0, max(wall + cpu) * 1.3)
+    times.legend(loc="upper center", ncol=2)
     for i in x:
         times.annotate(f"{wall[i]:.1f}", (i - 0.2, wall[i]), ha="center", va="bottom")
         times.annotate(f"{cpu[i]:.1f}", (i + 0.2, cpu[i]), ha="center", va="bottom")
@@ -70,7 +71,8 @@ def main():
         high = max(ours + theirs)
         margin = (high - low) * 0.5 + (1.0 if column == 4 else 0.005)
         # Room above the bars for the legend.
-        axis.set_ylim(max(0, low - margin), high + 2 * margin)
+        top = high + 2 * margin
+        axis.set_ylim(max(0, low - margin), top if column == 4 else min(1.0, top))
         axis.set_title("Output quality: " + name)
         axis.legend(loc="upper center", ncol=2)
     fig.tight_layout()
