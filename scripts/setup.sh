@@ -9,7 +9,7 @@ PACKAGES=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   libavcodec-dev libavutil-dev libswscale-dev libyuv-dev
   libx264-dev libvpx-dev libvorbis-dev libogg-dev libspeex-dev libffmpeg-nvenc-dev libmfx-dev libva-dev
-  ffmpeg python3 python3-matplotlib
+  ffmpeg python3 python3-matplotlib linux-perf
   maven libmaven-compiler-plugin-java libmaven-resources-plugin-java
   chromium
 )
