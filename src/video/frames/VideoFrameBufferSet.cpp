@@ -57,13 +57,14 @@ VideoFrameBufferSet::~VideoFrameBufferSet() = default;
 
 int32_t VideoFrameBufferSet::add() {
   return guarded("VideoFrameBufferSet::add: ", [this] {
+    // Room for every item first, so that no transfer allocates.
+    plainFills_.reserve(items_.size() + 1);
     auto buffer = std::make_unique<VideoFrameBuffer>();
     buffer->setImageScaler(scaler_);
     buffer->setMemoryBudget(budget_);
     buffers_.push_back(std::move(buffer));
     // A buffer may be held without its item: items_ alone is what counts.
     items_.emplace_back(buffers_.back().get());
-    plainFills_.reserve(items_.size());
     return static_cast<int32_t>(items_.size() - 1);
   });
 }
@@ -73,9 +74,9 @@ const VideoFrameBufferSetItem* VideoFrameBufferSet::get(uint32_t index) const {
 }
 
 int VideoFrameBufferSet::transferFrame(VideoFrameBuffer& source, VideoFrameBuffer& destination,
-                                       VideoOverlayFrames& overlays, const VideoFrameBuffer* twin) {
+                                       VideoOverlayFrames& overlays) {
   bool plain = false;
-  return transfer(source, destination, overlays, twin, plain);
+  return transfer(source, destination, overlays, nullptr, plain);
 }
 
 int VideoFrameBufferSet::transfer(VideoFrameBuffer& source, VideoFrameBuffer& destination,

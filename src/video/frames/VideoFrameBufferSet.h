@@ -39,10 +39,9 @@ class VideoFrameBufferSet {
   const VideoFrameBufferSetItem* get(uint32_t index) const;
 
   // Fits source into destination by destination's settings, then draws the
-  // overlays over it at destination's size. twin: as in
-  // VideoFrameBuffer::scaleFrom. Returns 0, or -1 after a failure.
+  // overlays over it at destination's size. Returns 0, or -1 after a failure.
   int transferFrame(VideoFrameBuffer& source, VideoFrameBuffer& destination,
-                    VideoOverlayFrames& overlays, const VideoFrameBuffer* twin = nullptr);
+                    VideoOverlayFrames& overlays);
   // transferFrame into item i with overlays[i], for every item that has
   // overlays. A rendition that draws like an earlier one without overlays
   // copies its pixels rather than scaling the source again, so a ladder with
@@ -54,8 +53,9 @@ class VideoFrameBufferSet {
   int applyOverlays2(VideoFrameBuffer& frame, VideoOverlayFrames& overlays);
 
  private:
-  // transferFrame; plain tells whether destination was filled with nothing
-  // drawn over it, so that it may stand twin for a later rendition.
+  // transferFrame, with twin as in VideoFrameBuffer::scaleFrom; plain tells
+  // whether destination was filled with nothing drawn over it, so that it
+  // may stand twin for a later rendition.
   int transfer(VideoFrameBuffer& source, VideoFrameBuffer& destination, VideoOverlayFrames& overlays,
                const VideoFrameBuffer* twin, bool& plain);
   // Sizes the overlays' scratch for the alpha overlays of drawList_.
