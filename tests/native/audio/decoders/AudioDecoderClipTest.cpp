@@ -1,6 +1,4 @@
-// Every audio decoder behind IAudioDecoder, on a clip ffmpeg made, driven as
-// the session drives it (the marshalling's reserved bytes in front of each
-// packet, host times from the packet index).
+// Every audio decoder behind IAudioDecoder on an ffmpeg clip, driven as the session drives it.
 #include <gtest/gtest.h>
 
 #include <memory>

@@ -70,30 +70,6 @@ TEST_P(AudioEncoderVorbisTest, MakesThreeHeadersAndHandsOutCopies) {
   EXPECT_EQ(lines[0].contextIndex, 3);
 }
 
-// At the end the library analyses what it holds: the last packets stand up
-// to the last sample.
-TEST_P(AudioEncoderVorbisTest, EndOfStreamGivesTheLastPacketsUpToTheLastSample) {
-  AudioSampleBuffer buffer;
-  ASSERT_EQ(buffer.allocBuffer(1000, GetParam(), 44100), 0);
-  std::vector<AudioFrameEncoded> packets;
-  const uint64_t start = 7000;
-  for (uint64_t i = 0; i < 20; ++i) {
-    buffer.setTimecode(start + i * 1000);
-    fillSine(buffer, GetParam(), i * 1000, 440.0, 44100);
-    ASSERT_EQ(encoder.addSampleBuffer(buffer, packets), 0);
-  }
-  const std::size_t beforeEnd = packets.size();
-  ASSERT_GT(beforeEnd, 0u);
-  EXPECT_LT(packets.back().timecode, start + 20000) << "the lookahead holds the last samples";
-  ASSERT_EQ(encoder.endOfStream(packets), 0);
-  ASSERT_GT(packets.size(), beforeEnd);
-  for (std::size_t i = 1; i < packets.size(); ++i) ASSERT_GE(packets[i].timecode, packets[i - 1].timecode) << i;
-  EXPECT_EQ(packets.back().timecode, start + 20000);
-  std::vector<AudioFrameEncoded> again;
-  EXPECT_EQ(encoder.endOfStream(again), 0);
-  EXPECT_TRUE(again.empty()) << "a second end does nothing";
-}
-
 INSTANTIATE_TEST_SUITE_P(MonoAndStereo, AudioEncoderVorbisTest, ::testing::Values(1u, 2u));
 
 TEST(AudioEncoderVorbisSetup, ARefusedConfigurationFailsWithoutTouchingTheLibraryState) {

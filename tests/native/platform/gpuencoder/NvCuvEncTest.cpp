@@ -166,15 +166,6 @@ TEST_F(NvCuvEncTest, EveryDriverFailureFailsCreationAndLeavesAHandleThatFailsCle
   EXPECT_TRUE(recorder.snapshot().empty());
 }
 
-TEST_F(NvCuvEncTest, CreationFailsWithoutADriverThatStarts) {
-  driver.script("devices=1\nfail=cuInit");
-  EXPECT_LT(NVCreateEncoder(&handle), 0);
-  EXPECT_EQ(handle, nullptr);
-  FakeNvidiaDriver partial(FakeNvidiaDriver::Folder::WithoutEncoder);
-  EXPECT_LT(NVCreateEncoder(&handle), 0);
-  EXPECT_EQ(handle, nullptr);
-}
-
 TEST_F(NvCuvEncTest, EveryOperationRefusesANullHandle) {
   NVVE_EncodeFrameParams frame = {};
   int value = 0;
@@ -315,21 +306,6 @@ TEST_F(NvCuvEncTest, FramesOfAnotherSizeOrFormatAreRefused) {
   }
   EXPECT_EQ(encode(1, 1), kNVVEOk);
   EXPECT_EQ(recorder.waitForFrames(1).size(), 4u);
-}
-
-TEST_F(NvCuvEncTest, ABitstreamTheDriverCannotLockIsReleasedEmpty) {
-  driver.script("devices=1\nfail=nvEncLockBitstream@2");
-  create();
-  ASSERT_EQ(NVCreateHWEncoder(handle), kNVVEOk);
-  ASSERT_EQ(encode(3, 10), kNVVEOk);
-  std::vector<size_t> sizes;
-  for (const Recorder::Event& e : recorder.waitForFrames(3)) {
-    if (e.kind == 'r') sizes.push_back(e.bytes.size());
-  }
-  ASSERT_EQ(sizes.size(), 3u);
-  EXPECT_GT(sizes[0], 6u);
-  EXPECT_EQ(sizes[1], 0u);
-  EXPECT_GT(sizes[2], 6u);
 }
 
 }  // namespace

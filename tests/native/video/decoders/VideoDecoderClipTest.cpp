@@ -1,9 +1,4 @@
-// Every software video decoder behind IVideoDecoder, on clips ffmpeg made,
-// driven as the session drives it: configuration, frames with the host's
-// timecode and type, decode until the input is empty (a new frame buffer at
-// each sequence change, the picture fetched into it), then the end of the
-// stream. Pictures must come in display order, each with the timecode of its
-// own frame and the content of ffmpeg's decode of the same picture.
+// Every software video decoder on ffmpeg clips, as the session drives it: display order, own timecodes, ffmpeg's pixels.
 #include <gtest/gtest.h>
 
 #include <algorithm>

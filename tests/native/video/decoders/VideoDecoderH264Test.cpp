@@ -1,6 +1,3 @@
-// The H.264 decoder class against a recording stream: what it makes of the
-// host's length-prefixed frames and settings, and how it acts on the
-// library's answers. Real pictures are VideoDecoderClipTest's.
 #include "video/decoders/VideoDecoderH264.h"
 
 #include <gtest/gtest.h>

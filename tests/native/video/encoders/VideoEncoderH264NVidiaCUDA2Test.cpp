@@ -1,7 +1,4 @@
-// The CUDA H.264 encoder class: its setters and setting space, the best-GPU
-// rule and setGPUID, the log line of each checked call that fails, and
-// frames through the fake driver: timecodes paired in order, key frames
-// from the hints, output pulled while the library delivers from its thread.
+// The CUDA H.264 encoder class over the fake driver.
 #include <gtest/gtest.h>
 
 #include <chrono>
