@@ -149,31 +149,22 @@ TEST_F(QuickSyncEncoderTest, SettersWriteTheSdkParameters) {
 TEST_F(QuickSyncEncoderTest, SettingsTwentyThousandToTwentyThousandNineteenNameTheSdkFields) {
   Encoder e;
   e.setDefaults(2, 0);
+  using M = mfxInfoMFX;
   struct Setting {
     uint32_t index;
-    std::function<uint32_t(const mfxInfoMFX&)> field;
+    std::function<uint32_t(const M&)> field;
   };
   const Setting settings[] = {
-      {20000, [](const mfxInfoMFX& m) { return m.CodecId; }},
-      {20001, [](const mfxInfoMFX& m) { return m.CodecProfile; }},
-      {20002, [](const mfxInfoMFX& m) { return m.CodecLevel; }},
-      {20003, [](const mfxInfoMFX& m) { return m.NumThread; }},
-      {20004, [](const mfxInfoMFX& m) { return m.TargetUsage; }},
-      {20005, [](const mfxInfoMFX& m) { return m.GopPicSize; }},
-      {20006, [](const mfxInfoMFX& m) { return m.GopRefDist; }},
-      {20007, [](const mfxInfoMFX& m) { return m.GopOptFlag; }},
-      {20008, [](const mfxInfoMFX& m) { return m.IdrInterval; }},
-      {20009, [](const mfxInfoMFX& m) { return m.RateControlMethod; }},
-      {20010, [](const mfxInfoMFX& m) { return m.InitialDelayInKB; }},
-      {20011, [](const mfxInfoMFX& m) { return m.QPI; }},
-      {20012, [](const mfxInfoMFX& m) { return m.BufferSizeInKB; }},
-      {20013, [](const mfxInfoMFX& m) { return m.TargetKbps; }},
-      {20014, [](const mfxInfoMFX& m) { return m.QPP; }},
-      {20015, [](const mfxInfoMFX& m) { return m.MaxKbps; }},
-      {20016, [](const mfxInfoMFX& m) { return m.QPB; }},
-      {20017, [](const mfxInfoMFX& m) { return m.NumSlice; }},
-      {20018, [](const mfxInfoMFX& m) { return m.NumRefFrame; }},
-      {20019, [](const mfxInfoMFX& m) { return m.EncodedOrder; }},
+      {20000, [](const M& m) { return m.CodecId; }}, {20001, [](const M& m) { return m.CodecProfile; }},
+      {20002, [](const M& m) { return m.CodecLevel; }}, {20003, [](const M& m) { return m.NumThread; }},
+      {20004, [](const M& m) { return m.TargetUsage; }}, {20005, [](const M& m) { return m.GopPicSize; }},
+      {20006, [](const M& m) { return m.GopRefDist; }}, {20007, [](const M& m) { return m.GopOptFlag; }},
+      {20008, [](const M& m) { return m.IdrInterval; }}, {20009, [](const M& m) { return m.RateControlMethod; }},
+      {20010, [](const M& m) { return m.InitialDelayInKB; }}, {20011, [](const M& m) { return m.QPI; }},
+      {20012, [](const M& m) { return m.BufferSizeInKB; }}, {20013, [](const M& m) { return m.TargetKbps; }},
+      {20014, [](const M& m) { return m.QPP; }}, {20015, [](const M& m) { return m.MaxKbps; }},
+      {20016, [](const M& m) { return m.QPB; }}, {20017, [](const M& m) { return m.NumSlice; }},
+      {20018, [](const M& m) { return m.NumRefFrame; }}, {20019, [](const M& m) { return m.EncodedOrder; }},
   };
   for (const Setting& s : settings) {
     SCOPED_TRACE(s.index);
@@ -318,21 +309,6 @@ TEST_F(QuickSyncEncoderTest, EndOfStreamTakesTheFramesTheRuntimeHolds) {
   }
   EXPECT_EQ(encoder->endOfStream(), 0);
   EXPECT_EQ(fakeMfxCalls("ENCODE_EncodeFrameAsync") - calls, 3) << "a second end does nothing";
-}
-
-TEST_F(QuickSyncEncoderTest, KeyFramesWithAFourByteSeiAndFramesWithoutOne) {
-  fakeMfxSet("keySeiStartCode", 4);
-  make();
-  ASSERT_EQ(encode(0, 1), 1u);
-  EXPECT_EQ(out.back().frameType, 1u);
-  const std::vector<int> types = unitTypes(out.back());
-  ASSERT_EQ(types.size(), 4u) << "the lengths walk the frame";
-  EXPECT_EQ(types[2], 1) << "the SEI's fifth start byte leads its unit";
-  ASSERT_EQ(encode(1, 2), 1u);
-
-  fakeMfxSet("omitSei", 1);
-  EXPECT_EQ(encode(2, 1), 0u) << "a frame without an SEI is not delivered";
-  EXPECT_EQ(encode(3, 2), 0u);
 }
 
 TEST_F(QuickSyncEncoderTest, FramesTheStagingFrameCannotTakeNeverReachTheSdk) {
