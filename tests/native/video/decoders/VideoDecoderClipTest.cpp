@@ -348,44 +348,5 @@ TEST(VideoDecoderLatency, OneFrameOfDelayAndASizeChangeInDisplayOrder) {
   EXPECT_GT(test::psnr(session.pictures.back().i420.data(), small.stream.referenceYuv.data() + 5 * bytes, bytes), 50.0);
 }
 
-// Bytes that are no video at all: no picture, no sequence, no crash, whatever the decoder.
-TEST(VideoDecoderGarbage, NoPictureAndNoSequence) {
-  Bytes noise(20000);
-  uint32_t seed = 12345;
-  for (uint8_t& byte : noise) {
-    seed = seed * 1664525u + 1013904223u;
-    byte = static_cast<uint8_t>(seed >> 24);
-  }
-  // Start-code look-alikes so the splitter cuts the noise into many units.
-  for (size_t i = 0; i + 4 < noise.size(); i += 997) {
-    noise[i] = 0;
-    noise[i + 1] = 0;
-    noise[i + 2] = 1;
-    noise[i + 3] = static_cast<uint8_t>(i % 3 == 0 ? 0xB6 : i % 3 == 1 ? 0x65 : 0x00);
-  }
-  struct Case {
-    std::unique_ptr<IVideoDecoder> (*make)();
-    bool lengthPrefixed;
-  };
-  for (const Case& c : {Case{make<VideoDecoderH264>, true}, Case{make<VideoDecoderMP2>, false},
-                        Case{make<VideoDecoderMP4>, false}}) {
-    std::unique_ptr<IVideoDecoder> d = c.make();
-    ASSERT_EQ(d->initialize(), 0);
-    Session session{*d, kFourCCI420, {}, {}, 0};
-    for (size_t i = 0; i < noise.size(); i += 1500) {
-      const uint32_t n = static_cast<uint32_t>(std::min<size_t>(1500, noise.size() - i));
-      Bytes block;
-      if (c.lengthPrefixed) block = {0, 0, static_cast<uint8_t>(n >> 8), static_cast<uint8_t>(n)};
-      block.insert(block.end(), noise.begin() + static_cast<long>(i), noise.begin() + static_cast<long>(i + n));
-      ASSERT_EQ(d->addFrame(block.data(), 0, static_cast<uint32_t>(block.size()), static_cast<int64_t>(i), 1), 0);
-      session.decodeAll();
-    }
-    ASSERT_EQ(d->endOfStream(), 0);
-    session.decodeAll();
-    EXPECT_TRUE(session.pictures.empty());
-    EXPECT_EQ(session.sequences, 0);
-  }
-}
-
 }  // namespace
 }  // namespace cvx

@@ -13,6 +13,7 @@
 #include "support/SyntheticClip.h"
 #include "logging/LogCollector.h"
 #include "media/FourCC.h"
+#include "support/AnnexB.h"
 #include "support/FakeRuntimeFixture.h"
 
 namespace cvx {
@@ -36,21 +37,6 @@ const test::SyntheticClip& clip() {
 void paint(VideoFrameBuffer& frame, int index) {
   const std::vector<uint8_t>& picture = clip().pictures[static_cast<size_t>(index % kFrames)];
   std::memcpy(frame.getBytes(), picture.data(), picture.size());
-}
-
-// The NAL unit types of a length-prefixed unit, or nothing when the
-// prefixes do not walk it.
-std::vector<int> unitTypes(const VideoFrameEncoded& frame) {
-  std::vector<int> types;
-  uint32_t at = 0;
-  while (at + 4 <= frame.block.size()) {
-    const uint32_t n = uint32_t{frame.block.data()[at]} << 24 | uint32_t{frame.block.data()[at + 1]} << 16 |
-                       uint32_t{frame.block.data()[at + 2]} << 8 | frame.block.data()[at + 3];
-    if (n == 0 || n > frame.block.size() - at - 4) return {};
-    types.push_back(frame.block.data()[at + 4] & 31);
-    at += 4 + n;
-  }
-  return at == frame.block.size() ? types : std::vector<int>{};
 }
 
 class QuickSyncEncoderTest : public test::FakeRuntimeTest {
@@ -210,7 +196,7 @@ TEST_F(QuickSyncEncoderTest, EncodesEachFrameIntoALengthPrefixedUnitWithKeyFrame
     const VideoFrameEncoded& f = out.back();
     EXPECT_EQ(f.timecode, i * 40);
     EXPECT_EQ(f.frameType, key ? 1u : 2u);
-    EXPECT_EQ(unitTypes(f), key ? std::vector<int>({7, 8, 6, 5}) : std::vector<int>({6, 1})) << "frame " << i;
+    EXPECT_EQ(test::prefixedNalTypes(f.block.data(), f.block.size()), key ? std::vector<int>({7, 8, 6, 5}) : std::vector<int>({6, 1})) << "frame " << i;
   }
   EXPECT_EQ(encoder->getFrameCountEncoded(), static_cast<uint32_t>(kFrames));
   EXPECT_EQ(encoder->getEncodedFrameCount(), 0u);
