@@ -31,11 +31,6 @@ enum class FixtureKind { Aac, Mp3, Mp2, Speex };
 bool makeAudioFixture(FixtureKind kind, const std::string& name, const std::string& encodeArgs, uint32_t sampleRate,
                       uint32_t channels, double seconds, AudioFixture& fixture);
 
-// Whole frames of an ADTS or MPEG audio stream; Ogg packets past the two headers.
-std::vector<Packet> splitAdts(const std::vector<uint8_t>& bytes);
-std::vector<Packet> splitMpegAudio(const std::vector<uint8_t>& bytes);
-std::vector<Packet> readOggPackets(const std::vector<uint8_t>& bytes, size_t skipHeaders);
-
 // What a decoder gave for a run of packets.
 struct DecodeRun {
   std::vector<int16_t> pcm;        // all channels, interleaved
