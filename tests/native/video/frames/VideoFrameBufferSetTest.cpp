@@ -436,22 +436,5 @@ TEST(VideoFrameBufferSetOverlays, ScratchAndCountStayBounded) {
   EXPECT_TRUE(overlays.setOverlay(5, makeOverlay(kFourCCBGRA, 1, 1, 255, 0, 0, 17)));
 }
 
-TEST(VideoFrameBufferSetOverlays, SetOwnsBuffersAndBoundsIndices) {
-  VideoFrameBufferSet set;
-  EXPECT_EQ(set.add(), 0);
-  EXPECT_EQ(set.add(), 1);
-  EXPECT_EQ(set.getCount(), 2u);
-  ASSERT_NE(set.get(1), nullptr);
-  EXPECT_NE(set.get(1)->getBuffer(), nullptr);
-  EXPECT_EQ(set.get(2), nullptr);
-  VideoFrameBuffer source, target;
-  ASSERT_EQ(source.allocBuffer(32, 16, kFourCCI420), 0);
-  ASSERT_EQ(target.allocBuffer(16, 8, kFourCCI420), 0);
-  paintI420(source, 90);
-  VideoOverlayFrames none;
-  ASSERT_EQ(set.transferFrame(source, target, none), 0);
-  EXPECT_EQ(lumaAt(target, 15, 7), 90);
-}
-
 }  // namespace
 }  // namespace cvx
