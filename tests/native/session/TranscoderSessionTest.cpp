@@ -65,10 +65,7 @@ MallocBlock filledBlock(uint8_t value, uint32_t length) {
   return block;
 }
 
-// A host that adds frames without draining the decoder (its decode failed
-// midway, say) must not have the bytes the decoder has yet to read freed
-// under it (ASan watches the reads); a frame beyond what may wait is refused
-// with a log line, and the frames before it decode as they were.
+// A host that adds frames without decoding must not have the decoder's unread bytes freed under it (ASan).
 TEST(TranscoderSession, KeepsCompressedFramesUntilTheDecoderHasReadThem) {
   TranscoderSession session;
   auto owned = std::make_unique<FakeVideoDecoder>();

@@ -55,9 +55,7 @@ void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t first, uint
 std::vector<uint8_t> oggStream(const std::vector<Packet>& headers, const std::vector<Packet>& packets,
                                const std::vector<uint64_t>& positions);
 
-// Decodes a file under CVX_TEST_TMPDIR (written first from `stream` unless
-// that is empty) with the ffmpeg command line into interleaved 16-bit
-// samples; empty on failure.
+// ffmpeg's decode of a file under CVX_TEST_TMPDIR (written from `stream` unless empty); empty on failure.
 std::vector<int16_t> decodeAudioWithFfmpeg(const std::vector<uint8_t>& stream, const std::string& file,
                                            uint32_t channels, uint32_t sampleRate);
 

@@ -108,9 +108,7 @@ TEST(AccessUnitSplitterH264, CutsAtTheNextPictureAndSkipsRepeatedParameterSets) 
   EXPECT_FALSE(splitter.next(true, unit));
 }
 
-// A size change in band: the new sets come with an IDR picture and take
-// effect; the configuration's old sets, which the feeder goes on putting in
-// front of every later frame, must not reach the codec again.
+// New sets in band take effect with their IDR; the old ones the feeder still prepends must not reach the codec.
 TEST(AccessUnitSplitterH264, ChangedParameterSetsTakeEffectOnlyWithAnIdrPicture) {
   using Bytes = std::vector<uint8_t>;
   const Bytes spsA = {0, 0, 0, 1, 0x67, 0x42, 0xC0, 0x1E, 0xDA, 0x05, 0x07, 0xC4};  // 320x240

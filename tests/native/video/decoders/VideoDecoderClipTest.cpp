@@ -317,9 +317,7 @@ TEST_F(VideoDecoderH264Clip, APictureIsWrittenOnlyIntoAFrameOfItsSizeAndLayout) 
   }
 }
 
-// H.263 has no reordering, so what the decoder holds back is its own delay:
-// a picture leaves when the next one starts. A second segment at a new size
-// is reported as a sequence change just before its first picture.
+// H.263 has no reordering: what the decoder holds back is its own one picture of delay.
 TEST(VideoDecoderLatency, OneFrameOfDelayAndASizeChangeInDisplayOrder) {
   Clip large, small;
   if (!h263Clip(large) || !makeMpeg("vdc_h263_qcif.h263", "-c:v h263 -g 12 -f h263", 176, 144, 6, 0, -1, small)) {
