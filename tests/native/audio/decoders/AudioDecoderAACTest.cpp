@@ -100,8 +100,8 @@ class AacDecoderFlowTest : public ::testing::Test {
 TEST_F(AacDecoderFlowTest, FeedsAdtsFramesAndStampsBlocksWithTheSampleClock) {
   library.answers = {{4096, audio_decoder_state::kInputUsed}};
   // Gapless within a millisecond; a jump either way starts the sample clock again.
-  const uint64_t times[] = {0, 23, 46, 5000, 5023, 0};
-  const uint64_t expected[] = {0, 1024, 2048, 220500, 221524, 0};
+  const uint64_t times[] = {0, 23, 46, 5000, 5023, 1000};
+  const uint64_t expected[] = {0, 1024, 2048, 220500, 221524, 44100};
   for (int i = 0; i < 6; ++i) {
     SCOPED_TRACE(i);
     ASSERT_EQ(feed(times[i]), 0);
