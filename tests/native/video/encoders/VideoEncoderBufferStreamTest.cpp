@@ -48,9 +48,7 @@ TEST(AnnexBConversion, TypesFollowTheLastUnitThatHasASay) {
 
 TEST(AnnexBConversion, WritesEachUnitsLengthInPlaceOfItsStartCode) {
   Bytes block = concat({unit(0x67, 9), unit(0x68, 3), unit(0x65, 1000)});
-  const size_t size = block.size();
   VideoEncoderBufferStream::convertAnnexBToLengthPrefixed(block.data(), static_cast<uint32_t>(block.size()));
-  ASSERT_EQ(block.size(), size);
   EXPECT_EQ(test::prefixedNalTypes(block.data(), block.size()), (std::vector<int>{7, 8, 5}));
 
   Bytes threeByteCode = concat({unit(0x41, 12), {0, 0, 1, 0x01}, Bytes(12, 0x42)});
