@@ -1,9 +1,8 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertArrayEquals;
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertFalse;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.corvane.cvx.transcoder.testing.Media;
 
 import java.io.IOException;
 import java.io.InputStream;
@@ -42,24 +41,12 @@ class NativeLibraryLoaderTest {
         hash = HexFormat.of().formatHex(MessageDigest.getInstance("SHA-256").digest(bundled));
     }
 
-    /** A fresh, empty folder. */
     static Path folder(String name) throws IOException {
-        Path dir = MediaTools.tmpDir().resolve("loader-" + name);
-        if (Files.exists(dir)) {
-            try (Stream<Path> walk = Files.walk(dir)) {
-                walk.sorted((a, b) -> b.compareTo(a)).forEach(p -> p.toFile().delete());
-            }
-        }
-        return Files.createDirectories(dir);
+        return Media.emptyFolder("loader-" + name);
     }
 
-    static Process start(String... properties) throws IOException {
-        Path probe;
-        try {
-            probe = Path.of(LoaderProbe.class.getProtectionDomain().getCodeSource().getLocation().toURI());
-        } catch (java.net.URISyntaxException e) {
-            throw new IOException(e);
-        }
+    static Process start(String... properties) throws Exception {
+        Path probe = Path.of(LoaderProbe.class.getProtectionDomain().getCodeSource().getLocation().toURI());
         List<String> command = new ArrayList<>(List.of(Path.of(System.getProperty("java.home"), "bin", "java")
                 .toString(), "-Xcheck:jni"));
         for (String p : properties) {

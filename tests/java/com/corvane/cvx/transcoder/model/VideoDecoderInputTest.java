@@ -1,132 +1,100 @@
 package com.corvane.cvx.transcoder.model;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.host.FlvReader;
+import com.corvane.cvx.transcoder.testing.Containers;
+import com.corvane.cvx.transcoder.testing.Containers.Frame;
+import com.corvane.cvx.transcoder.testing.Media;
 
-import java.io.ByteArrayOutputStream;
 import java.nio.ByteBuffer;
-import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Random;
+import java.util.concurrent.atomic.AtomicBoolean;
 
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.CsvSource;
 
 /**
- * What the video decoder makes of input a host passes in the field, through
- * the exports: frames added without decoding in between, lengths and settings
- * beyond its limits, a size change carried in the stream, a bad start.
+ * What the video decoder makes of input a host passes in the field, through the exports: frames added
+ * without decoding in between, lengths and settings beyond its limits, size changes in band and out of
+ * band, a bad start.
  */
 class VideoDecoderInputTest extends NativeTestBase {
     /**
-     * A decoded picture against ffmpeg's decode of the same source picture,
-     * both converted to BGRA the same way: measured identical (99 dB); a
-     * picture decoded with the wrong sizes or paired with another frame's
+     * A decoded picture against ffmpeg's decode of the same source picture, both converted to BGRA the same
+     * way: measured identical (99 dB); a picture decoded with the wrong sizes or paired with another frame's
      * timecode falls below 25 dB.
      */
     static final double MIN_PSNR = 40.0;
 
-    record Frame(byte[] data, long timecode, int frameType) {
-    }
-
-    record Picture(long timecode, int width, int height, byte[] bgra) {
-    }
-
-    final List<Picture> pictures = new ArrayList<>();
-
-    void createDecoder(int codec) {
-        assertEquals(0L, lib.videoDecoderCreate(session, codec, 0));
-        assertEquals(0L, lib.videoDecoderBuffersCreate(session, 1));
-        assertEquals(0L, lib.videoDecoderInitialize(session));
-    }
+    final List<TranscoderVideoFrame> pictures = new ArrayList<>();
 
     /** One decode call, reading its picture at its own size; returns the flags. */
     long decodeOnce() {
         TranscoderLongByReference flags = new TranscoderLongByReference();
         assertEquals(0L, lib.videoDecoderDecode(session, 0, flags));
-        if ((flags.value & 4) != 0 && (flags.value & 8) == 0) {
-            TranscoderVideoFrame frame = new TranscoderVideoFrame();
-            assertEquals(0L, lib.videoDecoderBufferGetVideoFrame(session, 0, frame));
-            pictures.add(new Picture(frame.timecode, frame.width, frame.height, frame.bytes));
+        if ((flags.value & PICTURE) != 0 && (flags.value & REPEAT) == 0) {
+            read();
         }
         return flags.value;
     }
 
-    /** Decodes until the input is empty. */
-    void decodeAll() {
-        while ((decodeOnce() & 1) == 0) {
-            // each call reports one thing
+    void read() {
+        pictures.add(read(-1, 0, 0, 0));
+    }
+
+    void feed(List<Frame> frames) {
+        for (Frame frame : frames) {
+            addFrame(session, frame);
+            decodeAll(session, flags -> read());
         }
     }
 
-    long addFrame(Frame frame) {
+    long add(Frame frame) {
         return lib.videoDecoderAddFrame(session, frame.data(), 0, frame.data().length, frame.timecode(),
                 frame.frameType());
     }
 
-    static List<Frame> framesOf(VideoTools.Clip clip, long timeOffset) {
-        List<Frame> frames = new ArrayList<>();
-        for (FlvReader.Tag tag : clip.frames) {
-            frames.add(new Frame(tag.data, tag.presentationTime() + timeOffset, tag.frameType));
-        }
-        return frames;
-    }
-
-    /** ffmpeg's decode as BGRA, converted as the library converts: BT.709, bilinear. */
-    static byte[] referenceBgra(Path file) throws Exception {
-        return MediaTools.run("ffmpeg", "-v", "error", "-i", file.toString(), "-fps_mode", "passthrough", "-vf",
-                "scale=in_color_matrix=bt709:flags=bilinear,format=bgra", "-f", "rawvideo", "-");
-    }
-
-    /** PSNR over B, G and R of one picture against picture `index` of a reference. */
-    static double psnr(Picture picture, byte[] reference, int index) {
-        int size = picture.width() * picture.height() * 4;
-        double squared = 0;
-        for (int i = 0; i < size; i++) {
-            if ((i & 3) != 3) {
-                double d = (picture.bgra()[i] & 0xFF) - (reference[index * size + i] & 0xFF);
-                squared += d * d;
-            }
-        }
-        double mse = squared / (size / 4 * 3);
-        return mse == 0 ? 99 : 10 * Math.log10(255.0 * 255.0 / mse);
+    static List<Frame> shifted(Containers.Source source, long offset) {
+        return source.frames().stream().map(f -> new Frame(f.data(), f.timecode() + offset, f.frameType())).toList();
     }
 
     /**
-     * Every picture at the given size, with the content of the source picture
-     * of its timecode, or with `firstTime` negative, of its place in display order.
+     * Every picture at the given size, with the content of the source picture of its timecode, or with
+     * `firstTime` negative, of its place in display order. The reference is ffmpeg's decode converted as
+     * the library converts: BT.709, bilinear.
      */
-    void expectPictures(List<Picture> got, Path source, long firstTime, int width, int height) throws Exception {
-        byte[] reference = referenceBgra(source);
+    static void expectPictures(List<TranscoderVideoFrame> got, Path source, long firstTime, int width, int height)
+            throws Exception {
+        byte[] reference = Media.raw(source, "scale=in_color_matrix=bt709:flags=bilinear", "bgra");
+        int size = width * height * 4;
         for (int k = 0; k < got.size(); k++) {
-            Picture p = got.get(k);
-            String name = "picture " + k + " at " + p.timecode() + " ms";
-            assertEquals(width, p.width(), name);
-            assertEquals(height, p.height(), name);
-            double value = psnr(p, reference, firstTime < 0 ? k : (int) ((p.timecode() - firstTime) / 40));
+            TranscoderVideoFrame p = got.get(k);
+            String name = "picture " + k + " at " + p.timecode + " ms";
+            assertEquals(List.of(width, height), List.of(p.width, p.height), name);
+            int index = firstTime < 0 ? k : (int) ((p.timecode - firstTime) / 40);
+            double value = Media.psnr(p.bytes, 0, reference, index * size, size, true);
             assertTrue(value > MIN_PSNR, name + ": PSNR " + value);
         }
     }
 
     /**
-     * A host whose decode fails midway (an out-of-range buffer index, say)
-     * adds the next frames without draining the decoder. The decoder still
-     * reads the bytes of the frames before; they must be there, and what may
-     * wait is bounded. (Such frames give their labels to the oldest block
-     * still queued, so their pictures' timecodes are not their own: the
-     * pictures are checked by their order.)
+     * A host whose decode fails midway (an out-of-range buffer index, say) adds the next frames without
+     * draining the decoder. The decoder still reads the bytes of the frames before; they must be there, and
+     * what may wait is bounded. (Such frames give their labels to the oldest block still queued, so their
+     * pictures' timecodes are not their own: the pictures are checked by their order.)
      */
     @Test
     void framesAddedWithoutDecodingWaitAndDecodeWhole() throws Exception {
-        Path file = VideoTools.h264Clip("input-pile.flv", 320, 240, 50);
-        VideoTools.Clip clip = VideoTools.readFlv(file);
-        List<Frame> frames = framesOf(clip, 0);
-        createDecoder(7);
-        assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, clip.config, 0, clip.config.length));
+        Path file = Media.h264Clip("input-pile", 320, 240, 50);
+        Containers.Source clip = Containers.flv(file, true);
+        List<Frame> frames = new ArrayList<>(clip.frames());
+        videoDecoder(session, H264, 0, 1);
+        assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, clip.config(), 0, clip.config().length));
 
         // Frame 10 grows by a 2 MB filler data unit: its block is a large one of its own.
         Frame large = frames.get(10);
@@ -138,34 +106,26 @@ class VideoDecoderInputTest extends NativeTestBase {
         grown.put(large.data()).putInt(filler.length).put(filler);
         frames.set(10, new Frame(grown.array(), large.timecode(), large.frameType()));
 
-        int f = 0;
-        for (; f < 10; f++) {
-            assertEquals(0L, addFrame(frames.get(f)));
-            decodeAll();
-        }
+        feed(frames.subList(0, 10));
         // The large frame, one decode call that stops early, then two frames back to back.
-        assertEquals(0L, addFrame(frames.get(f++)));
-        assertEquals(0, decodeOnce() & 1, "the large frame still waits in part");
-        assertEquals(0L, addFrame(frames.get(f++)));
-        assertEquals(0L, addFrame(frames.get(f++)));
-        decodeAll();
+        assertEquals(0L, add(frames.get(10)));
+        assertEquals(0, decodeOnce() & EMPTY, "the large frame still waits in part");
+        assertEquals(0L, add(frames.get(11)));
+        assertEquals(0L, add(frames.get(12)));
+        decodeAll(session, flags -> read());
 
         // Sixteen frames may wait; the seventeenth is refused with a line and taken after decoding.
         drainLog();
-        for (int i = 0; i < 16; i++) {
-            assertEquals(0L, addFrame(frames.get(f++)));
+        for (int f = 13; f < 29; f++) {
+            assertEquals(0L, add(frames.get(f)));
         }
-        assertEquals(SESSION_FAILURE, addFrame(frames.get(f)));
-        List<TranscoderLogStatement> log = drainLog();
-        assertEquals(1, log.size());
-        assertEquals(3, log.get(0).level);
-        assertTrue(log.get(0).statement.startsWith("TranscoderSession.videoDecoderAddFrame[{context}]: frame of "),
-                log.get(0).statement);
-        decodeAll();
-        for (; f < frames.size(); f++) {
-            assertEquals(0L, addFrame(frames.get(f)));
-            decodeAll();
-        }
+        assertEquals(FAILURE, add(frames.get(29)));
+        List<String> faults = faults();
+        assertEquals(1, faults.size());
+        assertTrue(faults.get(0).contains(" TranscoderSession.videoDecoderAddFrame[{context}]: frame of "),
+                faults.get(0));
+        decodeAll(session, flags -> read());
+        feed(frames.subList(29, frames.size()));
 
         // Every frame but the decoder's reordering window at the end, each whole.
         int held = frames.size() - pictures.size();
@@ -175,12 +135,12 @@ class VideoDecoderInputTest extends NativeTestBase {
 
     @Test
     void lengthsAndSettingsBeyondTheLimitsAreRefusedWithALine() {
-        createDecoder(7);
+        videoDecoder(session, H264, 0, 1);
         drainLog();
         int largest = 32 * 1024 * 1024;
         byte[] tooLong = new byte[largest + 1];
-        assertEquals(SESSION_FAILURE, lib.videoDecoderAddFrame(session, tooLong, 0, tooLong.length, 0, 1));
-        assertEquals(SESSION_FAILURE, lib.videoDecoderDecodeCodecConfig(session, tooLong, 0, 1024 * 1024 + 1));
+        assertEquals(FAILURE, lib.videoDecoderAddFrame(session, tooLong, 0, tooLong.length, 0, 1));
+        assertEquals(FAILURE, lib.videoDecoderDecodeCodecConfig(session, tooLong, 0, 1024 * 1024 + 1));
         ByteBuffer.wrap(tooLong).putInt(largest - 4).put((byte) 12);  // the largest frame: one filler data unit
         assertEquals(0L, lib.videoDecoderAddFrame(session, tooLong, 0, largest, 0, 1), "the largest frame");
         assertEquals(0L, lib.videoDecoderSetParameterValues(session, new TranscoderNativeParameterValue[] {
@@ -192,112 +152,124 @@ class VideoDecoderInputTest extends NativeTestBase {
                 new TranscoderNativeParameterValue[] {threads, options}));
         assertEquals(4, threads.lValue, "17 threads were refused");
         assertEquals(1, options.lValue, "negative options were refused");
-        List<String> faults = new ArrayList<>();
-        for (TranscoderLogStatement s : drainLog()) {
-            if (s.level == 3) {
-                faults.add(s.statement);
-            }
-        }
+        List<String> faults = faults();
         assertEquals(4, faults.size(), faults.toString());
         assertTrue(faults.get(0).contains("frame of 33554433 bytes refused"), faults.get(0));
         assertTrue(faults.get(1).contains("configuration of 1048577 bytes refused"), faults.get(1));
-        assertTrue(faults.get(2).startsWith("VideoDecoderH264.setParameterLong[{context}]: setting 1 takes 1 to 16"));
-        assertTrue(faults.get(3).startsWith("VideoDecoderH264.setParameterLong[{context}]: setting 0 takes 0 to"));
+        assertTrue(faults.get(2).contains("VideoDecoderH264.setParameterLong[{context}]: setting 1 takes 1 to 16"));
+        assertTrue(faults.get(3).contains("VideoDecoderH264.setParameterLong[{context}]: setting 0 takes 0 to"));
     }
 
     /**
-     * A stream that changes size in mid-stream, with the new parameter sets in
-     * band in front of each IDR picture (as encoders that change size in band
-     * send them) and no new configuration: the decoder goes on putting the
-     * configuration's sets in front of every other frame, and every frame
-     * still comes out at its own size.
+     * A stream that changes size in mid-stream, with the new parameter sets in band in front of each IDR
+     * picture (as encoders that change size in band send them) and no new configuration: the decoder goes on
+     * putting the configuration's sets in front of every other frame, and every frame still comes out at its
+     * own size.
      */
     @Test
     void aSizeChangeInBandGivesEveryFrameAtItsSize() throws Exception {
-        Path firstFile = VideoTools.h264Clip("input-change-a.flv", 320, 240, 50);
-        Path secondFile = VideoTools.h264Clip("input-change-b.flv", 176, 144, 50);
-        VideoTools.Clip first = VideoTools.readFlv(firstFile);
-        VideoTools.Clip second = VideoTools.readFlv(secondFile);
+        Path firstFile = Media.h264Clip("input-change-a", 320, 240, 50);
+        Path secondFile = Media.h264Clip("input-change-b", 176, 144, 50);
+        Containers.Source first = Containers.flv(firstFile, true);
+        Containers.Source second = Containers.flv(secondFile, true);
         final long secondOffset = 10_000;
-        List<Frame> frames = framesOf(first, 0);
-        byte[] inBand = inBandParameterSets(second.config);
-        for (Frame frame : framesOf(second, secondOffset)) {
-            frames.add(frame.frameType() != 1 ? frame
-                    : new Frame(concat(inBand, frame.data()), frame.timecode(), frame.frameType()));
+        List<Frame> frames = new ArrayList<>(first.frames());
+        byte[] inBand = Containers.inBandParameterSets(second.config());
+        for (Frame f : shifted(second, secondOffset)) {
+            byte[] data = f.data();
+            if (f.frameType() == 1) {
+                data = Arrays.copyOf(inBand, inBand.length + f.data().length);
+                System.arraycopy(f.data(), 0, data, inBand.length, f.data().length);
+            }
+            frames.add(new Frame(data, f.timecode(), f.frameType()));
         }
-
-        createDecoder(7);
-        assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, first.config, 0, first.config.length));
-        for (Frame frame : frames) {
-            assertEquals(0L, addFrame(frame));
-            decodeAll();
-        }
-        List<Picture> before = pictures.stream().filter(p -> p.timecode() < secondOffset).toList();
-        List<Picture> after = pictures.stream().filter(p -> p.timecode() >= secondOffset).toList();
+        videoDecoder(session, H264, 0, 1);
+        assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, first.config(), 0, first.config().length));
+        feed(frames);
+        List<TranscoderVideoFrame> before = pictures.stream().filter(p -> p.timecode < secondOffset).toList();
+        List<TranscoderVideoFrame> after = pictures.stream().filter(p -> p.timecode >= secondOffset).toList();
         assertEquals(50, before.size(), "every picture of the first size");
         assertTrue(after.size() >= 46, "pictures of the second size: " + after.size());
-        long firstTime = framesOf(first, 0).stream().mapToLong(Frame::timecode).min().orElseThrow();
-        long secondTime = framesOf(second, secondOffset).stream().mapToLong(Frame::timecode).min().orElseThrow();
+        long firstTime = first.times().first();
+        long secondTime = second.times().first() + secondOffset;
         for (int i = 0; i < pictures.size(); i++) {
             long expected = i < 50 ? firstTime + 40L * i : secondTime + 40L * (i - 50);
-            assertEquals(expected, pictures.get(i).timecode(), "display order, none missing");
+            assertEquals(expected, pictures.get(i).timecode, "display order, none missing");
         }
         expectPictures(before, firstFile, firstTime, 320, 240);
         expectPictures(after, secondFile, secondTime, 176, 144);
     }
 
-    /** The SPS and PPS of a configuration record as length-prefixed NAL units. */
-    static byte[] inBandParameterSets(byte[] record) {
-        int spsLength = ((record[6] & 0xFF) << 8) | (record[7] & 0xFF);
-        int ppsAt = 8 + spsLength + 1;
-        int ppsLength = ((record[ppsAt] & 0xFF) << 8) | (record[ppsAt + 1] & 0xFF);
-        ByteArrayOutputStream out = new ByteArrayOutputStream();
-        out.writeBytes(new byte[] {0, 0, (byte) (spsLength >> 8), (byte) spsLength});
-        out.write(record, 8, spsLength);
-        out.writeBytes(new byte[] {0, 0, (byte) (ppsLength >> 8), (byte) ppsLength});
-        out.write(record, ppsAt + 2, ppsLength);
-        return out.toByteArray();
-    }
-
-    static byte[] concat(byte[] a, byte[] b) {
-        byte[] out = Arrays.copyOf(a, a.length + b.length);
-        System.arraycopy(b, 0, out, a.length, b.length);
-        return out;
+    /**
+     * A new configuration record in mid-stream, while another thread puts overlays on and takes them off:
+     * flag 32 reports the new size, the decoder's picture takes it, the rendition keeps its own, and every
+     * picture is encoded.
+     */
+    @Test
+    void aNewConfigurationResizesTheDecoderFrameButNotTheRendition() throws Exception {
+        Containers.Source first = Containers.flv(Media.h264Clip("size-a", 320, 240, 10), true);
+        Containers.Source second = Containers.flv(Media.h264Clip("size-b", 176, 144, 10), true);
+        videoDecoder(session, H264, 0, 1);
+        assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
+        assertEquals(0L, rendition(session, 160, 120, 3, TranscoderSessionNative.FOURCC_I420));
+        videoEncoder(session, VP8, 0, 160, 120, 300_000, 0, 0, false);
+        Run run = transcode(session, first, 1, false, true);
+        assertEquals(0L, lib.videoDecoderDecodeCodecConfig(session, second.config(), 0, second.config().length));
+        AtomicBoolean stop = new AtomicBoolean();
+        Thread overlays = new Thread(() -> {
+            TranscoderOverlayFrame o = overlay(BGRA, 4, 4, new byte[] {1, 2, 3, (byte) 0x80}, 0, 0, 20, 20, TOP_LEFT);
+            for (int i = 0; !stop.get(); i++) {
+                lib.videoEncoderBufferSetOverlayVideoFrame(session, 0, i % 3, i % 2 == 0 ? o : null);
+                lib.videoDecoderBufferSetOverlayVideoFrame(session, i % 3, i % 2 == 0 ? o : null);
+            }
+        });
+        overlays.start();
+        long[] seen = {0};
+        try {
+            for (Frame f : shifted(second, 1000)) { // the stream's clock runs on
+                addFrame(session, f);
+                decodeAll(session, flags -> {
+                    seen[0] |= flags;
+                    assertEquals(0L, lib.videoDecoderTransferFrame(session, 0, 0));
+                    assertEquals(0L, lib.videoEncoderAddFrame(session, 0, 0, 0, 0));
+                    assertEquals(0L, lib.videoEncoderGetEncodedFrames(session, 0, run.packets.get(0)));
+                    run.pictureTimes.add(0L);
+                });
+            }
+        } finally {
+            stop.set(true);
+            overlays.join();
+        }
+        assertTrue((seen[0] & 32) != 0, "the new size is reported with flag 32");
+        TranscoderVideoFrame decoderFrame = read(-1, 0, 0, 0);
+        assertEquals(List.of(176, 144), List.of(decoderFrame.width, decoderFrame.height));
+        TranscoderVideoFrame rendition = read(0, 0, 0, 0);
+        assertEquals(List.of(160, 120), List.of(rendition.width, rendition.height));
+        assertEquals(run.pictureTimes.size(), run.packets.get(0).size());
+        Path ivf = playable("size-change-vp8", VP8, run.packets.get(0), 160, 120);
+        assertEquals(run.pictureTimes.size(), Media.raw420(ivf, null).length / (160 * 120 * 3 / 2));
     }
 
     /**
-     * Garbage before the first picture must not settle which of MPEG-4 part
-     * 2, H.263 and Sorenson Spark the stream is: the first recognisable
-     * picture decides, and every picture from there on comes out.
+     * Garbage before the first picture must not settle which of MPEG-4 part 2, H.263 and Sorenson Spark the
+     * stream is: the first recognisable picture decides, and every picture from there on comes out.
      */
-    void recoversFromAGarbageStart(int codec, Path file, List<VideoCodecsTest.Frame> source, int width, int height)
-            throws Exception {
+    @ParameterizedTest(name = "{0}")
+    @CsvSource({"spark, 2, 320, 240", "h263, 9, 352, 288"})
+    void recoversFromAGarbageStart(String name, int codec, int width, int height) throws Exception {
+        Path file = VideoCodecsTest.clip(name);
+        Containers.Source source = VideoCodecsTest.frames(name, file);
         byte[] garbage = new byte[200];
         new Random(11).nextBytes(garbage);
         garbage[0] = 0x47;
-        createDecoder(codec);
-        assertEquals(0L, addFrame(new Frame(garbage, -40, 1)));
-        decodeAll();
-        for (VideoCodecsTest.Frame frame : source) {
-            assertEquals(0L, addFrame(new Frame(frame.data(), frame.timecode(), frame.frameType())));
-            decodeAll();
-        }
-        assertEquals(source.size() - 1, pictures.size(), "every picture but the one the stream holds");
+        videoDecoder(session, codec, 0, 1);
+        List<Frame> frames = new ArrayList<>(List.of(new Frame(garbage, -40, 1)));
+        frames.addAll(source.frames());
+        feed(frames);
+        assertEquals(source.frames().size() - 1, pictures.size(), "every picture but the one the stream holds");
         for (int i = 0; i < pictures.size(); i++) {
-            assertEquals(40L * i, pictures.get(i).timecode());
+            assertEquals(40L * i, pictures.get(i).timecode);
         }
         expectPictures(pictures, file, 0, width, height);
-    }
-
-    @Test
-    void sorensonSparkRecoversFromAGarbageStart() throws Exception {
-        Path file = VideoCodecsTest.fixture("codecs-spark.flv", "320x240", "-c:v", "flv1", "-f", "flv");
-        recoversFromAGarbageStart(2, file, VideoCodecsTest.readSpark(file).frames(), 320, 240);
-    }
-
-    @Test
-    void h263RecoversFromAGarbageStart() throws Exception {
-        Path file = VideoCodecsTest.fixture("codecs-h263.263", "352x288", "-c:v", "h263", "-f", "h263");
-        recoversFromAGarbageStart(9, file, VideoCodecsTest.splitH263(Files.readAllBytes(file)).frames(), 352, 288);
     }
 }

@@ -1,8 +1,8 @@
-package com.corvane.cvx.transcoder.model;
+package com.corvane.cvx.transcoder.host;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
+import com.corvane.cvx.transcoder.testing.Media;
 import com.sun.net.httpserver.HttpExchange;
 import com.sun.net.httpserver.HttpServer;
 
@@ -37,15 +37,9 @@ class HlsBrowserTest {
         HttpServer server = HttpServer.create(new InetSocketAddress(InetAddress.getLoopbackAddress(), 0), 0);
         server.createContext("/", (HttpExchange exchange) -> {
             String path = exchange.getRequestURI().getPath();
-            Path file = null;
-            if (path.equals("/")) {
-                file = page;
-            } else if (path.equals("/hls.min.js")) {
-                file = player;
-            } else if (path.startsWith("/hls/") && hls.resolve(path.substring(5)).normalize().startsWith(hls)) {
-                file = hls.resolve(path.substring(5)).normalize();
-            }
-            if (file == null || !Files.isRegularFile(file)) {
+            Path file = path.equals("/") ? page : path.equals("/hls.min.js") ? player
+                    : hls.resolve(path.startsWith("/hls/") ? path.substring(5) : "-").normalize();
+            if (!Files.isRegularFile(file) || file != page && file != player && !file.startsWith(hls)) {
                 exchange.sendResponseHeaders(404, -1);
                 exchange.close();
                 return;
@@ -77,17 +71,16 @@ class HlsBrowserTest {
         assertTrue(Files.isRegularFile(player) && Files.isDirectory(modules.resolve("playwright-core")),
                 "the browser test's npm packages are missing from " + modules + ": run bash scripts/setup.sh");
 
-        Path in = MediaTools.tmpDir().resolve("hls-browser-in.flv");
-        MediaTools.run("ffmpeg", "-y", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=640x360:rate=25:duration=10",
+        Path in = Media.fixture("hls-browser-in.flv", "-f", "lavfi", "-i", "testsrc2=size=640x360:rate=25:duration=10",
                 "-f", "lavfi", "-i", "sine=frequency=440:duration=10:sample_rate=44100", "-c:v", "libx264", "-bf", "2",
-                "-g", "50", "-c:a", "aac", "-ac", "2", "-f", "flv", in.toString());
-        Path hls = MediaTools.tmpDir().resolve("hls-browser").toAbsolutePath();
-        ReferenceHostTest.Run run = ReferenceHostTest.host("-q", "-o", MediaTools.tmpDir().resolve("hls-browser-out")
-                .toString(), "--hls", hls.toString(), "--hls-segment", "2", "-r", "h264:640x360:800k", "-r",
-                "h264:320x180:300k", in.toString());
+                "-g", "50", "-c:a", "aac", "-ac", "2", "-f", "flv");
+        Path hls = Media.file("hls-browser").toAbsolutePath();
+        ReferenceHostTest.Run run = ReferenceHostTest.host("-q", "-o", Media.file("hls-browser-out").toString(),
+                "--hls", hls.toString(), "--hls-segment", "2", "-r", "h264:640x360:800k", "-r", "h264:320x180:300k",
+                in.toString());
         assertEquals(0, run.exitCode(), run.err());
 
-        Path screenshot = MediaTools.tmpDir().resolve("hls-browser.png");
+        Path screenshot = Media.file("hls-browser.png");
         Files.deleteIfExists(screenshot);
         HttpServer server = serve(browser.resolve("player.html"), player, hls);
         Map<String, String> seen = new HashMap<>();
@@ -106,12 +99,8 @@ class HlsBrowserTest {
         } finally {
             server.stop(0);
         }
-        for (String line : text.split("\n")) {
-            int eq = line.indexOf('=');
-            if (eq > 0) {
-                seen.put(line.substring(0, eq), line.substring(eq + 1).trim());
-            }
-        }
+        text.lines().filter(l -> l.indexOf('=') > 0)
+                .forEach(l -> seen.put(l.substring(0, l.indexOf('=')), l.substring(l.indexOf('=') + 1).trim()));
         assertEquals(null, seen.get("failure"), text);
         assertEquals("", seen.get("fatal"), "no fatal player error: " + text);
         // hls.js lists the rungs by bit rate: "WxH@bandwidth:codecs ...".

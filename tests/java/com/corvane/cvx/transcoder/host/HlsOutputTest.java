@@ -1,10 +1,9 @@
-package com.corvane.cvx.transcoder.model;
+package com.corvane.cvx.transcoder.host;
 
-import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertFalse;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.*;
 
-import java.nio.charset.StandardCharsets;
+import com.corvane.cvx.transcoder.testing.Media;
+
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -45,30 +44,20 @@ class HlsOutputTest {
         return out;
     }
 
-    /** ffprobe's csv rows without the empty lines and trailing separators it adds. */
-    static List<String[]> probe(Path file, String... options) throws Exception {
-        List<String> cmd = new ArrayList<>(List.of("ffprobe", "-v", "error"));
-        cmd.addAll(List.of(options));
-        cmd.addAll(List.of("-of", "csv=p=0", file.toString()));
-        String text = new String(MediaTools.run(cmd.toArray(new String[0])), StandardCharsets.UTF_8);
-        return text.lines().map(l -> l.replaceAll(",+$", "").trim()).filter(l -> !l.isEmpty())
-                .map(l -> l.split(",")).toList();
-    }
-
     static Segment segment(Path folder, String uri, double seconds) throws Exception {
         Path file = folder.resolve(uri);
         List<Long> video = new ArrayList<>();
         List<Boolean> keys = new ArrayList<>();
-        for (String[] row : probe(file, "-select_streams", "v", "-show_entries", "packet=pts,flags")) {
+        for (String[] row : Media.probe(file, "-select_streams", "v", "-show_entries", "packet=pts,flags")) {
             video.add(Long.parseLong(row[0]));
             keys.add(row[1].startsWith("K"));
         }
         List<Long> audio = new ArrayList<>();
-        for (String[] row : probe(file, "-select_streams", "a", "-show_entries", "packet=pts")) {
+        for (String[] row : Media.probe(file, "-select_streams", "a", "-show_entries", "packet=pts")) {
             audio.add(Long.parseLong(row[0]));
         }
         // Decoded from this file alone: the parameter sets are in it, and its first picture is an IDR.
-        List<String[]> first = probe(file, "-select_streams", "v", "-read_intervals", "%+#1", "-show_entries",
+        List<String[]> first = Media.probe(file, "-select_streams", "v", "-read_intervals", "%+#1", "-show_entries",
                 "frame=key_frame,pict_type");
         boolean decodable = !first.isEmpty() && first.get(0)[0].equals("1") && first.get(0)[1].equals("I");
         return new Segment(uri, seconds, Files.size(file), video, keys, audio, decodable);
@@ -101,14 +90,10 @@ class HlsOutputTest {
         // Key frames at uneven distances; with a 1.6 s target a segment is cut at the first key frame at
         // least 1.6 s after its start: 0 (0.8 too early), 1.6 exactly (2.0 and 3.0 too early), 4.4 (5.2 too
         // early).
-        Path in = MediaTools.tmpDir().resolve("hls-in.flv");
-        MediaTools.run("ffmpeg", "-y", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration=6",
-                "-f", "lavfi", "-i", "sine=frequency=440:duration=6:sample_rate=44100", "-c:v", "libx264", "-bf", "2",
-                "-g", "1000", "-sc_threshold", "0", "-force_key_frames", "0,0.8,1.6,2,3,4.4,5.2", "-c:a", "aac",
-                "-ac", "1", "-f", "flv", in.toString());
-        long[] expectedStarts = {0, 16 * TICKS / 10, 44 * TICKS / 10};
-        Path out = MediaTools.tmpDir().resolve("hls-out");
-        Path hls = MediaTools.tmpDir().resolve("hls-out-hls");
+        Path in = ReferenceHostTest.input("hls", "-c:v libx264 -bf 2 -g 1000 -sc_threshold 0 -force_key_frames"
+                + " 0,0.8,1.6,2,3,4.4,5.2", "-c:a aac", 44100, 6);
+        Path out = Media.file("hls-out");
+        Path hls = Media.file("hls-out-hls");
         ReferenceHostTest.Run run = ReferenceHostTest.host("-q", "-o", out.toString(), "--hls", hls.toString(),
                 "--hls-segment", "1.6", "-r", "h264:320x240:400k", "-r", "h264:160x120:150k", "-r",
                 "vp8:160x120:150k", in.toString());
@@ -126,13 +111,13 @@ class HlsOutputTest {
             }
         }
         assertEquals(List.of("320x240/index.m3u8", "160x120/index.m3u8"), uris);
-        assertEquals("vp8", ReferenceHostTest.streams(out.resolve("hls-in_160x120_vp8.webm")).get("video")
+        assertEquals("vp8", Media.streams(out.resolve(ReferenceHostTest.output(in, "160x120_vp8.webm"))).get("video")
                 .get("codec_name"));
 
         // ffprobe reads the master and finds each variant's streams as the master describes them.
         // (Each stream is listed twice, under its program and alone: by index, once.)
         Map<String, String[]> byIndex = new LinkedHashMap<>();
-        for (String[] row : probe(hls.resolve("master.m3u8"), "-show_entries",
+        for (String[] row : Media.probe(hls.resolve("master.m3u8"), "-show_entries",
                 "stream=index,codec_name,profile,level,width,height:stream_tags=variant_bitrate")) {
             byIndex.put(row[0], java.util.Arrays.copyOfRange(row, 1, row.length));
         }
@@ -156,17 +141,15 @@ class HlsOutputTest {
             assertEquals(a.get("BANDWIDTH"), video[video.length - 1], "variant bit rate");
         }
 
-        List<Long> starts = null;
-        long frames = -1;
+        List<List<Long>> starts = new ArrayList<>();
         for (int v = 0; v < 2; v++) {
             Path playlist = hls.resolve(uris.get(v));
-            List<Segment> segments = rung(playlist);
             List<Long> video = new ArrayList<>();
             List<Long> audio = new ArrayList<>();
             List<Long> rungStarts = new ArrayList<>();
             long bytes = 0;
             double seconds = 0;
-            for (Segment s : segments) {
+            for (Segment s : rung(playlist)) {
                 String context = playlist + " " + s.uri();
                 assertTrue(s.keys().get(0) && s.startsDecodable(), context + " opens with an IDR picture");
                 long first = s.video().stream().min(Long::compare).orElseThrow();
@@ -179,8 +162,10 @@ class HlsOutputTest {
                 bytes += s.bytes();
                 seconds += s.listedSeconds();
             }
-            // Presentation times run on from segment to segment, one frame apart; audio frames likewise.
+            // Presentation times run on from segment to segment, one frame apart; audio frames likewise. Every
+            // input frame reaches every rung, the last segment too.
             video.sort(Long::compare);
+            assertEquals(150, video.size(), playlist + ": every frame");
             for (int i = 1; i < video.size(); i++) {
                 assertEquals(FRAME, video.get(i) - video.get(i - 1), playlist + " video frame " + i);
             }
@@ -188,39 +173,22 @@ class HlsOutputTest {
                 assertEquals(AUDIO_FRAME, audio.get(i) - audio.get(i - 1), 1.0, playlist + " audio frame " + i);
             }
             assertEquals(video.get(0), audio.get(0), 2 * FRAME, "audio starts with the video");
-            List<Long> relative = rungStarts.stream().map(t -> t - rungStarts.get(0)).toList();
-            assertEquals(List.of(expectedStarts[0], expectedStarts[1], expectedStarts[2]), relative, playlist
-                    + ": cut at the first key frame at or after the target");
-            if (starts == null) {
-                starts = rungStarts;
-                frames = video.size();
-            } else {
-                assertEquals(starts, rungStarts, "every rung switches at the same instants");
-                assertEquals(frames, video.size(), "the same frames in every rung");
-            }
+            // Cut at the first key frame at or after the target, at the same instants in every rung.
+            assertEquals(List.of(0L, 16 * TICKS / 10, 44 * TICKS / 10), rungStarts.stream()
+                    .map(t -> t - rungStarts.get(0)).toList(), playlist + ": segment starts");
+            starts.add(rungStarts);
             Map<String, String> a = variants.get(v);
             assertEquals(bytes * 8 / seconds, Double.parseDouble(a.get("AVERAGE-BANDWIDTH")), bytes * 8 / seconds / 100,
                     "average bit rate of " + playlist);
             assertTrue(Long.parseLong(a.get("BANDWIDTH")) >= Long.parseLong(a.get("AVERAGE-BANDWIDTH")), a.toString());
 
             // The whole variant plays without a complaint, with its audio.
-            assertEquals("", ReferenceHostTest.warnings(playlist), playlist + " plays cleanly");
-            short[] pcm = MediaTools.decodeToPcm(playlist, 8000);
-            assertEquals(440.0, MediaTools.dominantFrequency(pcm, 8000), 5.0, playlist + " keeps the tone");
+            assertEquals("", Media.warnings(playlist), playlist + " plays cleanly");
+            assertEquals(440.0, Media.frequency(Media.pcm(playlist, 8000), 8000), 5.0, playlist + " keeps the tone");
         }
-        assertEquals(150, frames, "every input frame reaches every rung, the last segment too");
+        assertEquals(starts.get(0), starts.get(1), "every rung switches at the same instants");
         try (Stream<Path> files = Files.walk(hls)) {
             assertFalse(files.anyMatch(f -> f.toString().endsWith(".tmp")), "no half-written playlists");
         }
-    }
-
-    @Test
-    void hlsWithoutAnH264RungIsAUsageError() {
-        ReferenceHostTest.Run run = ReferenceHostTest.host("--hls", "x", "-r", "vp8:160x120:150k", "in.flv");
-        assertEquals(2, run.exitCode());
-        assertTrue(run.err().contains("--hls needs an h264 rung"), run.err());
-        ReferenceHostTest.Run bad = ReferenceHostTest.host("--hls", "x", "--hls-segment", "0.1", "in.flv");
-        assertEquals(2, bad.exitCode());
-        assertTrue(bad.err().contains("HLS segment length '0.1'"), bad.err());
     }
 }
