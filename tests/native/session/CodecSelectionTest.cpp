@@ -53,6 +53,24 @@ TEST_F(CodecSelectionTest, EncodersTakeTheNextIndexAndLogWithIt) {
   }
 }
 
+TEST_F(CodecSelectionTest, VideoEncodersStopAtTheSessionsBoundWithALevel3Line) {
+  uint32_t index = 0;
+  for (uint32_t i = 0; i < TranscoderSession::kMaxVideoEncoders; ++i) ASSERT_EQ(session.videoEncoderAdd(8, 0, index), 0u);
+  EXPECT_EQ(index, TranscoderSession::kMaxVideoEncoders - 1);
+  drain();
+  index = 77;
+  EXPECT_EQ(session.videoEncoderAdd(8, 0, index), kFailure);
+  EXPECT_EQ(index, 77u);
+  EXPECT_EQ(session.getVideoEncoderCount(), TranscoderSession::kMaxVideoEncoders);
+  std::vector<LogStatement> log = drain();
+  ASSERT_EQ(log.size(), 1u);
+  EXPECT_EQ(log[0].statement, "TranscoderSession.videoEncoderAdd[{context}]: a session has at most 64 video encoders");
+  EXPECT_EQ(log[0].level, 3);
+  EXPECT_EQ(log[0].contextType, 2);
+  EXPECT_EQ(session.videoEncoderAdd(10, 0, index), kFailure) << "an unknown codec stays silent";
+  EXPECT_TRUE(drain().empty());
+}
+
 TEST_F(CodecSelectionTest, AudioControlAnswersForMissingPieces) {
   uint32_t value = 5;
   EXPECT_EQ(session.audioDecoderInitialize(), kFailure);

@@ -144,6 +144,25 @@ TEST_F(QuickSyncDecoderTest, EndOfStreamGivesOutThePicturesTheRuntimeHolds) {
                           "VideoDecoderH264IntelQuickSync.addFrame[{context}]: refused: the stream has ended"});
 }
 
+TEST_F(QuickSyncDecoderTest, InitializeNamesTheImplementationTheSdkGave) {
+  struct Case {
+    uint32_t asked;
+    bool hardware;
+    const char* words;
+  };
+  for (const Case& c : {Case{MFX_IMPL_AUTO, true, "Hardware"}, Case{MFX_IMPL_AUTO, false, "Software"},
+                        Case{MFX_IMPL_SOFTWARE, true, "Software"}}) {
+    SCOPED_TRACE(c.words);
+    fakeMfxSet("hardware", c.hardware);
+    open(c.asked);
+    EXPECT_TRUE(decoder->hasSession());
+    EXPECT_EQ(test::drainTexts(log, 2), std::vector<std::string>{
+                            std::string("VideoDecoderH264IntelQuickSync.initialize[{context}]: Create video decoder: ") +
+                            c.words});
+    decoder.reset();
+  }
+}
+
 TEST_F(QuickSyncDecoderTest, ATimecodeTravelsAsNinetyTicks) {
   const H264Clip& clip = clipWithoutBFrames();
   open();

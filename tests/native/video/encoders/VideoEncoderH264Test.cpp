@@ -218,6 +218,21 @@ TEST(VideoEncoderH264, EverySettingNumberReachesItsOwnFieldAndNoOther) {
   }
 }
 
+TEST(VideoEncoderH264, LongsAreCutToThirtyTwoBitsAndWidenedWithSign) {
+  const struct {
+    int64_t in;
+    int64_t back;
+  } cases[] = {{0x100000007LL, 7}, {-5, -5}, {0xFFFFFFFFLL, -1}, {0x7FFFFFFFLL, 0x7FFFFFFF}, {0x80000000LL, INT32_MIN}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.in);
+    auto encoder = makeEncoder();
+    encoder->setParameterLong(10019, c.in);
+    int64_t back = 0;
+    encoder->getParameterLong(10019, &back);
+    EXPECT_EQ(back, c.back);
+  }
+}
+
 TEST(VideoEncoderH264, ArraysCopyAtMostTheirLength) {
   auto encoder = makeEncoder();
   encoder->setParameterLong(10037, 1234);  // the field right behind 10036
