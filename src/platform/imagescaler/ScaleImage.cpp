@@ -371,4 +371,6 @@ const char* scaleImageLastError() { return is::lastScaleError(); }
 
 uint64_t scaleImageContextsBuilt() { return is::swsContextsBuilt(); }
 
+uint64_t scaleImageContextBytesKept() { return is::swsContextBytesKept(); }
+
 }  // namespace cvx

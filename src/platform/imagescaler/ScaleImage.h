@@ -63,4 +63,7 @@ const char* scaleImageLastError();
 // frames builds none after its first: each rendition's conversions are kept.
 uint64_t scaleImageContextsBuilt();
 
+// The estimated bytes of the contexts this thread keeps: at most 48 MiB.
+uint64_t scaleImageContextBytesKept();
+
 }  // namespace cvx

@@ -42,19 +42,57 @@ struct ContextKey {
 // Renditions, their black bars, opaque overlays and the BGRA reads each need
 // their own key: a session's steady set, up to its 64 renditions, is reused
 // frame after frame, and the least recently used one goes first. A context
-// holds its filters and a few rows (about 0.3 MiB for 1080p into 720p); the
-// cache holds only what this thread has used.
+// holds its filters and a few rows, in proportion to its sides: about
+// 0.3 MiB for 1080p into 720p, 3 MiB at the largest pictures. So the cache
+// is bounded by bytes as well as by count: 96 contexts of a 1080p ladder fit,
+// while a thread that scales huge pictures keeps fewer instead of hundreds of
+// MiB.
 constexpr size_t kCachedContexts = 96;
+constexpr uint64_t kCachedContextBytes = uint64_t{48} << 20;
+
+// What libswscale allocates for a context, from its sides (measured: about
+// 64 bytes per pixel of the four sides together, filters and rows included).
+uint64_t estimatedContextBytes(const ContextKey& key) {
+  return uint64_t{64} * (uint64_t(key.srcWidth) + uint64_t(key.srcHeight) + uint64_t(key.dstWidth) +
+                         uint64_t(key.dstHeight));
+}
 
 struct CachedContext {
   ContextKey key{};
   SwsContextPtr context;
   uint64_t lastUse = 0;
+  uint64_t bytes = 0;
 };
 
 struct ContextCache {
   std::array<CachedContext, kCachedContexts> entries;
   uint64_t clock = 0;
+  uint64_t bytes = 0;
+
+  // Frees the least recently used contexts until `incoming` more bytes fit,
+  // and returns the entry the new context goes into.
+  CachedContext& makeRoom(uint64_t incoming) {
+    for (;;) {
+      CachedContext* oldest = nullptr;
+      CachedContext* empty = nullptr;
+      for (CachedContext& entry : entries) {
+        if (!entry.context) {
+          empty = &entry;
+        } else if (oldest == nullptr || entry.lastUse < oldest->lastUse) {
+          oldest = &entry;
+        }
+      }
+      const bool fits = bytes + incoming <= kCachedContextBytes;
+      if (oldest == nullptr || (empty != nullptr && fits)) return *empty;  // nothing kept: all are empty
+      release(*oldest);
+      if (fits) return *oldest;
+    }
+  }
+
+  void release(CachedContext& entry) {
+    bytes -= entry.bytes;
+    entry = CachedContext{};
+  }
 };
 
 thread_local ContextCache cache;
@@ -113,23 +151,26 @@ int createContext(const ContextKey& key, SwsContextPtr& out) {
 
 SwsContext* contextFor(const ContextKey& key, int& status) {
   ++cache.clock;
-  CachedContext* oldest = &cache.entries[0];
   for (CachedContext& entry : cache.entries) {
     if (entry.context && entry.key == key) {
       entry.lastUse = cache.clock;
       status = kScaleOk;
       return entry.context.get();
     }
-    if (entry.lastUse < oldest->lastUse) oldest = &entry;
   }
+  // Room first: the old contexts go before the new one is allocated.
+  const uint64_t bytes = estimatedContextBytes(key);
+  CachedContext& slot = cache.makeRoom(bytes);
   SwsContextPtr context;
   status = createContext(key, context);
   if (status != kScaleOk) return nullptr;
   ++contextsBuilt;
-  oldest->key = key;
-  oldest->context = std::move(context);
-  oldest->lastUse = cache.clock;
-  return oldest->context.get();
+  slot.key = key;
+  slot.context = std::move(context);
+  slot.lastUse = cache.clock;
+  slot.bytes = bytes;
+  cache.bytes += bytes;
+  return slot.context.get();
 }
 
 // libswscale reads and writes rows in whole vector blocks, past a row's
@@ -406,6 +447,8 @@ int swsFilterFor(int srcWidth, int srcHeight, int dstWidth, int dstHeight) {
 }
 
 uint64_t swsContextsBuilt() { return contextsBuilt; }
+
+uint64_t swsContextBytesKept() { return cache.bytes; }
 
 int swsConvert(const SwsImage& src, const SwsImage& dst) {
   // XYZ12 into XYZ12 of the same size is a copy, with no conversion.

@@ -42,6 +42,10 @@ int swsConvert(const SwsImage& src, const SwsImage& dst);
 // Contexts this thread has built so far (scaleImageContextsBuilt).
 uint64_t swsContextsBuilt();
 
+// What the contexts this thread keeps hold, as estimated for the cache's
+// byte bound (scaleImageContextBytesKept).
+uint64_t swsContextBytesKept();
+
 // The resampling filter libswscale is given for this change of size (a
 // SWS_ flag): the choice of bench/ScalerQualityBench, exposed for it.
 int swsFilterFor(int srcWidth, int srcHeight, int dstWidth, int dstHeight);

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "support/FakeNvidiaDriver.h"
-#include "hardware/HardwareProbe.h"
 #include "hardware/NVidiaCUDAUtils.h"
 #include "logging/LogCollector.h"
 
@@ -89,33 +88,6 @@ TEST(NVidiaCUDAUtilsTest, CoresTableCoversTheOldArchitecturesOnly) {
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.major) + "." + std::to_string(c.minor));
     EXPECT_EQ(NVidiaCUDAUtils::nGpuArchCoresPerSM(c.major, c.minor), c.cores);
-  }
-}
-
-TEST(NVidiaCUDAUtilsTest, SessionStartLogsTheAnswerThenTheGpus) {
-  struct Case {
-    const char* script;
-    std::vector<std::string> lines;
-  } cases[] = {
-      {"devices=1\ndevice0=Fake GPU|2|0|1000000|4|1048576",
-       {"TranscoderSession.isCUDAAvailable[{context}]: NVidia CUDA hardware acceleration is available",
-        "NVidiaCUDAUtils.logCUDAGPUInfo[{context}]: GPU[0]: name:\"Fake GPU\" version:2.0 driver:12020 memory:1MB "
-        "processors:4 cores:128 clockRate:1000MHz",
-        "TranscoderSession.isQuickSyncAvailable[{context}]: Intel Quick Sync hardware acceleration is NOT available"}},
-      {"devices=0",
-       {"TranscoderSession.isCUDAAvailable[{context}]: NVidia CUDA hardware acceleration is NOT available",
-        "TranscoderSession.isQuickSyncAvailable[{context}]: Intel Quick Sync hardware acceleration is NOT available"}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.script);
-    FakeNvidiaDriver driver;
-    driver.script(c.script);
-    LogCollector log;
-    const HardwareAvailability found = probeHardware(log);
-    EXPECT_EQ(found.cuda, c.lines.size() == 3);
-    std::vector<std::string> statements;
-    for (const LogStatement& s : drain(log)) statements.push_back(s.statement);
-    EXPECT_EQ(statements, c.lines);
   }
 }
 

@@ -29,27 +29,6 @@ TEST(LogCollector, KeepsTheFirstThousandAndRefillsAfterADrain) {
   EXPECT_TRUE(drain(collector).empty());
 }
 
-TEST(LogCollector, EveryLevelAndContextIsKeptAsWritten) {
-  LogCollector collector;
-  collector.logLevel1(1, 0, "a");
-  collector.logLevel2(2, 3, "b");
-  collector.logLevel3(3, 0, "c");
-  collector.logLevel4(4, 9, "d");
-  collector.logLevel5("e[{context}]: x");
-  std::vector<LogStatement> out = drain(collector);
-  ASSERT_EQ(out.size(), 5u);
-  const int levels[] = {1, 2, 3, 4, 5};
-  const int types[] = {1, 2, 3, 4, 0};
-  const int indices[] = {0, 3, 0, 9, 0};
-  for (int i = 0; i < 5; ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(out[i].level, levels[i]);
-    EXPECT_EQ(out[i].contextType, types[i]);
-    EXPECT_EQ(out[i].contextIndex, indices[i]);
-  }
-  EXPECT_EQ(out[4].statement, "e[{context}]: x");
-}
-
 TEST(LogCollector, ProcessStatementsComeFirstStampedAsProcessWide) {
   LogCollector process;
   LogCollector session;

@@ -286,9 +286,7 @@ TEST_F(SysMemFrameAllocatorTest, AnOwnBufferAllocatorGoesWithCloseAndTheRecordRe
   EXPECT_EQ(own.LockFrame(sharedFrame, &data), MFX_ERR_NOT_INITIALIZED);
 }
 
-// The bookkeeping of the base class, under a type check that lets requests
-// without kind bits through: such a kind matches no slot, so a fifth one finds
-// every slot taken.
+// A kind without kind bits matches no slot, so a fifth one finds every slot taken.
 class KindlessAllocator : public BaseFrameAllocator {
  public:
   mfxStatus Init(FrameAllocatorParams*) override { return MFX_ERR_NONE; }

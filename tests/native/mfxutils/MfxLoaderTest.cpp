@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "support/FakeRuntimeFixture.h"
-#include "mfxutils/MfxFunctionTable.h"
 #include "mfxutils/MfxLoader.h"
 #include "platform/mfxruntime/MfxApi.h"
 
@@ -291,21 +290,6 @@ TEST_F(MfxLoaderTest, SessionsOpenAndCloseFromManyThreadsUnderTheOneLock) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(failures.load(), 0);
   EXPECT_EQ(fakeMfxCalls("MFXInit"), 200);
-}
-
-TEST(MfxFunctionTable, NamesTheFortyFourEntriesWithTheirVersions) {
-  EXPECT_EQ(MfxFunctionTable::kEntryCount, 44u);
-  EXPECT_STREQ(MfxFunctionTable::info(MfxEntry::Init).name, "MFXInit");
-  EXPECT_STREQ(MfxFunctionTable::info(MfxEntry::UserProcessFrameAsync).name, "MFXVideoUSER_ProcessFrameAsync");
-  int capsTo10 = 0;
-  for (std::size_t i = 0; i < MfxFunctionTable::kEntryCount; ++i) {
-    const auto& info = MfxFunctionTable::info(static_cast<MfxEntry>(i));
-    SCOPED_TRACE(info.name);
-    const bool isOneOne = info.required == mfxVersionWord(1, 1);
-    EXPECT_EQ(info.cap, isOneOne ? mfxVersionWord(1, 0) : 0u) << "1.1 entries cap at 1.0, the others refuse";
-    capsTo10 += isOneOne;
-  }
-  EXPECT_EQ(capsTo10, 8) << "join, clone, disjoin, the priorities and the three user calls";
 }
 
 }  // namespace

@@ -23,41 +23,6 @@ class CodecSelectionTest : public ::testing::Test {
   TranscoderSession session;
 };
 
-TEST_F(CodecSelectionTest, AudioDecodersByNumberWithTheirWords) {
-  struct Case {
-    uint32_t codec, implementation;
-    const char* words;
-    uint32_t headerSize;
-  } cases[] = {{7, 0, "G711 ALAW: default", 0},      {8, 5, "G711 MULAW: default", 0},
-               {2, 3, "MP3: default", 0},            {2, 2, "MPEG1 Part 1/2: default", 0},
-               {2, 0, "MPEG1 Part 1/2: default", 0}, {10, 0, "AAC: default", 7},
-               {11, 4, "SPEEX: default", 0}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.words);
-    ASSERT_EQ(session.audioDecoderCreate(c.codec, c.implementation, 9), 0u);
-    ASSERT_NE(session.getAudioDecoder(), nullptr);
-    EXPECT_EQ(session.getAudioDecoder()->getCodec(), c.codec);
-    EXPECT_EQ(session.getAudioSampleFormat(), 9u);
-    EXPECT_EQ(session.getFrameHeaderSize(), c.headerSize);
-    std::vector<LogStatement> log = drain();
-    ASSERT_EQ(log.size(), 1u);
-    EXPECT_EQ(log[0].statement, std::string("TranscoderSession.audioDecoderCreate[{context}]: Create audio decoder: ") +
-                                    c.words);
-    EXPECT_EQ(log[0].contextType, 3);
-    EXPECT_EQ(log[0].level, 2);
-  }
-}
-
-TEST_F(CodecSelectionTest, AacIsTheOtherAudioEncoder) {
-  uint32_t index = 99;
-  ASSERT_EQ(session.audioEncoderAdd(10, 7, index), 0u);
-  EXPECT_EQ(index, 0u);
-  EXPECT_EQ(session.getAudioEncoder(0)->getCodec(), 10u);
-  std::vector<LogStatement> log = drain();
-  ASSERT_EQ(log.size(), 1u);
-  EXPECT_EQ(log[0].statement, "TranscoderSession.audioEncoderAdd[{context}]: Create audio encoder: AAC: default");
-}
-
 TEST_F(CodecSelectionTest, UnknownNumbersFailSilently) {
   uint32_t index = 77;
   EXPECT_EQ(session.audioDecoderCreate(9, 0), kFailure) << "Vorbis is no decoder";

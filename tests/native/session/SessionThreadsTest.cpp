@@ -1,9 +1,4 @@
-// Several sessions transcode at once, each on a thread of its own, while two
-// more threads make the calls a host may make beside a session's own: one
-// drains every log (the sessions' and the process-wide one), one installs,
-// replaces and removes overlays on the decoder frames and on a rendition.
-// Run under ThreadSanitizer too (CVX_TSAN); the outputs are decoded to check
-// that no picture or packet was lost or torn on the way.
+// Sessions transcode on their own threads while others drain logs and swap overlays (TSan too); outputs are decoded.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -42,4 +42,17 @@ inline std::vector<uint8_t> withStartCode(const Nal& nal) {
   return block;
 }
 
+// NAL unit types of a length-prefixed access unit; none unless the prefixes walk it exactly.
+inline std::vector<int> prefixedNalTypes(const uint8_t* data, size_t size) {
+  std::vector<int> types;
+  size_t at = 0;
+  while (at + 4 <= size) {
+    const size_t n = size_t{data[at]} << 24 | size_t{data[at + 1]} << 16 | size_t{data[at + 2]} << 8 | data[at + 3];
+    if (n == 0 || n > size - at - 4) return {};
+    types.push_back(data[at + 4] & 31);
+    at += 4 + n;
+  }
+  return at == size ? types : std::vector<int>{};
+}
+
 }  // namespace cvx::test

@@ -13,6 +13,7 @@ namespace cvx::test {
 
 namespace {
 
+// Whole frames of an ADTS or MPEG audio stream.
 std::vector<Packet> splitFrames(const std::vector<uint8_t>& bytes, bool adts) {
   std::vector<Packet> frames;
   size_t at = 0;
@@ -31,12 +32,7 @@ std::vector<Packet> splitFrames(const std::vector<uint8_t>& bytes, bool adts) {
   return frames;
 }
 
-}  // namespace
-
-std::vector<Packet> splitAdts(const std::vector<uint8_t>& bytes) { return splitFrames(bytes, true); }
-
-std::vector<Packet> splitMpegAudio(const std::vector<uint8_t>& bytes) { return splitFrames(bytes, false); }
-
+// Ogg packets past the first `skipHeaders`.
 std::vector<Packet> readOggPackets(const std::vector<uint8_t>& bytes, size_t skipHeaders) {
   std::vector<Packet> packets;
   Packet current;
@@ -60,6 +56,8 @@ std::vector<Packet> readOggPackets(const std::vector<uint8_t>& bytes, size_t ski
   return packets;
 }
 
+}  // namespace
+
 bool makeAudioFixture(FixtureKind kind, const std::string& name, const std::string& encodeArgs, uint32_t sampleRate,
                       uint32_t channels, double seconds, AudioFixture& fixture) {
   if (!haveFfmpeg()) return false;
@@ -78,7 +76,7 @@ bool makeAudioFixture(FixtureKind kind, const std::string& name, const std::stri
   fixture.channels = channels;
   switch (kind) {
     case FixtureKind::Aac: {
-      std::vector<Packet> frames = splitAdts(bytes);
+      std::vector<Packet> frames = splitFrames(bytes, true);
       if (frames.empty()) return false;
       // The host gets raw units and the AudioSpecificConfig from its container.
       const uint8_t* h = frames[0].data();
@@ -96,7 +94,7 @@ bool makeAudioFixture(FixtureKind kind, const std::string& name, const std::stri
     }
     case FixtureKind::Mp3:
     case FixtureKind::Mp2: {
-      fixture.packets = splitMpegAudio(bytes);
+      fixture.packets = splitFrames(bytes, false);
       AudioFrameHeader header;
       if (fixture.packets.empty() || !parseMpegAudioHeader(fixture.packets[0].data(), 4, header)) return false;
       fixture.frameSamples = header.samplesPerFrame;
@@ -150,6 +148,14 @@ std::vector<int16_t> sweeps(uint32_t channels, uint32_t sampleRate, uint32_t sam
     }
   }
   return pcm;
+}
+
+void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t first, uint32_t sampleRate) {
+  auto* out = reinterpret_cast<int16_t*>(buffer.getBuffer());
+  for (uint32_t i = 0; i < buffer.getSampleCount(); ++i) {
+    const double v = std::sin(2.0 * M_PI * 440.0 * static_cast<double>(first + i) / sampleRate);
+    for (uint32_t c = 0; c < channels; ++c) out[i * channels + c] = static_cast<int16_t>(v * 12000);
+  }
 }
 
 namespace {

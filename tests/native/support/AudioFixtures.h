@@ -6,6 +6,10 @@
 
 #include "audio/decoders/IAudioDecoder.h"
 
+namespace cvx {
+class AudioSampleBuffer;
+}
+
 namespace cvx::test {
 
 using Packet = std::vector<uint8_t>;
@@ -27,11 +31,6 @@ enum class FixtureKind { Aac, Mp3, Mp2, Speex };
 bool makeAudioFixture(FixtureKind kind, const std::string& name, const std::string& encodeArgs, uint32_t sampleRate,
                       uint32_t channels, double seconds, AudioFixture& fixture);
 
-// Whole frames of an ADTS or MPEG audio stream; Ogg packets past the two headers.
-std::vector<Packet> splitAdts(const std::vector<uint8_t>& bytes);
-std::vector<Packet> splitMpegAudio(const std::vector<uint8_t>& bytes);
-std::vector<Packet> readOggPackets(const std::vector<uint8_t>& bytes, size_t skipHeaders);
-
 // What a decoder gave for a run of packets.
 struct DecodeRun {
   std::vector<int16_t> pcm;        // all channels, interleaved
@@ -48,14 +47,15 @@ DecodeRun decodeAll(IAudioDecoder& decoder, const AudioFixture& fixture, uint32_
 // sweep on channel 0, a falling one on channel 1 (so a lag or a swap shows).
 std::vector<int16_t> sweeps(uint32_t channels, uint32_t sampleRate, uint32_t samples);
 
+// A 440 Hz sine over the buffer's samples, the same on every channel, from sample `first` of the signal.
+void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t first, uint32_t sampleRate);
+
 // An Ogg stream of the headers (first alone on its page) and the packets, one
 // packet a page; each audio page's granule is its packet's position.
 std::vector<uint8_t> oggStream(const std::vector<Packet>& headers, const std::vector<Packet>& packets,
                                const std::vector<uint64_t>& positions);
 
-// Decodes a file under CVX_TEST_TMPDIR (written first from `stream` unless
-// that is empty) with the ffmpeg command line into interleaved 16-bit
-// samples; empty on failure.
+// ffmpeg's decode of a file under CVX_TEST_TMPDIR (written from `stream` unless empty); empty on failure.
 std::vector<int16_t> decodeAudioWithFfmpeg(const std::vector<uint8_t>& stream, const std::string& file,
                                            uint32_t channels, uint32_t sampleRate);
 

@@ -1,8 +1,6 @@
 #pragma once
 
-// Points the library's late binding at the fake NVIDIA driver the tests
-// build, and scripts that driver per test (see tests/fakes/nvidia). The
-// environment is restored when the object goes.
+// Points the library at the fake NVIDIA driver (tests/fakes/nvidia) and scripts it; restores the environment.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

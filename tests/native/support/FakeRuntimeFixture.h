@@ -1,9 +1,6 @@
 #pragma once
 
-// Tests over the fake Media SDK runtime (tests/fakes/mediasdk): the loader is
-// pointed at it through CVX_MFX_RUNTIME for the test's length, the fake
-// starts from its defaults, and every session a test opened must be closed
-// by its end.
+// The loader on the fake Media SDK runtime, from its defaults; every session a test opens must be closed.
 #include <gtest/gtest.h>
 
 #include <string>

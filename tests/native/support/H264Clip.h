@@ -9,10 +9,7 @@
 
 namespace cvx::test {
 
-// An H.264 clip as a host hands it over: the decoder configuration record and
-// the frames in decode order, each a run of four-byte length-prefixed NAL
-// units (delimiters left out), with the host's timecode (40 ms a picture, by
-// display position) and frame type (1 key, 2 others).
+// A host's H.264: the configuration record, then length-prefixed frames in decode order with timecode and type.
 struct H264Clip {
   struct Frame {
     std::vector<uint8_t> data;

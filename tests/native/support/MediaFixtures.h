@@ -30,10 +30,7 @@ std::string fixturePath(const std::string& name);
 bool runCommand(const std::string& command);
 std::vector<uint8_t> readFile(const std::string& path);
 
-// Encodes with `encodeArgs` (ffmpeg output options and format) into `name`,
-// then reads packets, display order and the reference decode. For containers
-// whose packets carry a header, `payloadSkip` bytes are skipped at each
-// packet's position (an FLV video tag).
+// Encodes into `name` and reads packets, display order and ffmpeg's decode; `payloadSkip`: an FLV tag's header.
 bool makeStreamFixture(const std::string& name, const std::string& encodeArgs, int width, int height, int frames,
                        StreamFixture& fixture, size_t payloadSkip = 0);
 

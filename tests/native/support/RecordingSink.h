@@ -9,9 +9,7 @@
 
 namespace cvx::test {
 
-// A bufstream_tt sink that keeps every encoded picture as the encoder framed
-// it, and notes any call that breaks the start / time stamp / bytes / end
-// order.
+// A sink that keeps each encoded picture as framed and counts calls out of start / stamp / bytes / end order.
 class RecordingSink {
  public:
   struct Picture {

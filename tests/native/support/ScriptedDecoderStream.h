@@ -7,9 +7,7 @@
 
 namespace cvx::test {
 
-// A decoder library stand-in that answers from a script, for the logic the
-// decoder classes build around the library: what they pass and how they act
-// on the answers. Owned by the test; free() only notes the call.
+// A decoder library stand-in answering from a script; owned by the test, free() only counts.
 class ScriptedDecoderStream {
  public:
   struct Answer {

@@ -5,8 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <memory>
+
+#include "support/MediaFixtures.h"
 
 namespace cvx::test {
 
@@ -99,25 +100,20 @@ AccessUnitScan scanAccessUnit(const std::vector<uint8_t>& b) {
 std::vector<std::vector<uint8_t>> decodeWithFfmpeg(const std::vector<uint8_t>& stream, uint32_t width,
                                                    uint32_t height, const std::string& name,
                                                    const std::string& extension) {
-  const std::string input = std::string(CVX_TEST_TMPDIR) + "/" + name + "." + extension;
-  const std::string output = std::string(CVX_TEST_TMPDIR) + "/" + name + ".yuv";
+  const std::string input = fixturePath(name + "." + extension);
+  const std::string output = fixturePath(name + ".yuv");
   std::ofstream(input, std::ios::binary).write(reinterpret_cast<const char*>(stream.data()),
                                                static_cast<std::streamsize>(stream.size()));
-  const std::string command =
-      "ffmpeg -v error -y -i '" + input + "' -f rawvideo -pix_fmt yuv420p '" + output + "' > /dev/null 2>&1";
   std::vector<std::vector<uint8_t>> pictures;
-  if (std::system(command.c_str()) != 0) {
+  if (!runCommand("ffmpeg -v error -y -i '" + input + "' -f rawvideo -pix_fmt yuv420p '" + output + "' > /dev/null 2>&1")) {
     return pictures;
   }
-  std::ifstream file(output, std::ios::binary);
-  const std::vector<uint8_t> all((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const std::vector<uint8_t> all = readFile(output);
   const size_t pictureBytes = static_cast<size_t>(width) * height * 3 / 2;
   for (size_t at = 0; at + pictureBytes <= all.size(); at += pictureBytes) {
     pictures.emplace_back(all.begin() + static_cast<std::ptrdiff_t>(at),
                           all.begin() + static_cast<std::ptrdiff_t>(at + pictureBytes));
   }
-  std::remove(input.c_str());
-  std::remove(output.c_str());
   return pictures;
 }
 

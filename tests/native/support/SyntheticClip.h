@@ -10,10 +10,7 @@
 
 namespace cvx::test {
 
-// A deterministic 4:2:0 clip: a moving gradient over a fixed texture, with a
-// hard scene change at `sceneChange` (negative for none). Each picture is one
-// block in the frame buffer's layout: luma, then the chroma plane that comes
-// first for `fourcc`, then the other.
+// A moving gradient over a fixed texture in the frame buffer's 4:2:0 layout; a hard cut at `sceneChange` (< 0: none).
 struct SyntheticClip {
   uint32_t width = 0;
   uint32_t height = 0;
@@ -32,9 +29,7 @@ struct EncodeResult {
   int doneStatus = 0;
 };
 
-// Drives the seven operations the way the encoder class does: a key frame
-// request block set for the pictures in `keyRequests`, a time stamp record
-// per picture with start = timecode * 10.
+// Drives the stand-in as the encoder class does: key frame requests for `keyRequests`, stamps of timecode x 10.
 EncodeResult encodeClip(const H264EncoderSettings& settings, const SyntheticClip& clip,
                         const std::set<int>& keyRequests = {}, int abort = 0);
 

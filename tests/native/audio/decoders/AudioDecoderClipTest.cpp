@@ -1,6 +1,4 @@
-// Every audio decoder behind IAudioDecoder, on a clip ffmpeg made, driven as
-// the session drives it (the marshalling's reserved bytes in front of each
-// packet, host times from the packet index).
+// Every audio decoder behind IAudioDecoder on an ffmpeg clip, driven as the session drives it.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -79,10 +77,7 @@ TEST_P(AudioDecoderClip, EveryPacketGivesItsBlockAtItsSamplePositionAsFfmpegDeco
   EXPECT_NEAR(test::dominantFrequency(run.pcm, c.channels, c.rate), 440.0, 3.0);
 }
 
-// Damage of every kind goes into each decoder between good packets: every
-// call answers with a status, nothing is written past the block (the
-// sanitizer build watches), and the good packets after the damage still give
-// the sine.
+// Damage between good packets: a status for each, no write past the block (ASan), the sine after it.
 TEST_P(AudioDecoderClip, DamagedPacketsGiveStatusesAndTheStreamRecovers) {
   const DecoderCase& c = GetParam();
   ASSERT_GT(fixture.packets.size(), 20u);

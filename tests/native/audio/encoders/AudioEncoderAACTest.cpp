@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -11,17 +10,10 @@
 #include "audio/encoders/AudioEncoderAAC.h"
 #include "audio/samples/AudioSampleBuffer.h"
 #include "logging/LogCollector.h"
+#include "support/AudioFixtures.h"
 
 namespace cvx {
 namespace {
-
-void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t firstSample, uint32_t rate) {
-  auto* out = reinterpret_cast<int16_t*>(buffer.getBuffer());
-  for (uint32_t i = 0; i < buffer.getSampleCount(); ++i) {
-    const double v = std::sin(2.0 * M_PI * 440.0 * static_cast<double>(firstSample + i) / rate);
-    for (uint32_t c = 0; c < channels; ++c) out[i * channels + c] = static_cast<int16_t>(v * 12000);
-  }
-}
 
 std::unique_ptr<AudioEncoderAAC> makeEncoder(LogCollector& log, uint32_t channels, uint32_t rate, uint32_t bitrate) {
   auto encoder = std::make_unique<AudioEncoderAAC>();
@@ -117,7 +109,7 @@ class AacEncoderFramingTest : public ::testing::Test {
     AudioSampleBuffer buffer;
     ASSERT_EQ(buffer.allocBuffer(count, 2, 44100), 0);
     buffer.setTimecode(at);
-    fillSine(buffer, 2, at, 44100);
+    test::fillSine(buffer, 2, at, 44100);
     std::vector<AudioFrameEncoded> out;
     ASSERT_EQ(encoder->addSampleBuffer(buffer, out), 0);
     moveFrames(out, frames);
@@ -190,23 +182,6 @@ TEST_F(AacEncoderFramingTest, QueuedCopiesKeepOnlyTheSamplesTheyWillGive) {
   }
   EXPECT_EQ(encoder->getQueuedSamples(), 100u);
   EXPECT_EQ(encoder->getQueuedBytes(), 100u * 4u) << "not a 256 KiB block each";
-}
-
-// At the end the samples short of a frame make a last frame and the
-// library's frame of delay follows, each 1024 positions after the one before.
-TEST_F(AacEncoderFramingTest, EndOfStreamGivesTheLastSamplesAndTheDelayedFrame) {
-  const uint64_t p = 5000;
-  for (uint64_t i = 0; i < 3; ++i) feed(1152, p + i * 1152);
-  ASSERT_EQ(frames.size(), 2u) << "three whole frames in, one held back";
-  std::vector<AudioFrameEncoded> out;
-  ASSERT_EQ(encoder->endOfStream(out), 0);
-  moveFrames(out, frames);
-  // 3456 samples: three whole frames and 384 samples, and the frame of delay.
-  ASSERT_EQ(frames.size(), 5u);
-  for (size_t k = 0; k < frames.size(); ++k) EXPECT_EQ(frames[k].timecode, p + 1024 * k) << k;
-  EXPECT_EQ(encoder->getQueuedSamples(), 0u);
-  EXPECT_EQ(encoder->endOfStream(out), 0);
-  EXPECT_TRUE(out.empty()) << "a second end does nothing";
 }
 
 }  // namespace

@@ -1,9 +1,7 @@
 #include "audio/encoders/AudioEncoderVorbis.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -12,17 +10,10 @@
 
 #include "audio/samples/AudioSampleBuffer.h"
 #include "logging/LogCollector.h"
+#include "support/AudioFixtures.h"
 
 namespace cvx {
 namespace {
-
-void fillSine(AudioSampleBuffer& buffer, uint32_t channels, uint64_t firstSample, double hz, uint32_t rate) {
-  auto* out = reinterpret_cast<int16_t*>(buffer.getBuffer());
-  for (uint32_t i = 0; i < buffer.getSampleCount(); ++i) {
-    const double v = std::sin(2.0 * M_PI * hz * static_cast<double>(firstSample + i) / rate);
-    for (uint32_t c = 0; c < channels; ++c) out[i * channels + c] = static_cast<int16_t>(v * 12000);
-  }
-}
 
 class AudioEncoderVorbisTest : public ::testing::TestWithParam<uint32_t> {
  protected:
@@ -68,30 +59,6 @@ TEST_P(AudioEncoderVorbisTest, MakesThreeHeadersAndHandsOutCopies) {
                                     " sampleRate:44100");
   EXPECT_EQ(lines[0].contextType, 4);
   EXPECT_EQ(lines[0].contextIndex, 3);
-}
-
-// At the end the library analyses what it holds: the last packets stand up
-// to the last sample.
-TEST_P(AudioEncoderVorbisTest, EndOfStreamGivesTheLastPacketsUpToTheLastSample) {
-  AudioSampleBuffer buffer;
-  ASSERT_EQ(buffer.allocBuffer(1000, GetParam(), 44100), 0);
-  std::vector<AudioFrameEncoded> packets;
-  const uint64_t start = 7000;
-  for (uint64_t i = 0; i < 20; ++i) {
-    buffer.setTimecode(start + i * 1000);
-    fillSine(buffer, GetParam(), i * 1000, 440.0, 44100);
-    ASSERT_EQ(encoder.addSampleBuffer(buffer, packets), 0);
-  }
-  const std::size_t beforeEnd = packets.size();
-  ASSERT_GT(beforeEnd, 0u);
-  EXPECT_LT(packets.back().timecode, start + 20000) << "the lookahead holds the last samples";
-  ASSERT_EQ(encoder.endOfStream(packets), 0);
-  ASSERT_GT(packets.size(), beforeEnd);
-  for (std::size_t i = 1; i < packets.size(); ++i) ASSERT_GE(packets[i].timecode, packets[i - 1].timecode) << i;
-  EXPECT_EQ(packets.back().timecode, start + 20000);
-  std::vector<AudioFrameEncoded> again;
-  EXPECT_EQ(encoder.endOfStream(again), 0);
-  EXPECT_TRUE(again.empty()) << "a second end does nothing";
 }
 
 INSTANTIATE_TEST_SUITE_P(MonoAndStereo, AudioEncoderVorbisTest, ::testing::Values(1u, 2u));
@@ -162,44 +129,10 @@ TEST(AudioEncoderVorbisSetup, AnEmptyBufferDoesNotEndTheStream) {
   for (uint64_t i = 0; i < 50; ++i) {
     buffer.setSampleCount(1024);
     buffer.setTimecode(i * 1024);
-    fillSine(buffer, 2, i * 1024, 440.0, 44100);
+    test::fillSine(buffer, 2, i * 1024, 44100);
     ASSERT_EQ(encoder.addSampleBuffer(buffer, out), 0);
   }
   EXPECT_GT(out.size(), 40u);
-}
-
-// Runs `body` on a thread with a stack of `bytes`, the size a JVM gives its threads.
-template <class Body>
-void runOnStackOf(std::size_t bytes, Body body) {
-  pthread_attr_t attributes;
-  ASSERT_EQ(pthread_attr_init(&attributes), 0);
-  ASSERT_EQ(pthread_attr_setstacksize(&attributes, bytes), 0);
-  pthread_t thread;
-  auto run = [](void* argument) -> void* {
-    (*static_cast<Body*>(argument))();
-    return nullptr;
-  };
-  ASSERT_EQ(pthread_create(&thread, &attributes, run, &body), 0);
-  pthread_join(thread, nullptr);
-  pthread_attr_destroy(&attributes);
-}
-
-TEST(AudioEncoderVorbisSetup, ALargeBufferGoesInThroughBoundedChunksOnAJavaSizedStack) {
-  AudioEncoderVorbis encoder;
-  ASSERT_EQ(startStereo(encoder), 0);
-  AudioSampleBuffer buffer;
-  ASSERT_EQ(buffer.allocBuffer(400000, 2, 44100), 0);
-  buffer.setTimecode(1000);
-  fillSine(buffer, 2, 0, 440.0, 44100);
-  std::vector<AudioFrameEncoded> out;
-  int result = -2;
-  runOnStackOf(1 << 20, [&] { result = encoder.addSampleBuffer(buffer, out); });
-  ASSERT_EQ(result, 0);
-  // About nine seconds of stereo at 128 kbit/s, less the lookahead.
-  ASSERT_GT(out.size(), 300u);
-  EXPECT_EQ(out.front().timecode, 1000u);
-  EXPECT_GE(out.back().timecode, 1000u + 400000u - 4096u);
-  EXPECT_LE(out.back().timecode, 1000u + 400000u);
 }
 
 }  // namespace

@@ -10,21 +10,6 @@
 namespace cvx {
 namespace {
 
-TEST(AudioSampleBuffer, AllocationSizesFollowChannelsAndSamples) {
-  struct Case {
-    uint32_t samples, channels, rate, bytes;
-  } cases[] = {{1024, 2, 44100, 4096}, {1152, 1, 22050, 2304}, {0, 2, 8000, 0}, {160, 0, 8000, 0}};
-  AudioSampleBuffer buffer;
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.samples);
-    ASSERT_EQ(buffer.allocBuffer(c.samples, c.channels, c.rate), 0);
-    EXPECT_NE(buffer.getBuffer(), nullptr);
-    EXPECT_EQ(buffer.getBufferSize(), c.bytes);
-    EXPECT_EQ(buffer.getSampleCount(), c.samples);
-    EXPECT_EQ(buffer.getSampleRate(), c.rate);
-  }
-}
-
 TEST(AudioSampleBuffer, CopiesAreDeep) {
   auto source = std::make_unique<AudioSampleBuffer>();
   ASSERT_EQ(source->allocBuffer(4, 2, 8000), 0);
@@ -58,25 +43,6 @@ TEST(AudioTimecode, ConvertsBothWaysWithTruncation) {
   EXPECT_EQ(samplePositionToMilliseconds(44100, 44100), 1000u);
   EXPECT_EQ(samplePositionToMilliseconds(1024, 44100), 23u);
   EXPECT_EQ(samplePositionToMilliseconds(5, 0), 0u) << "no rate, no division";
-}
-
-TEST(AudioFrameAccounting, RunsGaplessWithinAMillisecondAndReanchorsOnJumps) {
-  testing::FakeAudioDecoder decoder;
-  decoder.setRate(44100, 2);
-  AudioSampleBuffer buffer;
-  ASSERT_EQ(buffer.allocBuffer(1024, 2, 44100), 0);
-  struct Step {
-    uint64_t ms, position;
-  } steps[] = {{0, 0}, {23, 1024}, {46, 2048}, {5000, 220500}, {5023, 221524}, {0, 0}};
-  for (const Step& s : steps) {
-    SCOPED_TRACE(s.ms);
-    ASSERT_TRUE(decoder.account(1024, s.ms, buffer));
-    EXPECT_EQ(buffer.getTimecode(), s.position);
-    EXPECT_EQ(decoder.getOutputTimecode(), s.position);
-    EXPECT_EQ(buffer.getSampleCount(), 1024u);
-  }
-  EXPECT_EQ(decoder.getDecodedFrameCount(), 6u);
-  EXPECT_EQ(decoder.getOutputSize(), 1024u * 2 * 2);
 }
 
 TEST(AudioFrameAccounting, WithoutARateDeliversNothing) {

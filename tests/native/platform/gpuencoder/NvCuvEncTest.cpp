@@ -166,15 +166,6 @@ TEST_F(NvCuvEncTest, EveryDriverFailureFailsCreationAndLeavesAHandleThatFailsCle
   EXPECT_TRUE(recorder.snapshot().empty());
 }
 
-TEST_F(NvCuvEncTest, CreationFailsWithoutADriverThatStarts) {
-  driver.script("devices=1\nfail=cuInit");
-  EXPECT_LT(NVCreateEncoder(&handle), 0);
-  EXPECT_EQ(handle, nullptr);
-  FakeNvidiaDriver partial(FakeNvidiaDriver::Folder::WithoutEncoder);
-  EXPECT_LT(NVCreateEncoder(&handle), 0);
-  EXPECT_EQ(handle, nullptr);
-}
-
 TEST_F(NvCuvEncTest, EveryOperationRefusesANullHandle) {
   NVVE_EncodeFrameParams frame = {};
   int value = 0;
@@ -268,6 +259,7 @@ TEST_F(NvCuvEncTest, ValuesOutOfRangeAreRefusedAndTheOldValueKept) {
   }
 }
 
+// What the best-GPU rule reads; the rule itself is the CUDA encoder class's test.
 TEST_F(NvCuvEncTest, GpuQueriesAnswerFromTheDriver) {
   driver.script("devices=2\ndevice0=A|2|0|1000000|4|1073741824\ndevice1=Big GPU|2|1|1500000|16|3221225472");
   create();
@@ -278,18 +270,10 @@ TEST_F(NvCuvEncTest, GpuQueriesAnswerFromTheDriver) {
   a.iGpuOrdinal = 1;
   ASSERT_EQ(NVGetParamValue(handle, NVVE_GET_GPU_ATTRIBUTES, &a), kNVVEOk);
   EXPECT_STREQ(a.cName, "Big GPU");
-  EXPECT_EQ(a.uiTotalGlobalMem, 3072u);
-  EXPECT_EQ(a.iMajor, 2);
-  EXPECT_EQ(a.iMinor, 1);
-  EXPECT_EQ(a.iClockRate, 1500000);
-  EXPECT_EQ(a.iMultiProcessorCount, 16);
+  EXPECT_EQ(a.uiTotalGlobalMem, 3072u) << "in MB";
   EXPECT_EQ(a.MaxGpuOffloadLevel, kNVVEOffloadFull);
   a.iGpuOrdinal = 2;
   EXPECT_LT(NVGetParamValue(handle, NVVE_GET_GPU_ATTRIBUTES, &a), 0);
-  int32_t selected = 1;
-  ASSERT_EQ(NVSetParamValue(handle, NVVE_FORCE_GPU_SELECTION, &selected), kNVVEOk);
-  ASSERT_EQ(NVCreateHWEncoder(handle), kNVVEOk);
-  EXPECT_TRUE(driver.traced("cuCtxCreate_v2 1"));
 }
 
 TEST_F(NvCuvEncTest, FramesOfAnotherSizeOrFormatAreRefused) {
@@ -315,21 +299,6 @@ TEST_F(NvCuvEncTest, FramesOfAnotherSizeOrFormatAreRefused) {
   }
   EXPECT_EQ(encode(1, 1), kNVVEOk);
   EXPECT_EQ(recorder.waitForFrames(1).size(), 4u);
-}
-
-TEST_F(NvCuvEncTest, ABitstreamTheDriverCannotLockIsReleasedEmpty) {
-  driver.script("devices=1\nfail=nvEncLockBitstream@2");
-  create();
-  ASSERT_EQ(NVCreateHWEncoder(handle), kNVVEOk);
-  ASSERT_EQ(encode(3, 10), kNVVEOk);
-  std::vector<size_t> sizes;
-  for (const Recorder::Event& e : recorder.waitForFrames(3)) {
-    if (e.kind == 'r') sizes.push_back(e.bytes.size());
-  }
-  ASSERT_EQ(sizes.size(), 3u);
-  EXPECT_GT(sizes[0], 6u);
-  EXPECT_EQ(sizes[1], 0u);
-  EXPECT_GT(sizes[2], 6u);
 }
 
 }  // namespace

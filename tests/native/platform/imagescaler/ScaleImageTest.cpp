@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include "platform/imagescaler/ScaleImage.h"
@@ -474,6 +475,29 @@ TEST(ScaleImageContexts, AFullLadderBuildsNoContextAfterItsFirstFrame) {
     if (frame == 0) afterFirstFrame = scaleImageContextsBuilt();
   }
   EXPECT_EQ(scaleImageContextsBuilt(), afterFirstFrame);
+}
+
+// Huge pictures make huge contexts (about 2 MiB each at 16384 pixels
+// across): a thread that scales many sizes of them keeps a bounded amount,
+// dropping the least recently used, and still scales correctly after.
+TEST(ScaleImageContexts, ContextsOfHugePicturesAreKeptWithinTheirByteBound) {
+  std::thread worker([] {
+    const uint32_t sw = 16384, sh = 16;
+    std::vector<uint8_t> source = i420Block(sw, sh);
+    std::fill(source.begin(), source.end(), 90);
+    uint64_t mostKept = 0;
+    for (uint32_t i = 0; i < 40; ++i) {
+      const uint32_t w = 16000 - 16 * i, h = 14;
+      std::vector<uint8_t> out = i420Block(w, h);
+      ASSERT_EQ(scale(0, kFourCCI420, source.data(), sw, sw, sh, kFourCCI420, out.data(), w, w, h), kScaleOk);
+      EXPECT_EQ(out[w * h / 2], 90) << "scaled with a fresh or kept context alike";
+      mostKept = std::max(mostKept, scaleImageContextBytesKept());
+    }
+    EXPECT_GT(mostKept, uint64_t{24} << 20) << "the contexts were kept up to the bound";
+    EXPECT_LE(mostKept, uint64_t{48} << 20);
+    EXPECT_EQ(scaleImageContextsBuilt(), 40u) << "a context per size, on a thread of its own";
+  });
+  worker.join();
 }
 
 TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {

@@ -73,9 +73,7 @@ TEST(LibraryLog, ErrorsAndWarningsReachTheProcessLogWithoutTheirLineFeeds) {
   EXPECT_EQ(lines[1].level, 2);
 }
 
-// Damage of every kind makes libavcodec complain about nearly every packet:
-// none of it may reach the host's standard error, and the log gets at most a
-// burst of it.
+// libavcodec complains about nearly every damaged packet: nothing on stderr, at most a burst in the log.
 TEST(LibraryLog, DamagedInputIntoTheDecodersWritesNothingToStandardError) {
   test::H264Clip clip;
   if (!test::makeH264Clip("library-log.h264", 160, 96, 12, "-preset veryfast -bf 0 -g 12", clip)) {

@@ -72,22 +72,6 @@ TEST(AccessUnitSplitterDetect, StaysProvisionalUntilConfirmed) {
   }
 }
 
-// For H.263 and Spark every start code opens a picture, so nothing after it
-// is read: a code that ends the input must not be looked past (under ASan).
-TEST(AccessUnitSplitterH263, AStartCodeAtTheEndOfTheInputIsNotReadPast) {
-  for (BitstreamKind kind : {BitstreamKind::H263, BitstreamKind::Spark}) {
-    SCOPED_TRACE(kind == BitstreamKind::H263 ? "H.263" : "Spark");
-    AccessUnitSplitter splitter(kind);
-    // One append into an empty splitter: the buffer ends where the input does.
-    const std::vector<uint8_t> input = {0x00, 0x00, 0x80, 0x0E, 0x0C, 0xAA, 0x00, 0x00, 0x80};
-    splitter.append(input.data(), input.size());
-    AccessUnitSplitter::Unit unit;
-    ASSERT_TRUE(splitter.next(false, unit));
-    EXPECT_EQ(unit.size, 6u);
-    EXPECT_TRUE(unit.hasPicture);
-  }
-}
-
 // A unit is handed out only when the next picture starts; headers in front
 // of a picture travel with it, and repeated parameter sets are marked to skip.
 TEST(AccessUnitSplitterH264, CutsAtTheNextPictureAndSkipsRepeatedParameterSets) {
@@ -124,9 +108,7 @@ TEST(AccessUnitSplitterH264, CutsAtTheNextPictureAndSkipsRepeatedParameterSets) 
   EXPECT_FALSE(splitter.next(true, unit));
 }
 
-// A size change in band: the new sets come with an IDR picture and take
-// effect; the configuration's old sets, which the feeder goes on putting in
-// front of every later frame, must not reach the codec again.
+// New sets in band take effect with their IDR; the old ones the feeder still prepends must not reach the codec.
 TEST(AccessUnitSplitterH264, ChangedParameterSetsTakeEffectOnlyWithAnIdrPicture) {
   using Bytes = std::vector<uint8_t>;
   const Bytes spsA = {0, 0, 0, 1, 0x67, 0x42, 0xC0, 0x1E, 0xDA, 0x05, 0x07, 0xC4};  // 320x240

@@ -113,11 +113,7 @@ class QuickSyncDecoderTest : public test::FakeRuntimeTest {
   std::vector<Picture> pictures;
 };
 
-// Pictures come in display order with their own timecodes and types, and
-// the pixels of ffmpeg's decode. At the end the runtime is asked without a
-// bitstream for what it holds: every picture comes out through decode, the
-// input counts as empty only after the last, and frames after it are
-// refused with a line.
+// At the end the runtime is asked without a bitstream for the pictures it holds.
 TEST_F(QuickSyncDecoderTest, EndOfStreamGivesOutThePicturesTheRuntimeHolds) {
   const H264Clip& clip = clipWithBFrames();
   open();

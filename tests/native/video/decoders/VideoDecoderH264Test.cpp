@@ -1,6 +1,3 @@
-// The H.264 decoder class against a recording stream: what it makes of the
-// host's length-prefixed frames and settings, and how it acts on the
-// library's answers. Real pictures are VideoDecoderClipTest's.
 #include "video/decoders/VideoDecoderH264.h"
 
 #include <gtest/gtest.h>
@@ -190,10 +187,7 @@ TEST_F(VideoDecoderH264Test, FramesGetADelimiterOfTheirTypeAndTheParameterSets) 
   }
 }
 
-// A configuration that comes while a frame still waits in the queue (the
-// host's decode stopped early) changes what later frames get; the waiting
-// frame keeps the sets it was queued with, whose storage must outlive the
-// change (ASan watches the reads).
+// The waiting frame keeps the sets it was queued with: their storage must outlive the change (ASan).
 TEST_F(VideoDecoderH264Test, ALaterConfigurationLeavesWaitingFramesTheirParameterSets) {
   configured();
   fake.states = {0x1};  // the parser reports at once: the rest of the frame waits

@@ -1,7 +1,4 @@
-// The MPEG-2 and MPEG-4 decoder classes' display shape, from sequence values
-// a recording stream reports: MPEG-2 applies its aspect code to the coded
-// height, MPEG-4 its pixel shape to the coded width. Real streams are
-// VideoDecoderClipTest's.
+// Display shape from sequence values: MPEG-2 scales the coded height by its aspect, MPEG-4 the width by its pixel shape.
 #include <gtest/gtest.h>
 
 #include <memory>

@@ -5,14 +5,12 @@
 #include <cstdlib>
 #include <vector>
 
+#include "support/AnnexB.h"
+
 namespace cvx {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
-uint32_t readLength(const Bytes& b, std::size_t at) {
-  return (uint32_t{b[at]} << 24) | (uint32_t{b[at + 1]} << 16) | (uint32_t{b[at + 2]} << 8) | b[at + 3];
-}
 
 Bytes unit(uint8_t header, std::size_t payload, uint8_t fill = 0x42) {
   Bytes b = {0, 0, 0, 1, header};
@@ -50,30 +48,13 @@ TEST(AnnexBConversion, TypesFollowTheLastUnitThatHasASay) {
 
 TEST(AnnexBConversion, WritesEachUnitsLengthInPlaceOfItsStartCode) {
   Bytes block = concat({unit(0x67, 9), unit(0x68, 3), unit(0x65, 1000)});
-  const Bytes original = block;
   VideoEncoderBufferStream::convertAnnexBToLengthPrefixed(block.data(), static_cast<uint32_t>(block.size()));
-  ASSERT_EQ(block.size(), original.size());
-  EXPECT_EQ(readLength(block, 0), 10u);
-  EXPECT_EQ(readLength(block, 14), 4u);
-  EXPECT_EQ(readLength(block, 22), 1001u);
-  EXPECT_EQ(block[4], 0x67);
-  EXPECT_EQ(block.back(), 0x42);
+  EXPECT_EQ(test::prefixedNalTypes(block.data(), block.size()), (std::vector<int>{7, 8, 5}));
 
-  // Walking the prefixes covers the block exactly.
-  std::size_t at = 0;
-  int units = 0;
-  while (at < block.size()) {
-    at += 4 + readLength(block, at);
-    ++units;
-  }
-  EXPECT_EQ(at, block.size());
-  EXPECT_EQ(units, 3);
-}
-
-TEST(AnnexBConversion, ThreeByteStartCodesStayPayload) {
-  Bytes block = concat({unit(0x41, 12), {0, 0, 1, 0x01}, Bytes(12, 0x42)});
-  VideoEncoderBufferStream::convertAnnexBToLengthPrefixed(block.data(), static_cast<uint32_t>(block.size()));
-  EXPECT_EQ(readLength(block, 0), block.size() - 4);
+  Bytes threeByteCode = concat({unit(0x41, 12), {0, 0, 1, 0x01}, Bytes(12, 0x42)});
+  VideoEncoderBufferStream::convertAnnexBToLengthPrefixed(threeByteCode.data(), static_cast<uint32_t>(threeByteCode.size()));
+  EXPECT_EQ(test::prefixedNalTypes(threeByteCode.data(), threeByteCode.size()), std::vector<int>{1})
+      << "a three-byte start code stays payload";
 }
 
 class VideoEncoderBufferStreamTest : public ::testing::Test {

@@ -13,6 +13,7 @@
 #include "support/SyntheticClip.h"
 #include "logging/LogCollector.h"
 #include "media/FourCC.h"
+#include "support/AnnexB.h"
 #include "support/FakeRuntimeFixture.h"
 
 namespace cvx {
@@ -36,21 +37,6 @@ const test::SyntheticClip& clip() {
 void paint(VideoFrameBuffer& frame, int index) {
   const std::vector<uint8_t>& picture = clip().pictures[static_cast<size_t>(index % kFrames)];
   std::memcpy(frame.getBytes(), picture.data(), picture.size());
-}
-
-// The NAL unit types of a length-prefixed unit, or nothing when the
-// prefixes do not walk it.
-std::vector<int> unitTypes(const VideoFrameEncoded& frame) {
-  std::vector<int> types;
-  uint32_t at = 0;
-  while (at + 4 <= frame.block.size()) {
-    const uint32_t n = uint32_t{frame.block.data()[at]} << 24 | uint32_t{frame.block.data()[at + 1]} << 16 |
-                       uint32_t{frame.block.data()[at + 2]} << 8 | frame.block.data()[at + 3];
-    if (n == 0 || n > frame.block.size() - at - 4) return {};
-    types.push_back(frame.block.data()[at + 4] & 31);
-    at += 4 + n;
-  }
-  return at == frame.block.size() ? types : std::vector<int>{};
 }
 
 class QuickSyncEncoderTest : public test::FakeRuntimeTest {
@@ -149,31 +135,22 @@ TEST_F(QuickSyncEncoderTest, SettersWriteTheSdkParameters) {
 TEST_F(QuickSyncEncoderTest, SettingsTwentyThousandToTwentyThousandNineteenNameTheSdkFields) {
   Encoder e;
   e.setDefaults(2, 0);
+  using M = mfxInfoMFX;
   struct Setting {
     uint32_t index;
-    std::function<uint32_t(const mfxInfoMFX&)> field;
+    std::function<uint32_t(const M&)> field;
   };
   const Setting settings[] = {
-      {20000, [](const mfxInfoMFX& m) { return m.CodecId; }},
-      {20001, [](const mfxInfoMFX& m) { return m.CodecProfile; }},
-      {20002, [](const mfxInfoMFX& m) { return m.CodecLevel; }},
-      {20003, [](const mfxInfoMFX& m) { return m.NumThread; }},
-      {20004, [](const mfxInfoMFX& m) { return m.TargetUsage; }},
-      {20005, [](const mfxInfoMFX& m) { return m.GopPicSize; }},
-      {20006, [](const mfxInfoMFX& m) { return m.GopRefDist; }},
-      {20007, [](const mfxInfoMFX& m) { return m.GopOptFlag; }},
-      {20008, [](const mfxInfoMFX& m) { return m.IdrInterval; }},
-      {20009, [](const mfxInfoMFX& m) { return m.RateControlMethod; }},
-      {20010, [](const mfxInfoMFX& m) { return m.InitialDelayInKB; }},
-      {20011, [](const mfxInfoMFX& m) { return m.QPI; }},
-      {20012, [](const mfxInfoMFX& m) { return m.BufferSizeInKB; }},
-      {20013, [](const mfxInfoMFX& m) { return m.TargetKbps; }},
-      {20014, [](const mfxInfoMFX& m) { return m.QPP; }},
-      {20015, [](const mfxInfoMFX& m) { return m.MaxKbps; }},
-      {20016, [](const mfxInfoMFX& m) { return m.QPB; }},
-      {20017, [](const mfxInfoMFX& m) { return m.NumSlice; }},
-      {20018, [](const mfxInfoMFX& m) { return m.NumRefFrame; }},
-      {20019, [](const mfxInfoMFX& m) { return m.EncodedOrder; }},
+      {20000, [](const M& m) { return m.CodecId; }}, {20001, [](const M& m) { return m.CodecProfile; }},
+      {20002, [](const M& m) { return m.CodecLevel; }}, {20003, [](const M& m) { return m.NumThread; }},
+      {20004, [](const M& m) { return m.TargetUsage; }}, {20005, [](const M& m) { return m.GopPicSize; }},
+      {20006, [](const M& m) { return m.GopRefDist; }}, {20007, [](const M& m) { return m.GopOptFlag; }},
+      {20008, [](const M& m) { return m.IdrInterval; }}, {20009, [](const M& m) { return m.RateControlMethod; }},
+      {20010, [](const M& m) { return m.InitialDelayInKB; }}, {20011, [](const M& m) { return m.QPI; }},
+      {20012, [](const M& m) { return m.BufferSizeInKB; }}, {20013, [](const M& m) { return m.TargetKbps; }},
+      {20014, [](const M& m) { return m.QPP; }}, {20015, [](const M& m) { return m.MaxKbps; }},
+      {20016, [](const M& m) { return m.QPB; }}, {20017, [](const M& m) { return m.NumSlice; }},
+      {20018, [](const M& m) { return m.NumRefFrame; }}, {20019, [](const M& m) { return m.EncodedOrder; }},
   };
   for (const Setting& s : settings) {
     SCOPED_TRACE(s.index);
@@ -219,7 +196,7 @@ TEST_F(QuickSyncEncoderTest, EncodesEachFrameIntoALengthPrefixedUnitWithKeyFrame
     const VideoFrameEncoded& f = out.back();
     EXPECT_EQ(f.timecode, i * 40);
     EXPECT_EQ(f.frameType, key ? 1u : 2u);
-    EXPECT_EQ(unitTypes(f), key ? std::vector<int>({7, 8, 6, 5}) : std::vector<int>({6, 1})) << "frame " << i;
+    EXPECT_EQ(test::prefixedNalTypes(f.block.data(), f.block.size()), key ? std::vector<int>({7, 8, 6, 5}) : std::vector<int>({6, 1})) << "frame " << i;
   }
   EXPECT_EQ(encoder->getFrameCountEncoded(), static_cast<uint32_t>(kFrames));
   EXPECT_EQ(encoder->getEncodedFrameCount(), 0u);
@@ -318,21 +295,6 @@ TEST_F(QuickSyncEncoderTest, EndOfStreamTakesTheFramesTheRuntimeHolds) {
   }
   EXPECT_EQ(encoder->endOfStream(), 0);
   EXPECT_EQ(fakeMfxCalls("ENCODE_EncodeFrameAsync") - calls, 3) << "a second end does nothing";
-}
-
-TEST_F(QuickSyncEncoderTest, KeyFramesWithAFourByteSeiAndFramesWithoutOne) {
-  fakeMfxSet("keySeiStartCode", 4);
-  make();
-  ASSERT_EQ(encode(0, 1), 1u);
-  EXPECT_EQ(out.back().frameType, 1u);
-  const std::vector<int> types = unitTypes(out.back());
-  ASSERT_EQ(types.size(), 4u) << "the lengths walk the frame";
-  EXPECT_EQ(types[2], 1) << "the SEI's fifth start byte leads its unit";
-  ASSERT_EQ(encode(1, 2), 1u);
-
-  fakeMfxSet("omitSei", 1);
-  EXPECT_EQ(encode(2, 1), 0u) << "a frame without an SEI is not delivered";
-  EXPECT_EQ(encode(3, 2), 0u);
 }
 
 TEST_F(QuickSyncEncoderTest, FramesTheStagingFrameCannotTakeNeverReachTheSdk) {

@@ -1,7 +1,4 @@
-// The CUDA H.264 encoder class: its setters and setting space, the best-GPU
-// rule and setGPUID, the log line of each checked call that fails, and
-// frames through the fake driver: timecodes paired in order, key frames
-// from the hints, output pulled while the library delivers from its thread.
+// The CUDA H.264 encoder class over the fake driver.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -13,6 +10,7 @@
 
 #include "logging/LogCollector.h"
 #include "parameters/IParameterTarget.h"
+#include "support/AnnexB.h"
 #include "support/FakeNvidiaDriver.h"
 #include "support/LogDrain.h"
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
@@ -32,18 +30,6 @@ int64_t setting(VideoEncoderH264NVidiaCUDA2& e, uint32_t index) {
   int64_t value = -99;
   e.getParameterLong(index, &value);
   return value;
-}
-
-// Each length prefix must walk the packet exactly.
-bool walksExactly(const VideoFrameEncoded& f) {
-  uint32_t at = 0;
-  while (at + 4 <= f.block.size()) {
-    const uint32_t n = uint32_t{f.block.data()[at]} << 24 | uint32_t{f.block.data()[at + 1]} << 16 |
-                       uint32_t{f.block.data()[at + 2]} << 8 | f.block.data()[at + 3];
-    if (n == 0 || n > f.block.size() - at - 4) return false;
-    at += 4 + n;
-  }
-  return at == f.block.size();
 }
 
 class CudaEncoderTest : public ::testing::Test {
@@ -187,7 +173,7 @@ TEST_F(CudaEncoderTest, FramesComeBackInOrderWithTheirTimecodesAndKeyFramesFromT
     SCOPED_TRACE(i);
     EXPECT_EQ(out[i].timecode, static_cast<int64_t>(40 * i));
     EXPECT_EQ(out[i].frameType, i == 0 || i == 7 || i == 19 ? 1u : 2u);
-    EXPECT_TRUE(walksExactly(out[i]));
+    EXPECT_FALSE(test::prefixedNalTypes(out[i].block.data(), out[i].block.size()).empty());
   }
   EXPECT_EQ(encoder->getPendingFrameCount(), 0u);
   EXPECT_EQ(encoder->getEncodedFrameCount(), 0u);

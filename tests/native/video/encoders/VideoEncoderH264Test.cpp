@@ -1,6 +1,3 @@
-// The software H.264 encoder class: the arithmetic of its setters, the
-// numbered setting space over the record, key frame requests, and a real
-// encode through its buffer stream checked by decoding the result.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "support/AnnexB.h"
 #include "support/SyntheticClip.h"
 #include "logging/LogCollector.h"
 #include "parameters/IParameterTarget.h"
@@ -66,9 +64,7 @@ TEST(VideoEncoderH264, FrameDurationIsRoundedTenthsOfAMillisecond) {
   }
 }
 
-// The maximum is 110 % of the target, in 64 bits (a 32-bit product wrapped
-// from 39 Mbit/s on and capped 40 Mbit/s to 1 Mbit/s), held at the field's
-// largest value; the library then takes it in kbit/s.
+// 110 % of the target in 64 bits (a 32-bit product wrapped from 39 Mbit/s on), held at the field's top.
 TEST(VideoEncoderH264, MaximumRateIsTenPercentAboveTheTargetAndNeverWraps) {
   const struct {
     uint32_t bitrate;
@@ -89,14 +85,6 @@ TEST(VideoEncoderH264, MaximumRateIsTenPercentAboveTheTargetAndNeverWraps) {
     EXPECT_EQ(static_cast<uint32_t>(int32At(bytes, 80)), c.bitrate);
     EXPECT_EQ(static_cast<uint32_t>(int32At(bytes, 84)), c.maximum);
   }
-  auto encoder = makeEncoder();
-  encoder->setDefaults(1, 2);
-  encoder->setFrameSize(1280, 720);
-  encoder->setBitrate(40000000);
-  H264ParamSummary summary{};
-  ASSERT_EQ(h264OutVideoDescribe(encoder->getSettings().get(), &summary), 0);
-  EXPECT_EQ(summary.bitrateKbps, 40000);
-  EXPECT_EQ(summary.vbvMaxKbps, 44000);
 }
 
 TEST(VideoEncoderH264, DefaultsAndKeyFrameFollowWriteTheirFields) {
@@ -245,7 +233,7 @@ TEST(VideoEncoderH264, LongsAreCutToThirtyTwoBitsAndWidenedWithSign) {
   }
 }
 
-TEST(VideoEncoderH264, ArraysCopyAtMostTheirLengthAndReadBackNothing) {
+TEST(VideoEncoderH264, ArraysCopyAtMostTheirLength) {
   auto encoder = makeEncoder();
   encoder->setParameterLong(10037, 1234);  // the field right behind 10036
   std::vector<int64_t> ten;
@@ -283,16 +271,6 @@ TEST(VideoEncoderH264, ArraysCopyAtMostTheirLengthAndReadBackNothing) {
   EXPECT_EQ(bytes[6664 + 19], static_cast<uint8_t>(twenty[19] & 0xFF));
   EXPECT_EQ(bytes[6664 + 20], 0);
 
-  int64_t out[16];
-  std::fill(std::begin(out), std::end(out), 42);
-  uint32_t count = 16;
-  EXPECT_EQ(encoder->getParameterLongArray(10036, out, &count), 0);
-  EXPECT_EQ(count, 0u);
-  EXPECT_EQ(out[0], 42);
-  EXPECT_EQ(encoder->getParameterLongArray(10036, out, nullptr), 0);
-  uint32_t unused = 5;
-  EXPECT_EQ(encoder->getParameterDoubleArray(10036, nullptr, &unused), 0);
-  EXPECT_EQ(unused, 0u);
 }
 
 // A configured encoder: family, preset, size, rate and bit rate as a session
@@ -422,21 +400,6 @@ TEST(VideoEncoderH264, InitializeReportsTheCheckAndStaysUsableAfterAFailure) {
   EXPECT_EQ(encoder->initialize(), -1) << "a second initialize is refused";
 }
 
-// Walks the length prefixes of one access unit; NAL unit types in order, or
-// empty when a prefix runs past the end.
-std::vector<int> walkPrefixes(const VideoFrameEncoded& f) {
-  std::vector<int> types;
-  uint32_t at = 0;
-  while (at + 4 < f.block.size()) {
-    const uint32_t n = (uint32_t{f.block.data()[at]} << 24) | (uint32_t{f.block.data()[at + 1]} << 16) |
-                       (uint32_t{f.block.data()[at + 2]} << 8) | f.block.data()[at + 3];
-    if (n == 0 || at + 4 + n > f.block.size()) return {};
-    types.push_back(f.block.data()[at + 4] & 31);
-    at += 4 + n;
-  }
-  return at == f.block.size() ? types : std::vector<int>{};
-}
-
 // The access units' shape; their pixels and timecodes are the round trip's.
 TEST(VideoEncoderH264, EncodesFramesToLengthPrefixedUnitsLedByADelimiterOfTheirType) {
   constexpr uint32_t kW = 192;
@@ -457,7 +420,7 @@ TEST(VideoEncoderH264, EncodesFramesToLengthPrefixedUnitsLedByADelimiterOfTheirT
   for (size_t k = 0; k < out.size(); ++k) {
     const VideoFrameEncoded& f = out[k];
     SCOPED_TRACE(k);
-    const std::vector<int> nals = walkPrefixes(f);
+    const std::vector<int> nals = test::prefixedNalTypes(f.block.data(), f.block.size());
     ASSERT_FALSE(nals.empty()) << "prefixes walk the unit exactly";
     EXPECT_EQ(nals.front(), 9) << "a delimiter leads";
     const int slices = static_cast<int>(std::count_if(nals.begin(), nals.end(), [](int t) { return t == 1 || t == 5; }));

@@ -12,9 +12,7 @@ namespace {
 
 using namespace cvx;
 
-// The library sizes its reference pictures from the frame size, unchecked,
-// at initialize: a size past the picture limits must stop at the setter
-// with one level-3 line and leave the size the encoder had.
+// The library sizes its reference pictures from the frame size unchecked: the setter must stop a bad one.
 TEST(VideoEncoderVPX, FrameSizesPastThePictureLimitsAreRefused) {
   struct Case {
     const char* name;

@@ -183,9 +183,7 @@ TEST(VideoFrameBufferPixels, GetFrameBGRASizeQueryAndCapacity) {
   }
 }
 
-// The VP8 encoder reads (height + 1) / 2 chroma rows of (width + 1) / 2
-// bytes: past the plane rule's block when a side is odd. The block covers
-// that (AddressSanitizer sees the encoder's copies), the layout stays.
+// The VP8 encoder reads a chroma row and column past the plane rule's block when a side is odd (ASan).
 TEST(VideoFrameBufferVpxView, OddSizedPicturesEncodeWithinTheirBlocks) {
   const uint32_t sizes[][2] = {{16, 5}, {15, 5}, {17, 3}, {2, 1}, {1, 1}, {3, 7}, {64, 47}};
   for (uint32_t fourcc : {kFourCCI420, kFourCCYV12}) {
@@ -216,9 +214,7 @@ TEST(VideoFrameBufferVpxView, OddSizedPicturesEncodeWithinTheirBlocks) {
   EXPECT_EQ(VideoFrameBuffer::calcBlockBytes(16, 5, kFourCCBGRA), 320u);
 }
 
-// Sizes past the limits, and blocks the budget refuses, leave a buffer
-// empty: no size, no planes, nothing pointing at a block it no longer has,
-// and every use of it draws nothing.
+// A refused size or block leaves a buffer empty and inert: nothing may point at the block it lost.
 TEST(VideoFrameBufferLimits, RefusedBlocksLeaveTheBufferEmptyAndInert) {
   PictureMemoryBudget budget(100000);
   struct Case {
