@@ -27,6 +27,7 @@
 #include "media/FourCC.h"
 #include "parameters/IParameterTarget.h"
 #include "session/TranscoderSession.h"
+#include "support/ProcessLogDrain.h"
 #include "support/SessionFuzzInput.h"
 #include "video/decoders/IVideoDecoder.h"
 #include "video/encoders/IVideoEncoder.h"
@@ -588,6 +589,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace cvx;
   using namespace cvx::fuzz;
   getDefaultLogger();  // nativeInitialize, before anything else
+  const ProcessLogDrain drain;  // what codecs without a session wrote, at the end
   SessionFuzzInput in(data, size);
   std::unique_ptr<TranscoderSession> sessions[kSessions];
   for (int calls = 0; calls < kMaxCalls && !in.empty(); ++calls) {
@@ -603,8 +605,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     call(in, *session, which);
   }
   for (std::unique_ptr<TranscoderSession>& session : sessions) session.reset();  // destroyInstance
-  // The process-wide collector keeps what codecs without a session wrote.
-  std::vector<LogStatement> statements;
-  getDefaultLogger()->getLogStatements(statements);
   return 0;
 }

@@ -31,6 +31,7 @@
 #include "audio/samples/AudioFrameEncoded.h"
 #include "media/CodecNumbers.h"
 #include "session/TranscoderSession.h"
+#include "support/ProcessLogDrain.h"
 
 namespace cvx::fuzz {
 
@@ -49,6 +50,7 @@ class AudioDecoderFuzzInput {
     const uint32_t bitrate = 8000u * (uint32_t{data[4]} + 1);
     at = kHeaderBytes;
 
+    const ProcessLogDrain drain;  // after the session is gone
     TranscoderSession session;
     if (session.audioDecoderCreate(codec, implementation, data[5]) != 0) return;
     session.audioDecoderInitialize();
