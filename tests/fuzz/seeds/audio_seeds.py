@@ -4,7 +4,7 @@
     audio_seeds.py KIND OUTDIR      KIND: aac, mp3, mp2, speex, alaw, mulaw
 
 Each seed is the input layout of tests/fuzz/support/AudioDecoderFuzzInput.h:
-six bytes of buffer and encoder shape, then records (16-bit big-endian length,
+five bytes of buffer shape and sample format, then records (16-bit big-endian length,
 time step in milliseconds, bytes): the configuration record first, then the
 packets a host takes from its container. Fractions of a second of a sine, so
 that the seeds stay a few KB and the same on every run.
@@ -82,9 +82,8 @@ def record(payload, step):
     return struct.pack(">HB", len(payload), step) + payload
 
 
-def seed(samples, channels, buffers, vorbis, aac, bitrate_kbps, config, packets, step, reset_at=None):
-    shape = struct.pack(">HBBBB", samples - 1, channels, (buffers - 1) | (4 if vorbis else 0) | (8 if aac else 0),
-                        bitrate_kbps // 8 - 1, 2)
+def seed(samples, channels, buffers, config, packets, step, reset_at=None):
+    shape = struct.pack(">HBBB", samples - 1, channels, buffers - 1, 2)
     body = record(config, 0)
     for i, p in enumerate(packets):
         if i == reset_at:
@@ -101,33 +100,31 @@ def seeds(kind):
     if kind == "aac":
         stereo = adts_units(encode(44100, 2, 0.15, ["-c:a", "aac", "-b:a", "64k", "-f", "adts"]))
         mono = adts_units(encode(8000, 1, 0.3, ["-c:a", "aac", "-b:a", "16k", "-f", "adts"]))
-        yield seed(1024, 0, 1, True, True, 64, bytes([0x12, 0x10]), stereo, 23)
-        yield seed(2048, 2, 2, False, True, 128, bytes([0x12, 0x10]), stereo, 23, reset_at=5)
-        yield seed(1024, 0, 1, True, False, 16, bytes([0x15, 0x88]), mono, 128)
-        yield seed(300, 1, 3, True, True, 32, bytes([0x12, 0x10]), stereo[:6], 23)  # buffers too small
+        yield seed(1024, 0, 1, bytes([0x12, 0x10]), stereo, 23)
+        yield seed(2048, 2, 2, bytes([0x12, 0x10]), stereo, 23, reset_at=5)
+        yield seed(1024, 0, 1, bytes([0x15, 0x88]), mono, 128)
+        yield seed(300, 1, 3, bytes([0x12, 0x10]), stereo[:6], 23)  # buffers too small
     elif kind in ("mp3", "mp2"):
         codec = ["-c:a", "libmp3lame", "-f", "mp3", "-write_xing", "0", "-id3v2_version", "0"] if kind == "mp3" \
             else ["-c:a", "mp2", "-f", "mp2"]
         stereo = mpeg_frames(encode(44100, 2, 0.15, codec + ["-b:a", "128k"]))
         mono = mpeg_frames(encode(22050 if kind == "mp2" else 8000, 1, 0.3, codec + ["-b:a", "32k"]))
-        yield seed(1152, 0, 1, True, True, 128, b"", stereo, 26)
-        yield seed(2304, 2, 2, False, True, 64, b"", stereo, 26, reset_at=4)
-        yield seed(1152, 0, 1, True, False, 32, b"", mono, 52 if kind == "mp2" else 72)
-        yield seed(500, 1, 4, True, True, 32, b"", stereo[:5], 26)  # buffers too small
+        yield seed(1152, 0, 1, b"", stereo, 26)
+        yield seed(2304, 2, 2, b"", stereo, 26, reset_at=4)
+        yield seed(1152, 0, 1, b"", mono, 52 if kind == "mp2" else 72)
+        yield seed(500, 1, 4, b"", stereo[:5], 26)  # buffers too small
     elif kind == "speex":
         one = ogg_packets(encode(16000, 1, 0.2, ["-c:a", "libspeex", "-f", "ogg"]), 2)
         three = ogg_packets(encode(16000, 1, 0.3, ["-c:a", "libspeex", "-frames_per_packet", "3", "-f", "ogg"]), 2)
-        yield seed(320, 0, 1, True, True, 32, b"", one, 20)
-        yield seed(960, 0, 2, True, False, 24, b"", three, 60, reset_at=3)
-        yield seed(400, 1, 1, False, True, 32, b"", three, 60)  # room for one frame of three
+        yield seed(320, 0, 1, b"", one, 20)
+        yield seed(960, 0, 2, b"", three, 60, reset_at=3)
+        yield seed(400, 1, 1, b"", three, 60)  # room for one frame of three
     else:
         law = "alaw" if kind == "alaw" else "mulaw"
-        for rate, channels, packet, samples, vorbis, aac in ((8000, 1, 160, 160, True, True),
-                                                             (8000, 2, 320, 160, True, False),
-                                                             (16000, 1, 320, 4096, False, True)):
+        for rate, channels, packet, samples in ((8000, 1, 160, 160), (8000, 2, 320, 160), (16000, 1, 320, 4096)):
             pcm = encode(rate, channels, 0.1, ["-c:a", "pcm_" + law, "-f", law])
             packets = [g711_description(rate, channels)] + [pcm[i:i + packet] for i in range(0, len(pcm), packet)]
-            yield seed(samples, 0, 2, vorbis, aac, 32, b"", packets, 20)
+            yield seed(samples, 0, 2, b"", packets, 20)
 
 
 def main():
