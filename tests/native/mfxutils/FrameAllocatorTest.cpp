@@ -161,11 +161,7 @@ TEST_F(SysMemFrameAllocatorTest, EachFormatGetsItsSizeAlignmentPlanesAndPitch) {
 }
 
 TEST_F(SysMemFrameAllocatorTest, RefusesRequestsItDoesNotServe) {
-  struct Case {
-    const char* what;
-    mfxFrameAllocRequest r;
-    mfxStatus expected;
-  };
+  struct Case { const char* what; mfxFrameAllocRequest r; mfxStatus expected; };
   const Case cases[] = {
       {"none suggested", request(MFX_FOURCC_NV12, 64, 64, kDecoderInternal, 0), MFX_ERR_MEMORY_ALLOC},
       {"no kind bits", request(MFX_FOURCC_NV12, 64, 64, MFX_MEMTYPE_SYSTEM_MEMORY, 1), MFX_ERR_UNSUPPORTED},

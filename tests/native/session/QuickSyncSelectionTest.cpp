@@ -24,12 +24,7 @@ std::vector<std::string> drain(TranscoderSession& session) {
 class QuickSyncSelectionTest : public test::FakeRuntimeTest {};
 
 TEST_F(QuickSyncSelectionTest, DecodersOneAndTwoAreQuickSyncOnEveryMachine) {
-  struct Case {
-    const char* runtime;
-    uint32_t implementation;
-    const char* words;
-    uint32_t sdkImplementation;
-  };
+  struct Case { const char* runtime; uint32_t implementation; const char* words; uint32_t sdkImplementation; };
   for (const Case& c : {Case{test::kNoRuntime, 1, "H.264: QuickSync", 0}, Case{test::kNoRuntime, 2, "H.264: QuickSync(software)", 1},
                         Case{CVX_FAKE_MFX, 1, "H.264: QuickSync", 0}, Case{CVX_FAKE_MFX, 2, "H.264: QuickSync(software)", 1}}) {
     SCOPED_TRACE(std::string(c.runtime) + " " + c.words);
@@ -55,12 +50,7 @@ TEST_F(QuickSyncSelectionTest, DecodersOneAndTwoAreQuickSyncOnEveryMachine) {
 }
 
 TEST_F(QuickSyncSelectionTest, EncoderOneIsQuickSyncWhereTheProbeFoundItAndTheSoftwareEncoderElsewhere) {
-  struct Case {
-    const char* runtime;
-    const char* probe;
-    const char* words;
-    bool quickSync;
-  };
+  struct Case { const char* runtime; const char* probe; const char* words; bool quickSync; };
   for (const Case& c : {Case{CVX_FAKE_MFX, "available", "H.264: QuickSync", true},
                         Case{test::kNoRuntime, "NOT available", "H.264: default", false}}) {
     SCOPED_TRACE(c.runtime);

@@ -11,14 +11,7 @@ MallocBlock smallBlock() { return MallocBlock(static_cast<uint8_t*>(std::malloc(
 // an idle decoder lets everything before go.
 TEST(VideoDecodeBlocks, BoundsWhatWaitsAndLetsGoWhenTheDecoderIsIdle) {
   constexpr uint32_t kMiB = 1u << 20;
-  struct Step {
-    const char* name;
-    uint32_t length;
-    bool idle;
-    bool kept;
-    size_t count;
-    uint64_t bytes;
-  };
+  struct Step { const char* name; uint32_t length; bool idle; bool kept; size_t count; uint64_t bytes; };
   const Step steps[] = {
       {"first frame", 40 * kMiB, true, true, 1, 40 * kMiB},
       {"up to the byte bound", 24 * kMiB, false, true, 2, 64 * kMiB},

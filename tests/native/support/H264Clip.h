@@ -11,11 +11,7 @@ namespace cvx::test {
 
 // A host's H.264: the configuration record, then length-prefixed frames in decode order with timecode and type.
 struct H264Clip {
-  struct Frame {
-    std::vector<uint8_t> data;
-    int64_t timecode = 0;
-    uint32_t frameType = 0;
-  };
+  struct Frame { std::vector<uint8_t> data; int64_t timecode = 0; uint32_t frameType = 0; };
   std::vector<uint8_t> config;
   std::vector<Frame> frames;
   StreamFixture stream;  // the raw stream and ffmpeg's own decode of it

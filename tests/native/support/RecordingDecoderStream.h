@@ -16,10 +16,7 @@ namespace testing {
 
 class RecordingDecoderStream {
  public:
-  struct Call {
-    uint32_t infoId;
-    uint32_t offset;
-  };
+  struct Call { uint32_t infoId; uint32_t offset; };
   struct Attached {
     std::size_t atByte;  // position in `bytes` where the record was attached
     uint32_t frameType;

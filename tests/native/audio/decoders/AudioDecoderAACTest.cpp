@@ -31,10 +31,7 @@ class ScriptedAAC : public AudioDecoderAAC {
 };
 
 TEST(AacDecoderConfig, ReadsTypeRateIndexAndChannelConfigFromTwoBytes) {
-  struct Case {
-    uint8_t b0, b1;
-    uint32_t type, index, config, rate, channels;
-  } cases[] = {
+  struct Case { uint8_t b0, b1; uint32_t type, index, config, rate, channels; } cases[] = {
       {0x12, 0x10, 2, 4, 2, 44100, 2},
       {0x11, 0x90, 2, 3, 2, 48000, 2},
       {0x17, 0x90, 2, 15, 2, 0, 2},   // the escape index reads no 24-bit rate
@@ -59,10 +56,7 @@ TEST(AacDecoderConfig, ReadsTypeRateIndexAndChannelConfigFromTwoBytes) {
 }
 
 TEST(AacDecoderConfig, WritesTheAdtsHeader) {
-  struct Case {
-    uint32_t type, index, config, length;
-    uint8_t bytes[7];
-  } cases[] = {
+  struct Case { uint32_t type, index, config, length; uint8_t bytes[7]; } cases[] = {
       {2, 4, 2, 100, {0xFF, 0xF1, 0x50, 0x80, 0x0C, 0x9F, 0xFC}},
       {2, 3, 1, 8191, {0xFF, 0xF1, 0x4C, 0x43, 0xFF, 0xFF, 0xFC}},
       {0, 0, 0, 7, {0xFF, 0xF1, 0xC0, 0x00, 0x00, 0xFF, 0xFC}},  // no config: type bits 3

@@ -13,10 +13,7 @@ namespace cvx {
 namespace {
 
 TEST(G711Expansion, MatchesTheLawsAtTheirLandmarks) {
-  struct Case {
-    uint8_t byte;
-    int16_t value;
-  };
+  struct Case { uint8_t byte; int16_t value; };
   const Case alaw[] = {{0xD5, 8}, {0x55, -8}, {0xAA, 32256}, {0x2A, -32256}, {0x00, -5504}};
   const Case mulaw[] = {{0xFF, 0}, {0x7F, 0}, {0x00, -32124}, {0x80, 32124}};
   for (const Case& c : alaw) {
@@ -127,10 +124,7 @@ TEST_P(G711DecoderTest, RefusesFramesWhileNoRateIsKnown) {
 }
 
 TEST_P(G711DecoderTest, TakesOnlyDescriptionsWithinTheLimits) {
-  struct Case {
-    uint32_t rate, channels;
-    bool taken;
-  };
+  struct Case { uint32_t rate, channels; bool taken; };
   const Case cases[] = {{0, 1, false},           {384001, 2, false}, {8000, 0, false}, {8000, 9, false},
                         {0xFFFFFFFFu, 0xFFFFFFFFu, false}, {1, 1, true}, {384000, 8, true}};
   for (const Case& c : cases) {

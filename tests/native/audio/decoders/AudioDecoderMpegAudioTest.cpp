@@ -17,12 +17,7 @@ namespace {
 using test::drain;
 
 TEST(Mp2FirstFrame, ReadsRateAndChannelsFromTheHeader) {
-  struct Case {
-    std::vector<uint8_t> bytes;
-    int result;
-    uint32_t rate, channels;
-    const char* line;
-  } cases[] = {
+  struct Case { std::vector<uint8_t> bytes; int result; uint32_t rate, channels; const char* line; } cases[] = {
       {{0xFF, 0xFD, 0xA0, 0xC4}, 0, 44100, 1, "sampleRate:44100 channels:1"},
       {{0xFF, 0xF5, 0x00, 0x00}, 0, 22050, 2, "sampleRate:22050 channels:2"},
       {{0xFF, 0xE5, 0x04, 0x40}, 0, 12000, 2, "sampleRate:12000 channels:2"},

@@ -22,12 +22,7 @@ TEST(AccessUnitFramingTest, UnitsGetOurDelimiterAndTheirFraming) {
   // SPS behind a four-byte start code, a slice behind a three-byte one with
   // trailing zeros, and the encoder's own delimiter between them.
   const Bytes hardware = {0, 0, 0, 1, 0x67, 0x42, 0x80, 0, 0, 1, 0x09, 0xF0, 0, 0, 1, 0x65, 0x88, 0x84, 0, 0};
-  struct Case {
-    const char* name;
-    int type;
-    int framing;
-    Bytes expected;
-  } cases[] = {
+  struct Case { const char* name; int type; int framing; Bytes expected; } cases[] = {
       {"key frame, lengths", kFramedI, 4,
        {0, 0, 0, 2, 0x09, 0x10, 0, 0, 0, 3, 0x67, 0x42, 0x80, 0, 0, 0, 3, 0x65, 0x88, 0x84}},
       {"P frame, lengths", kFramedP, 4,

@@ -186,15 +186,8 @@ TEST_F(NvCuvEncTest, EveryOperationRefusesANullHandle) {
 // The parameters, pushed as the CUDA encoder pushes them, against the
 // configuration the hardware encoder was opened with.
 TEST_F(NvCuvEncTest, ParametersLandInTheHardwareConfiguration) {
-  struct Push {
-    int parameter;
-    int32_t value[3];
-  };
-  struct Case {
-    const char* name;
-    std::vector<Push> pushes;
-    std::vector<const char*> expected;
-  } cases[] = {
+  struct Push { int parameter; int32_t value[3]; };
+  struct Case { const char* name; std::vector<Push> pushes; std::vector<const char*> expected; } cases[] = {
       {"defaults", {},
        {"fps 30/1 ", "rc 1 minqp 1 ", "qp 25/28/31 ", "gop 72 idr 72 ", "p 1 field 1 ", "profile main level 0 ",
         "entropy 0 deblock 0 nosps 0 repeatsps 1 aud 0", "dar 64:48 "}},
@@ -234,10 +227,7 @@ TEST_F(NvCuvEncTest, ParametersLandInTheHardwareConfiguration) {
 }
 
 TEST_F(NvCuvEncTest, ValuesOutOfRangeAreRefusedAndTheOldValueKept) {
-  struct Case {
-    int parameter;
-    int32_t value[3];
-  } cases[] = {
+  struct Case { int parameter; int32_t value[3]; } cases[] = {
       {NVVE_RC_TYPE, {4}},          {NVVE_P_INTERVAL, {0}},          {NVVE_P_INTERVAL, {6}},
       {NVVE_IDR_PERIOD, {0}},       {NVVE_QP_LEVEL_INTRA, {52}},     {NVVE_FRAME_RATE, {0, 30}},
       {NVVE_FRAME_RATE, {1, -30}},  {NVVE_PROFILE_LEVEL, {0xFF43}},  {NVVE_PROFILE_LEVEL, {0x354D}},
@@ -287,9 +277,7 @@ TEST_F(NvCuvEncTest, FramesOfAnotherSizeOrFormatAreRefused) {
   ASSERT_EQ(NVSetParamValue(handle, NVVE_IN_SIZE, same), kNVVEOk);
   ASSERT_EQ(NVCreateHWEncoder(handle), kNVVEOk);
   std::vector<uint8_t> picture(kWidth * kHeight * 2, 0);
-  struct Case {
-    int width, height, pitch, format;
-  } cases[] = {{kWidth - 2, kHeight, kWidth, kNVVESurfaceYV12},
+  struct Case { int width, height, pitch, format; } cases[] = {{kWidth - 2, kHeight, kWidth, kNVVESurfaceYV12},
                {kWidth, kHeight, kWidth - 1, kNVVESurfaceYV12},
                {kWidth, kHeight, kWidth, 9},
                {kWidth, kHeight, kWidth, kNVVESurfaceYUY2}};  // packed rows need twice the width

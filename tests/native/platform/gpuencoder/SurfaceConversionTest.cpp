@@ -57,10 +57,7 @@ std::unique_ptr<uint8_t[]> source(int format, int pitch, uint64_t& bytes) {
 }
 
 TEST(SurfaceConversionTest, EveryFormatBecomesTheSameNV12WithEdgesRepeated) {
-  struct Case {
-    int format;
-    int pitch;
-  } cases[] = {{kNVVESurfaceYV12, 5}, {kNVVESurfaceIYUV, 8}, {kNVVESurfaceNV12, 6},
+  struct Case { int format; int pitch; } cases[] = {{kNVVESurfaceYV12, 5}, {kNVVESurfaceIYUV, 8}, {kNVVESurfaceNV12, 6},
                {kNVVESurfaceUYVY, 12}, {kNVVESurfaceYUY2, 16}};
   constexpr uint32_t kDstPitch = 8;
   constexpr uint32_t kDstRows = 4;  // rounded up to even, as the surfaces are
@@ -97,10 +94,7 @@ TEST(SurfaceConversionTest, EveryFormatBecomesTheSameNV12WithEdgesRepeated) {
 }
 
 TEST(SurfaceConversionTest, FrameBytesRefuseWhatTheConverterCouldNotReadWithin) {
-  struct Case {
-    int format, width, pitch, height;
-    uint64_t bytes;
-  } cases[] = {
+  struct Case { int format, width, pitch, height; uint64_t bytes; } cases[] = {
       {kNVVESurfaceYV12, 320, 320, 240, 320 * 240 * 3 / 2},
       {kNVVESurfaceYV12, 5, 5, 3, 15 + 2 * 2 * 1},
       {kNVVESurfaceNV12, 5, 6, 3, 18 + 6},

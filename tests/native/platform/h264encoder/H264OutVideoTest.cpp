@@ -256,11 +256,7 @@ H264GenericFunction resolve(const char* name) {
 }
 
 TEST(H264OutVideo, CheckRefusesUnusableRecordsAndSaysWhy) {
-  struct Case {
-    const char* name;
-    std::function<void(H264EncoderSettings&)> set;
-    int status;
-  };
+  struct Case { const char* name; std::function<void(H264EncoderSettings&)> set; int status; };
   const std::vector<Case> cases = {
       {"usable", [](H264EncoderSettings&) {}, kH264Ok},
       {"no size", [](H264EncoderSettings& s) { s.width = 0; }, kH264InvalidSize},

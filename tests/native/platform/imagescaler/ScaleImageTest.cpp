@@ -158,11 +158,7 @@ TEST(ScaleImageBounds, RectanglesAreClippedAndNothingOutsideIsTouched) {
   std::vector<uint8_t> src(w * h * 4, 0xEE);
   for (size_t i = 3; i < src.size(); i += 4) src[i] = 255;
   src[5] = 1;  // not uniform
-  struct Case {
-    const char* name;
-    ScaleRectangles rect;
-    bool drawsSomething;
-  } cases[] = {
+  struct Case { const char* name; ScaleRectangles rect; bool drawsSomething; } cases[] = {
       {"hangs over every edge", rectangles(-4, -4, 20, 12, -3, -2, 20, 10), true},
       {"wholly outside the destination", rectangles(0, 0, 15, 7, 30, 0, 40, 7), false},
       {"wholly outside the source", rectangles(20, 0, 30, 7, 0, 0, 7, 7), false},
@@ -200,9 +196,7 @@ TEST(ScaleImageChroma, RectanglesOnOddColumnsAndRowsKeepChromaInPlace) {
       v[i * (w / 2) + j] = static_cast<uint8_t>(64 + 2 * (2 * i + 1));
     }
   }
-  const struct {
-    int x, y;
-  } starts[] = {{4, 2}, {5, 2}, {4, 3}, {5, 3}};
+  const struct { int x, y; } starts[] = {{4, 2}, {5, 2}, {4, 3}, {5, 3}};
   for (const auto& at : starts) {
     SCOPED_TRACE(testing::Message() << "rectangle at " << at.x << "," << at.y);
     const uint32_t dw = 40, dh = 24;  // 80 x 48 of the source, halved
@@ -414,10 +408,7 @@ TEST(ScaleImageBounds, Packed4ReductionsOfEveryWholeRatio) {
 // rows counted in the source's: a rectangle of an XYZ12 picture, scaled or
 // not, must leave the rest of the picture and the bytes after it alone.
 TEST(ScaleImageBounds, Xyz12RectanglesStayInsideTheirRectangle) {
-  const struct {
-    uint32_t code, sw, sh, fw, fh;
-    int dl, dt, dr, db;
-  } cases[] = {
+  const struct { uint32_t code, sw, sh, fw, fh; int dl, dt, dr, db; } cases[] = {
       {kFourCCYV12, 320, 240, 160, 96, 16, 0, 143, 95},  // a letterbox rendition
       {kFourCCI420, 64, 48, 64, 48, 0, 0, 63, 47},
       {kFourCCBGR3, 16, 16, 160, 96, 0, 0, 159, 95},     // its black fill

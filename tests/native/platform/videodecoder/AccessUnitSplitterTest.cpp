@@ -10,11 +10,7 @@ namespace cvx::test {
 namespace {
 
 TEST(AccessUnitSplitterDetect, TellsTheMpeg4FamilyApart) {
-  struct Case {
-    const char* name;
-    std::vector<uint8_t> bytes;
-    BitstreamKind expected;
-  };
+  struct Case { const char* name; std::vector<uint8_t> bytes; BitstreamKind expected; };
   const Case cases[] = {
       {"visual object sequence", {0x00, 0x00, 0x01, 0xB0, 0x01}, BitstreamKind::Mpeg4},
       {"video object layer", {0x00, 0x00, 0x01, 0x20, 0x08}, BitstreamKind::Mpeg4},
@@ -40,12 +36,7 @@ TEST(AccessUnitSplitterDetect, StaysProvisionalUntilConfirmed) {
   const std::vector<uint8_t> sparkV0 = {0x00, 0x00, 0x80, 0x0D, 0x00, 0x00, 0x5A};
   const std::vector<uint8_t> sparkV1 = {0x00, 0x00, 0x84, 0x01, 0x12, 0x5A};
   const std::vector<uint8_t> vol = {0x00, 0x00, 0x01, 0x20, 0x08, 0x5A};
-  struct Step {
-    const char* name;
-    const std::vector<uint8_t>* block;
-    BitstreamKind expected;
-    bool confirmAfter;
-  };
+  struct Step { const char* name; const std::vector<uint8_t>* block; BitstreamKind expected; bool confirmAfter; };
   const Step steps[] = {
       {"garbage falls back to MPEG-4", &garbage, BitstreamKind::Mpeg4, false},
       {"an H.263 picture takes over", &h263, BitstreamKind::H263, false},

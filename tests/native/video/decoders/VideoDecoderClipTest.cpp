@@ -25,11 +25,7 @@ using Bytes = std::vector<uint8_t>;
 // What a host hands over, and what must come out.
 struct Clip {
   Bytes config;  // empty: none
-  struct Frame {
-    Bytes data;
-    int64_t timecode;
-    uint32_t frameType;
-  };
+  struct Frame { Bytes data; int64_t timecode; uint32_t frameType; };
   std::vector<Frame> frames;
   std::vector<int64_t> displayTimecodes;  // of the pictures, in display order
   test::StreamFixture stream;             // the reference decode
@@ -235,11 +231,7 @@ TEST_F(VideoDecoderH264Clip, DamageDropsPicturesUntilTheNextKeyFrame) {
   const size_t firstShown = static_cast<size_t>(
       std::find(clip.displayTimecodes.begin(), clip.displayTimecodes.end(), clip.frames[key].timecode) -
       clip.displayTimecodes.begin());
-  struct Case {
-    const char* name;
-    size_t frame;
-    bool truncate;
-  };
+  struct Case { const char* name; size_t frame; bool truncate; };
   // Frames 4 and 6 are inter frames of the first group, one slice each.
   for (const Case& c : {Case{"corrupt", 4, false}, Case{"truncated", 6, true}}) {
     SCOPED_TRACE(c.name);
@@ -303,9 +295,7 @@ TEST_F(VideoDecoderH264Clip, APictureIsWrittenOnlyIntoAFrameOfItsSizeAndLayout) 
   ASSERT_EQ(decoder->initialize(), 0);
   session.run(clip);
   ASSERT_FALSE(session.pictures.empty());
-  struct Case {
-    uint32_t width, fourcc;
-  };
+  struct Case { uint32_t width, fourcc; };
   for (const Case& c : {Case{318, kFourCCYV12}, Case{320, kFourCCYUY2}}) {
     SCOPED_TRACE(c.width);
     VideoFrameBuffer frame;

@@ -145,11 +145,7 @@ TEST_F(QuickSyncDecoderTest, EndOfStreamGivesOutThePicturesTheRuntimeHolds) {
 }
 
 TEST_F(QuickSyncDecoderTest, InitializeNamesTheImplementationTheSdkGave) {
-  struct Case {
-    uint32_t asked;
-    bool hardware;
-    const char* words;
-  };
+  struct Case { uint32_t asked; bool hardware; const char* words; };
   for (const Case& c : {Case{MFX_IMPL_AUTO, true, "Hardware"}, Case{MFX_IMPL_AUTO, false, "Software"},
                         Case{MFX_IMPL_SOFTWARE, true, "Software"}}) {
     SCOPED_TRACE(c.words);
@@ -178,10 +174,7 @@ TEST_F(QuickSyncDecoderTest, ATimecodeTravelsAsNinetyTicks) {
 
 TEST_F(QuickSyncDecoderTest, WarningsWithoutOutputRepeatTheCallWithTheSameSurface) {
   const H264Clip& clip = clipWithoutBFrames();
-  struct Case {
-    const char* what;
-    int status;
-  };
+  struct Case { const char* what; int status; };
   for (const Case& c : {Case{"device busy", MFX_WRN_DEVICE_BUSY}, Case{"video parameters changed", MFX_WRN_VIDEO_PARAM_CHANGED},
                         Case{"in execution", MFX_WRN_IN_EXECUTION}}) {
     SCOPED_TRACE(c.what);
@@ -244,11 +237,7 @@ TEST_F(QuickSyncDecoderTest, MoreSurfaceBringsAFreshSurfaceAndAllLockedWaitsForT
 
 TEST_F(QuickSyncDecoderTest, AFatalStatusStopsDecodingForGoodAndLetsTheHostMoveOn) {
   const H264Clip& clip = clipWithoutBFrames();
-  struct Case {
-    const char* what;
-    const char* function;
-    int status;
-  };
+  struct Case { const char* what; const char* function; int status; };
   for (const Case& c : {Case{"device lost", "DecodeFrameAsync", MFX_ERR_DEVICE_LOST},
                         Case{"incompatible parameters", "DecodeFrameAsync", MFX_ERR_INCOMPATIBLE_VIDEO_PARAM},
                         Case{"a failed device", "DecodeFrameAsync", -17},

@@ -164,10 +164,7 @@ TEST_F(VideoDecoderH264Test, SettingsReachTheParserAndValuesOutOfRangeAreIgnored
 // front of each frame, unless the frame brings its own.
 TEST_F(VideoDecoderH264Test, FramesGetADelimiterOfTheirTypeAndTheParameterSets) {
   configured();
-  struct Case {
-    uint32_t frameType;
-    Bytes frame, expected;
-  } cases[] = {
+  struct Case { uint32_t frameType; Bytes frame, expected; } cases[] = {
       {1, lengthPrefixed({{0x65, 7}}), annexB({{9, 0x10}, kSps, kPps, {0x65, 7}})},
       {3, lengthPrefixed({{0x01, 7}}), annexB({{9, 0x50}, kSps, kPps, {0x01, 7}})},
       {2, lengthPrefixed({{0x41, 0xAA}, {0x01, 0xBB}}), annexB({{9, 0x30}, kSps, kPps, {0x41, 0xAA}, {0x01, 0xBB}})},
@@ -237,9 +234,7 @@ TEST_F(VideoDecoderH264Test, DecodeFlagsMirrorTheLibraryState) {
   uint32_t flags = 0;
   ASSERT_EQ(decoder->decode(flags), 0);
   EXPECT_EQ(flags, kDecodeInputEmpty) << "an empty queue reports only that";
-  struct Case {
-    uint32_t state, flags;
-  } cases[] = {
+  struct Case { uint32_t state, flags; } cases[] = {
       {kPicture, kDecodePictureReady | kDecodeParserStopped},
       {kPicture & ~0x200000u, kDecodePictureReady | kDecodePictureSkipped | kDecodeParserStopped},
       {kPicture | 0x1000000, kDecodePictureReady | kDecodeStateBit24 | kDecodeParserStopped},

@@ -47,11 +47,7 @@ std::vector<Output> rebuild(const Bytes& in, int64_t timecode = 480) {
 }
 
 TEST(QuickSyncAccessUnits, RebuildsTheTwoShapesAndDropsTheRest) {
-  struct Case {
-    const char* what;
-    Bytes in;
-    std::vector<Output> out;
-  };
+  struct Case { const char* what; Bytes in; std::vector<Output> out; };
   const Case cases[] = {
       {"a predicted frame: delimiter, SEI, slice",
        join({S4, kAud, S4, kSei, S3, kSlice}),

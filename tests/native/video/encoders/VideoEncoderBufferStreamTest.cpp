@@ -25,11 +25,7 @@ Bytes concat(std::initializer_list<Bytes> parts) {
 }
 
 TEST(AnnexBConversion, TypesFollowTheLastUnitThatHasASay) {
-  struct Case {
-    const char* name;
-    Bytes block;
-    uint32_t type;
-  } cases[] = {
+  struct Case { const char* name; Bytes block; uint32_t type; } cases[] = {
       {"key delimiter", concat({{0, 0, 0, 1, 9, 0x10}, unit(0x41, 20)}), 1},
       {"B delimiter", concat({{0, 0, 0, 1, 9, 0x50}, unit(0x01, 20)}), 3},
       {"P delimiter", concat({{0, 0, 0, 1, 9, 0x30}, unit(0x41, 20)}), 2},

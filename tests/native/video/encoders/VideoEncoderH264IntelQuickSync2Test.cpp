@@ -84,11 +84,7 @@ TEST_F(QuickSyncEncoderTest, SettersWriteTheSdkParameters) {
     EXPECT_EQ(e.getEncodeParams().mfx.CodecProfile, profile) << family;
   }
   const mfxInfoMFX& m = e.getEncodeParams().mfx;
-  struct Size {
-    uint32_t w, h;
-    int result;
-    mfxU16 width, height;
-  };
+  struct Size { uint32_t w, h; int result; mfxU16 width, height; };
   for (const Size& s : {Size{1000, 1080, 0, 1008, 1088}, Size{1920, 1080, 0, 1920, 1088}, Size{16, 2, 0, 16, 16},
                         Size{16384, 16384, 0, 16384, 16384}, Size{16385, 64, -1, 16384, 16384}}) {
     SCOPED_TRACE(std::to_string(s.w) + "x" + std::to_string(s.h));
@@ -102,12 +98,7 @@ TEST_F(QuickSyncEncoderTest, SettersWriteTheSdkParameters) {
     }
   }
 
-  struct Rate {
-    double fps;
-    int result;
-    mfxU32 n, d;
-    uint64_t duration;
-  };
+  struct Rate { double fps; int result; mfxU32 n, d; uint64_t duration; };
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double inf = std::numeric_limits<double>::infinity();
   for (const Rate& r : {Rate{29.97, 0, 30000, 1001, 33}, Rate{30.0, 0, 30, 1, 33}, Rate{12.5, 0, 125000, 10000, 80},
@@ -136,10 +127,7 @@ TEST_F(QuickSyncEncoderTest, SettingsTwentyThousandToTwentyThousandNineteenNameT
   Encoder e;
   e.setDefaults(2, 0);
   using M = mfxInfoMFX;
-  struct Setting {
-    uint32_t index;
-    std::function<uint32_t(const M&)> field;
-  };
+  struct Setting { uint32_t index; std::function<uint32_t(const M&)> field; };
   const Setting settings[] = {
       {20000, [](const M& m) { return m.CodecId; }}, {20001, [](const M& m) { return m.CodecProfile; }},
       {20002, [](const M& m) { return m.CodecLevel; }}, {20003, [](const M& m) { return m.NumThread; }},

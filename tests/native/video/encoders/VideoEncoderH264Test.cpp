@@ -66,10 +66,7 @@ TEST(VideoEncoderH264, FrameDurationIsRoundedTenthsOfAMillisecond) {
 
 // 110 % of the target in 64 bits (a 32-bit product wrapped from 39 Mbit/s on), held at the field's top.
 TEST(VideoEncoderH264, MaximumRateIsTenPercentAboveTheTargetAndNeverWraps) {
-  const struct {
-    uint32_t bitrate;
-    uint32_t maximum;
-  } cases[] = {
+  const struct { uint32_t bitrate; uint32_t maximum; } cases[] = {
       {1000000, 1100000},
       {39045158, 42949673},  // the first product past 2^32
       {40000000, 44000000},
@@ -346,9 +343,7 @@ TEST(VideoEncoderH264, UnderKeyFrameFollowKeyFramesFallOnTheSourcesOnly) {
 TEST(VideoEncoderH264, TimecodesAtTheEdgesOfSixtyFourBitsSaturate) {
   constexpr int64_t kMin = INT64_MIN;
   constexpr int64_t kMax = INT64_MAX;
-  const struct {
-    int64_t in, out;
-  } cases[] = {{kMin, kMin / 10}, {kMin / 10 + 1, kMin / 10 + 1}, {-5, -5}, {0, 0},
+  const struct { int64_t in, out; } cases[] = {{kMin, kMin / 10}, {kMin / 10 + 1, kMin / 10 + 1}, {-5, -5}, {0, 0},
                {kMax / 10 - 1, kMax / 10 - 1}, {kMax, kMax / 10}};
   const SyntheticClip clip = cvx::test::makeClip(64, 48, 1, kFourCCI420, -1);
   auto encoder = makeEncoder();

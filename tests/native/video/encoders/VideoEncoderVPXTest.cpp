@@ -14,10 +14,7 @@ using namespace cvx;
 
 // The library sizes its reference pictures from the frame size unchecked: the setter must stop a bad one.
 TEST(VideoEncoderVPX, FrameSizesPastThePictureLimitsAreRefused) {
-  struct Case {
-    const char* name;
-    uint32_t width, height;
-  } cases[] = {
+  struct Case { const char* name; uint32_t width, height; } cases[] = {
       {"no width", 0, 480},
       {"side past the limit", kMaxPictureSide + 1, 16},
       {"pixels past the limit", kMaxPictureSide, kMaxPictureSide},

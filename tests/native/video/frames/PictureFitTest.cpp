@@ -76,11 +76,7 @@ TEST(PictureFit, SelectsAndFitsByScaleMode) {
 }
 
 TEST(PictureFit, SelectionsThatLeaveNothingAreEmpty) {
-  struct Case {
-    const char* name;
-    uint32_t srcW, srcH, dstW, dstH;
-    std::vector<uint32_t> crop, rect;
-  } cases[] = {
+  struct Case { const char* name; uint32_t srcW, srcH, dstW, dstH; std::vector<uint32_t> crop, rect; } cases[] = {
       {"crop as wide as the source", 64, 32, 32, 16, {32, 32, 0, 0}, {}},
       {"crops that wrap in 32 bits", 64, 32, 32, 16, {0x80000000u, 0x80000000u, 0, 0}, {}},
       {"source rectangle off the source", 64, 32, 32, 16, {}, {64, 0, 10, 10}},

@@ -432,11 +432,7 @@ void paintPattern(VideoFrameBuffer& frame) {
 // Renditions that draw alike share one scaling of the picture; what each one
 // holds is exactly what scaling the source into it alone gives.
 TEST(VideoFrameBufferSetTwins, SharedScalingGivesEachRenditionItsOwnPicture) {
-  struct Rendition {
-    uint32_t width, height;
-    int32_t mode;
-    bool cropped, overlaid;
-  };
+  struct Rendition { uint32_t width, height; int32_t mode; bool cropped, overlaid; };
   struct Case {
     const char* name;
     uint32_t sourceHeight;

@@ -51,53 +51,30 @@ TEST(VideoFrameBufferLayout, SizesStridesAndOffsetsPerCode) {
 }
 
 TEST(VideoFrameBufferLayout, PlaneAddressesFollowThePlaneRule) {
-  {
-    SCOPED_TRACE("YV12: plane 1 first in memory, holding V");
-    VideoFrameBuffer buffer;
-    ASSERT_EQ(buffer.allocBuffer(64, 48, kFourCCYV12), 0);
-    uint8_t* bytes = buffer.getBytes();
-    EXPECT_EQ(buffer.getPlane(0), bytes);
-    EXPECT_EQ(buffer.getPlane(1), bytes + 64 * 48);
-    EXPECT_EQ(buffer.getPlane(2), bytes + 64 * 48 + 64 * 48 / 4);
-    EXPECT_EQ(buffer.getPlane(3), nullptr);
-    EXPECT_EQ(buffer.getPlaneStride(1), 32);
-    EXPECT_EQ(buffer.getPlaneStride(2), 32);
-    // The VP8 view is Y, U, V: for YV12 its U is plane 2.
-    const VpxImageView* view = buffer.getVpxImage();
-    EXPECT_EQ(view->fmt, kVpxImageFormatI420);
-    EXPECT_EQ(view->d_w, 64u);
-    EXPECT_EQ(view->d_h, 48u);
-    EXPECT_EQ(view->bps, 12);
-    EXPECT_EQ(view->x_chroma_shift, 1u);
-    EXPECT_EQ(view->planes[0], bytes);
-    EXPECT_EQ(view->planes[1], buffer.getPlane(2));
-    EXPECT_EQ(view->planes[2], buffer.getPlane(1));
-  }
-  {
-    SCOPED_TRACE("I420: the view takes the planes in order");
-    VideoFrameBuffer buffer;
-    ASSERT_EQ(buffer.allocBuffer(64, 48, kFourCCI420), 0);
-    EXPECT_EQ(buffer.getVpxImage()->planes[1], buffer.getPlane(1));
-    EXPECT_EQ(buffer.getVpxImage()->planes[2], buffer.getPlane(2));
-  }
-  {
-    SCOPED_TRACE("BGRA: bottom-up, plane 0 at the last row");
-    VideoFrameBuffer buffer;
-    ASSERT_EQ(buffer.allocBuffer(10, 4, kFourCCBGRA), 0);
-    EXPECT_EQ(buffer.getStride(), -40);
-    EXPECT_EQ(buffer.getPlaneStride(0), -40);
-    EXPECT_EQ(buffer.getPlane(0), buffer.getBytes() + 120);
-    EXPECT_EQ(buffer.getPlane(1), nullptr);
-  }
-  {
-    SCOPED_TRACE("YV16: a zero-byte block and no planes pointing past it");
-    VideoFrameBuffer buffer;
-    ASSERT_EQ(buffer.allocBuffer(64, 48, kFourCCYV16), 0);
-    EXPECT_EQ(buffer.getByteCount(), 0u);
-    EXPECT_EQ(buffer.getPlane(0), nullptr);
-    EXPECT_EQ(buffer.getPlane(1), nullptr);
-    EXPECT_EQ(buffer.blackFill(), 0);
-  }
+  using Planes = std::vector<const uint8_t*>;
+  VideoFrameBuffer yv12, i420, bgra, yv16;
+  ASSERT_EQ(yv12.allocBuffer(64, 48, kFourCCYV12), 0);
+  ASSERT_EQ(i420.allocBuffer(64, 48, kFourCCI420), 0);
+  ASSERT_EQ(bgra.allocBuffer(10, 4, kFourCCBGRA), 0);
+  ASSERT_EQ(yv16.allocBuffer(64, 48, kFourCCYV16), 0);
+  // YV12: plane 1 first in memory, holding V; the VP8 view is Y, U, V, so its U is plane 2.
+  const uint8_t* bytes = yv12.getBytes();
+  EXPECT_EQ((Planes{yv12.getPlane(0), yv12.getPlane(1), yv12.getPlane(2), yv12.getPlane(3)}),
+            (Planes{bytes, bytes + 64 * 48, bytes + 64 * 48 + 64 * 48 / 4, nullptr}));
+  EXPECT_EQ((std::vector<int32_t>{yv12.getPlaneStride(1), yv12.getPlaneStride(2)}), (std::vector<int32_t>{32, 32}));
+  const VpxImageView* view = yv12.getVpxImage();
+  EXPECT_EQ((std::vector<uint32_t>{view->fmt, view->d_w, view->d_h, static_cast<uint32_t>(view->bps), view->x_chroma_shift}),
+            (std::vector<uint32_t>{kVpxImageFormatI420, 64, 48, 12, 1}));
+  EXPECT_EQ((Planes{view->planes[0], view->planes[1], view->planes[2]}), (Planes{bytes, yv12.getPlane(2), yv12.getPlane(1)}));
+  EXPECT_EQ((Planes{i420.getVpxImage()->planes[1], i420.getVpxImage()->planes[2]}), (Planes{i420.getPlane(1), i420.getPlane(2)}));
+  // BGRA: bottom-up, plane 0 at the last row.
+  EXPECT_EQ(bgra.getStride(), -40);
+  EXPECT_EQ(bgra.getPlaneStride(0), -40);
+  EXPECT_EQ((Planes{bgra.getPlane(0), bgra.getPlane(1)}), (Planes{bgra.getBytes() + 120, nullptr}));
+  // YV16: a zero-byte block and no planes pointing past it.
+  EXPECT_EQ(yv16.getByteCount(), 0u);
+  EXPECT_EQ((Planes{yv16.getPlane(0), yv16.getPlane(1)}), (Planes{nullptr, nullptr}));
+  EXPECT_EQ(yv16.blackFill(), 0);
 }
 
 TEST(VideoFrameBufferLayout, SameSizeKeepsCodeAndBlock) {
@@ -163,17 +140,13 @@ TEST(VideoFrameBufferPixels, GetFrameBGRASizeQueryAndCapacity) {
   uint32_t width = 0, height = 100;
   int64_t timecode = 0;
   EXPECT_EQ(frame.getFrameBGRA(nullptr, 0, &size, &width, &height, &timecode), 0);
-  EXPECT_EQ(width, 16u);
-  EXPECT_EQ(height, 8u);
-  EXPECT_EQ(size, 16u * 8 * 4);
-  EXPECT_EQ(timecode, 1234);
+  EXPECT_EQ((std::vector<int64_t>{width, height, static_cast<int64_t>(size), timecode}), (std::vector<int64_t>{16, 8, 16 * 8 * 4, 1234}));
 
   std::vector<uint8_t> small(size - 1, 0x55);
   EXPECT_EQ(frame.getFrameBGRA(small.data(), small.size(), &size, &width, &height, nullptr), -1);
   for (uint8_t b : small) ASSERT_EQ(b, 0x55);
 
-  width = 8;
-  height = 4;
+  width = 8, height = 4;
   std::vector<uint8_t> scaled(8 * 4 * 4, 0x55);
   EXPECT_EQ(frame.getFrameBGRA(scaled.data(), scaled.size(), &size, &width, &height, nullptr), 0);
   EXPECT_EQ(size, scaled.size());
@@ -217,10 +190,7 @@ TEST(VideoFrameBufferVpxView, OddSizedPicturesEncodeWithinTheirBlocks) {
 // A refused size or block leaves a buffer empty and inert: nothing may point at the block it lost.
 TEST(VideoFrameBufferLimits, RefusedBlocksLeaveTheBufferEmptyAndInert) {
   PictureMemoryBudget budget(100000);
-  struct Case {
-    const char* name;
-    uint32_t width, height, fourcc;
-  } cases[] = {
+  struct Case { const char* name; uint32_t width, height, fourcc; } cases[] = {
       {"wider than the limit", kMaxPictureSide + 1, 16, kFourCCI420},
       {"a width that wraps 32 bits", 0xFFFFFFFFu, 16, kFourCCBGRA},
       {"more pixels than the limit", kMaxPictureSide, kMaxPictureSide, kFourCCBGRA},
@@ -238,8 +208,7 @@ TEST(VideoFrameBufferLimits, RefusedBlocksLeaveTheBufferEmptyAndInert) {
     buffer.setScaleMode(kScaleModeLetterbox);
     EXPECT_EQ(buffer.allocBuffer(c.width, c.height, c.fourcc), -1);
     EXPECT_EQ(budget.getAvailable(), 100000u) << "the old block's bytes went back";
-    EXPECT_EQ(buffer.getWidth(), 0u);
-    EXPECT_EQ(buffer.getHeight(), 0u);
+    EXPECT_EQ(buffer.getWidth() + buffer.getHeight(), 0u);
     EXPECT_EQ(buffer.getBytes(), nullptr);
     for (int p = 0; p < 4; ++p) {
       EXPECT_EQ(buffer.getPlane(p), nullptr);
@@ -267,6 +236,13 @@ TEST(VideoFrameBufferLimits, RefusedBlocksLeaveTheBufferEmptyAndInert) {
   EXPECT_EQ(size, 0u);
 }
 
+// A view of the 8 x 4 NV12 pixels of `nv12` with their interleaved plane as plane 1.
+int attachNV12View(VideoFrameBuffer& view, VideoFrameBuffer& nv12) {
+  uint8_t* planes[4] = {nv12.getBytes(), nv12.getBytes() + 32, nullptr, nullptr};
+  const int32_t strides[4] = {8, 4, 4, 0};
+  return view.attachExternal(8, 4, kFourCCYV12, planes, strides, nv12.getByteCount());
+}
+
 TEST(VideoFrameBufferCopies, YV12ToNV12AndBack) {
   VideoFrameBuffer yv12, nv12Work, back;
   ASSERT_EQ(yv12.allocBuffer(8, 4, kFourCCYV12), 0);
@@ -283,11 +259,8 @@ TEST(VideoFrameBufferCopies, YV12ToNV12AndBack) {
   EXPECT_EQ(nv[33], 100);  // V, odd byte
   EXPECT_EQ(nv[32 + 8 + 7], 107);
 
-  // A view of the NV12 pixels with their interleaved plane as plane 1.
   VideoFrameBuffer view;
-  uint8_t* planes[4] = {nv12Work.getBytes(), nv12Work.getBytes() + 32, nullptr, nullptr};
-  const int32_t strides[4] = {8, 4, 4, 0};
-  ASSERT_EQ(view.attachExternal(8, 4, kFourCCYV12, planes, strides, nv12Work.getByteCount()), 0);
+  ASSERT_EQ(attachNV12View(view, nv12Work), 0);
   ASSERT_EQ(VideoFrameBuffer::copyNV12ToYV12(back, view), 0);
   EXPECT_EQ(std::memcmp(back.getBytes(), yv12.getBytes(), 48), 0);
   view.freeBuffer();  // borrowed: nothing is freed
@@ -307,23 +280,17 @@ TEST(VideoFrameBufferCopies, SmallerSourcePlacesChromaByEachRule) {
   EXPECT_EQ(large.getBytes()[4], 0);  // only the smaller stride is copied
 
   VideoFrameBuffer view;
-  uint8_t* planes[4] = {large.getBytes(), large.getBytes() + 32, nullptr, nullptr};
-  const int32_t strides[4] = {8, 4, 4, 0};
-  ASSERT_EQ(view.attachExternal(8, 4, kFourCCYV12, planes, strides, large.getByteCount()), 0);
+  ASSERT_EQ(attachNV12View(view, large), 0);
   ASSERT_EQ(smallBack.allocBuffer(4, 2, kFourCCYV12), 0);
   std::memset(smallBack.getBytes(), 0, smallBack.getByteCount());
   ASSERT_EQ(VideoFrameBuffer::copyNV12ToYV12(smallBack, view), 0);
   // Chroma right after the two copied rows of 4.
-  EXPECT_EQ(smallBack.getBytes()[8], 9);
-  EXPECT_EQ(smallBack.getBytes()[9], 9);
-}
+  EXPECT_EQ(std::vector<uint8_t>(smallBack.getBytes() + 8, smallBack.getBytes() + 10), (std::vector<uint8_t>{9, 9}));
 
-TEST(VideoFrameBufferCopies, RefusesBlocksTooSmall) {
-  VideoFrameBuffer yv12, nv12;
-  ASSERT_EQ(yv12.allocBuffer(8, 4, kFourCCYV12), 0);
-  ASSERT_EQ(nv12.allocBuffer(8, 4, kFourCCNV12), 0);  // no layout: zero bytes
-  EXPECT_EQ(VideoFrameBuffer::copyYV12ToNV12(nv12, yv12), -1);
-  EXPECT_EQ(VideoFrameBuffer::copyNV12ToYV12(yv12, nv12), -1);
+  VideoFrameBuffer nv12;
+  ASSERT_EQ(nv12.allocBuffer(8, 4, kFourCCNV12), 0);  // no layout: zero bytes, too small either way
+  EXPECT_EQ(VideoFrameBuffer::copyYV12ToNV12(nv12, large), -1);
+  EXPECT_EQ(VideoFrameBuffer::copyNV12ToYV12(large, nv12), -1);
 }
 
 }  // namespace
