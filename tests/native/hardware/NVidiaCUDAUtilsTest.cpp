@@ -6,17 +6,14 @@
 #include "support/FakeNvidiaDriver.h"
 #include "hardware/NVidiaCUDAUtils.h"
 #include "logging/LogCollector.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
 
 using testing::FakeNvidiaDriver;
 
-std::vector<LogStatement> drain(LogCollector& log) {
-  std::vector<LogStatement> out;
-  log.getLogStatements(out);
-  return out;
-}
+using test::drain;
 
 TEST(NVidiaCUDAUtilsTest, TheProbeAnswersTrueOnlyWithAllThreeLibrariesAndADevice) {
   struct Case {

@@ -9,6 +9,7 @@
 #include "hardware/HardwareProbe.h"
 #include "logging/LogCollector.h"
 #include "support/FakeRuntimeFixture.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -45,8 +46,7 @@ TEST_F(QuickSyncProbeTest, AnswersYesOnlyForAHardwareSessionAndClosesWhatItOpene
     EXPECT_FALSE(found.cuda);
     EXPECT_EQ(fakeMfxCalls("MFXClose"), c.closes);
     EXPECT_EQ(fakeMfxOpenSessions(), 0);
-    std::vector<LogStatement> lines;
-    log.getLogStatements(lines);
+    std::vector<LogStatement> lines = test::drain(log);
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[1].statement,
               std::string("TranscoderSession.isQuickSyncAvailable[{context}]: Intel Quick Sync hardware acceleration is ") +

@@ -142,16 +142,12 @@ TEST_F(SysMemFrameAllocatorTest, EachFormatGetsItsSizeAlignmentPlanesAndPitch) {
     EXPECT_EQ(data.Y, header + 96);
     EXPECT_EQ(data.U - data.Y, c.u);
     EXPECT_EQ(data.V - data.Y, c.v);
-    if (c.a >= 0) {
-      EXPECT_EQ(data.A - data.Y, c.a);
-    }
+    if (c.a >= 0) EXPECT_EQ(data.A - data.Y, c.a);
     EXPECT_EQ(data.Pitch, 128 * c.pitchPerPixel);
     EXPECT_EQ(data.PitchHigh, 0);
     mfxU8* const a = data.A;
     ASSERT_EQ(frames.UnlockFrame(mid, &data), MFX_ERR_NONE);
-    EXPECT_EQ(data.Y, nullptr);
-    EXPECT_EQ(data.U, nullptr);
-    EXPECT_EQ(data.V, nullptr);
+    EXPECT_EQ((std::vector<mfxU8*>{data.Y, data.U, data.V}), (std::vector<mfxU8*>(3, nullptr)));
     EXPECT_EQ(data.Pitch, 0);
     EXPECT_EQ(data.A, a) << "A stays";
     EXPECT_EQ(frames.GetFrameHDL(mid, nullptr), MFX_ERR_UNSUPPORTED) << "system memory has no handles";

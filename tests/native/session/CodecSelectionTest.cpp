@@ -6,6 +6,7 @@
 #include "audio/decoders/IAudioDecoder.h"
 #include "audio/encoders/IAudioEncoder.h"
 #include "session/TranscoderSession.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -16,9 +17,7 @@ class CodecSelectionTest : public ::testing::Test {
  protected:
   void SetUp() override { drain(); }
   std::vector<LogStatement> drain() {
-    std::vector<LogStatement> out;
-    session.getLogCollector().getLogStatements(out);
-    return out;
+    return test::drain(session.getLogCollector());
   }
   TranscoderSession session;
 };

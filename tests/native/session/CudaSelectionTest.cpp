@@ -7,6 +7,7 @@
 #include "session/TranscoderSession.h"
 #include "video/encoders/VideoEncoderH264.h"
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -34,8 +35,7 @@ TEST(CudaSelectionTest, ImplementationTwoFollowsTheProbe) {
     FakeNvidiaDriver driver(c.folder);
     driver.script(c.script);
     TranscoderSession session;
-    std::vector<LogStatement> log;
-    session.getLogCollector().getLogStatements(log);
+    std::vector<LogStatement> log = test::drain(session.getLogCollector());
     uint32_t index = 99;
     ASSERT_EQ(session.videoEncoderAdd(7, c.implementation, index), 0u);
     EXPECT_EQ(index, 0u);

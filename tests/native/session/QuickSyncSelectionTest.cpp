@@ -9,13 +9,13 @@
 #include "video/decoders/VideoDecoderH264IntelQuickSync.h"
 #include "video/encoders/VideoEncoderH264.h"
 #include "video/encoders/VideoEncoderH264IntelQuickSync2.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
 
 std::vector<std::string> drain(TranscoderSession& session) {
-  std::vector<LogStatement> statements;
-  session.getLogCollector().getLogStatements(statements);
+  std::vector<LogStatement> statements = test::drain(session.getLogCollector());
   std::vector<std::string> out;
   for (const LogStatement& s : statements) out.push_back(s.statement);
   return out;

@@ -11,6 +11,7 @@
 #include "audio/samples/AudioSampleBuffer.h"
 #include "support/FakeCodecs.h"
 #include "logging/LogCollector.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -22,9 +23,7 @@ using testing::FakeVideoDecoder;
 using testing::FakeVideoEncoder;
 
 std::vector<LogStatement> drain(TranscoderSession& session) {
-  std::vector<LogStatement> out;
-  session.getLogCollector().getLogStatements(out);
-  return out;
+  return test::drain(session.getLogCollector());
 }
 
 TEST(TranscoderSession, DeletesEveryCodecInIndexOrderEvenWhenOneThrows) {

@@ -8,6 +8,7 @@
 #include "audio/decoders/AudioDecoderMULaw.h"
 #include "audio/samples/AudioSampleBuffer.h"
 #include "logging/LogCollector.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -54,9 +55,7 @@ class G711DecoderTest : public ::testing::TestWithParam<int> {
     return GetParam() == 7 ? AudioDecoderALaw::expand(b) : AudioDecoderMULaw::expand(b);
   }
   std::vector<LogStatement> drain() {
-    std::vector<LogStatement> out;
-    log.getLogStatements(out);
-    return out;
+    return test::drain(log);
   }
 
   LogCollector log;

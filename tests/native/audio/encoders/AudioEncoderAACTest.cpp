@@ -11,6 +11,7 @@
 #include "audio/samples/AudioSampleBuffer.h"
 #include "logging/LogCollector.h"
 #include "support/AudioFixtures.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -42,8 +43,7 @@ TEST(AacEncoderSetup, LimitsTheBitRateToTheRateAndPicksTheTableEntryBelow) {
     auto encoder = makeEncoder(log, c.channels, c.rate, c.bitrate);
     ASSERT_EQ(encoder->initialize(), 0);
     EXPECT_EQ(encoder->getBitrateIndex(), c.index);
-    std::vector<LogStatement> lines;
-    log.getLogStatements(lines);
+    std::vector<LogStatement> lines = test::drain(log);
     const uint32_t finalRate = c.adjustedTo != 0 ? c.adjustedTo : c.bitrate;
     EXPECT_EQ(encoder->getBitrate(), finalRate);
     size_t at = 0;
@@ -69,8 +69,7 @@ TEST(AacEncoderSetup, RefusedSettingsAndMissingStartFailSoftly) {
   EXPECT_EQ(oddRate->initialize(), -2);
   auto noChannels = makeEncoder(log, 0, 44100, 128000);
   EXPECT_EQ(noChannels->initialize(), -2);
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
+  std::vector<LogStatement> lines = test::drain(log);
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines.back().statement, "AudioEncoderAAC.initialize[{context}]: Error aacOutAudioChkSettings");
   AudioSampleBuffer buffer;

@@ -11,6 +11,7 @@
 #include "audio/samples/AudioSampleBuffer.h"
 #include "logging/LogCollector.h"
 #include "support/AudioFixtures.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -52,8 +53,7 @@ TEST_P(AudioEncoderVorbisTest, MakesThreeHeadersAndHandsOutCopies) {
     EXPECT_EQ(h.channels, GetParam());
     EXPECT_EQ(h.sampleRate, 44100u);
   }
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
+  std::vector<LogStatement> lines = test::drain(log);
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines[0].statement, "AudioEncoderVorbis.initialize[{context}]: channels:" + std::to_string(GetParam()) +
                                     " sampleRate:44100");
@@ -71,8 +71,7 @@ TEST(AudioEncoderVorbisSetup, ARefusedConfigurationFailsWithoutTouchingTheLibrar
   encoder.setSampleRate(0);
   encoder.setBitrate(128000);
   EXPECT_EQ(encoder.initialize(), -1);
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
+  std::vector<LogStatement> lines = test::drain(log);
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[1].level, 3);
   AudioSampleBuffer buffer;

@@ -16,6 +16,7 @@
 #include "platform/h264encoder/H264OutVideo.h"
 #include "platform/h264encoder/H264ParamSummary.h"
 #include "platform/librarylog/LibraryLog.h"
+#include "support/LogDrain.h"
 
 namespace cvx::test {
 namespace {
@@ -43,27 +44,21 @@ H264EncoderSettings liveSettings(uint32_t family, uint32_t preset, uint32_t bitr
 
 std::vector<uint8_t> concatenate(const EncodeResult& run) {
   std::vector<uint8_t> all;
-  for (const auto& picture : run.pictures) {
-    all.insert(all.end(), picture.bytes.begin(), picture.bytes.end());
-  }
+  for (const auto& picture : run.pictures) all.insert(all.end(), picture.bytes.begin(), picture.bytes.end());
   return all;
 }
 
 std::set<int64_t> keyFrameTimecodes(const EncodeResult& run) {
   std::set<int64_t> keys;
   for (const auto& picture : run.pictures) {
-    if (scanAccessUnit(picture.bytes).delimiter == kDelimiterKey) {
-      keys.insert(picture.stamp.start / 10);
-    }
+    if (scanAccessUnit(picture.bytes).delimiter == kDelimiterKey) keys.insert(picture.stamp.start / 10);
   }
   return keys;
 }
 
 std::set<int64_t> timecodesOf(const std::set<int>& indices) {
   std::set<int64_t> out;
-  for (int i : indices) {
-    out.insert(clipTimecode(i));
-  }
+  for (int i : indices) out.insert(clipTimecode(i));
   return out;
 }
 
@@ -92,9 +87,7 @@ TEST(H264OutVideo, PicturesArriveFramedWithOwnTimeStampsAndDecode) {
     order.push_back(picture.stamp.start);
   }
   std::set<int64_t> expected;
-  for (int i = 0; i < kPictures; ++i) {
-    expected.insert(clipTimecode(i) * 10);
-  }
+  for (int i = 0; i < kPictures; ++i) expected.insert(clipTimecode(i) * 10);
   EXPECT_EQ(starts, expected);
   EXPECT_GT(bPictures, 0);
   EXPECT_FALSE(std::is_sorted(order.begin(), order.end())) << "B-frames leave in decode order";
@@ -102,11 +95,7 @@ TEST(H264OutVideo, PicturesArriveFramedWithOwnTimeStampsAndDecode) {
   if (!haveFfmpeg()) GTEST_SKIP() << "ffmpeg is needed";
   const auto decoded = decodeWithFfmpeg(concatenate(run), kWidth, kHeight, "h264_roundtrip");
   ASSERT_EQ(decoded.size(), static_cast<size_t>(kPictures));
-  double worst = std::numeric_limits<double>::max();
-  for (int i = 0; i < kPictures; ++i) {
-    worst = std::min(worst, psnrI420(decoded[i], clip, i));
-  }
-  EXPECT_GT(worst, 35.0);
+  for (int i = 0; i < kPictures; ++i) EXPECT_GT(psnrI420(decoded[i], clip, i), 35.0) << i;
 }
 
 TEST(H264OutVideo, KeyFramesFallOnRequestsOnlyUnderKeyFrameFollow) {
@@ -229,30 +218,20 @@ TEST(H264OutVideo, PlainFieldsReachTheLibraryUnchanged) {
 std::vector<std::string> g_errors;
 std::vector<std::string> g_infos;
 
-void recordError(const char* format, ...) {
+template <std::vector<std::string>* lines>
+void record(const char* format, ...) {
   char text[256];
   va_list arguments;
   va_start(arguments, format);
   vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  g_errors.emplace_back(text);
-}
-
-void recordInfo(const char* format, ...) {
-  char text[256];
-  va_list arguments;
-  va_start(arguments, format);
-  vsnprintf(text, sizeof text, format, arguments);
-  va_end(arguments);
-  g_infos.emplace_back(text);
+  lines->emplace_back(text);
 }
 
 H264GenericFunction resolve(const char* name) {
   const std::string n = name;
-  if (n == "err_printf") {
-    return reinterpret_cast<H264GenericFunction>(&recordError);
-  }
-  return n == "inf_printf" ? reinterpret_cast<H264GenericFunction>(&recordInfo) : nullptr;
+  if (n == "err_printf") return reinterpret_cast<H264GenericFunction>(&record<&g_errors>);
+  return n == "inf_printf" ? reinterpret_cast<H264GenericFunction>(&record<&g_infos>) : nullptr;
 }
 
 TEST(H264OutVideo, CheckRefusesUnusableRecordsAndSaysWhy) {
@@ -310,8 +289,7 @@ TEST(H264OutVideo, LibraryWarningsGoIntoTheProcessLogAndNowhereElse) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   routeLibraryLogs(getDefaultLogger());
   ASSERT_NE(handle, nullptr);
-  std::vector<LogStatement> lines;
-  processLog.getLogStatements(lines);
+  std::vector<LogStatement> lines = test::drain(processLog);
   ASSERT_FALSE(lines.empty());
   EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const LogStatement& line) {
     return line.level == 2 && line.statement.rfind("x264: ", 0) == 0 && line.statement.find("level") != std::string::npos;
@@ -326,40 +304,36 @@ TEST(H264OutVideo, RefusesBadCallsWithoutHarm) {
   const SyntheticClip clip = makeClip(kWidth, kHeight, 2, kFourCCI420, -1);
   H264EncoderSettings s = liveSettings(0, 2, 1000000);
   uint8_t* picture = const_cast<uint8_t*>(clip.pictures[0].data());
+  std::unique_ptr<H264OutVideo, H264OutVideoDeleter> handle;
+  auto put = [&](uint8_t* pixels, uint32_t height = kHeight, uint32_t code = kFourCCI420) {
+    return h264OutVideoPutFrame(handle.get(), pixels, kWidth, kWidth, height, code, 0, nullptr);
+  };
 
   EXPECT_EQ(h264OutVideoInit(nullptr, nullptr, 4096, nullptr), kH264InvalidArgument);
-  EXPECT_EQ(h264OutVideoPutFrame(nullptr, picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
-            kH264InvalidArgument);
+  EXPECT_EQ(put(picture), kH264InvalidArgument);
   EXPECT_EQ(h264OutVideoDone(nullptr, 1), kH264InvalidArgument);
   h264OutVideoFree(nullptr);
   EXPECT_EQ(h264OutVideoNew(nullptr, nullptr, 0, 0, 0, nullptr), nullptr);
 
-  std::unique_ptr<H264OutVideo, H264OutVideoDeleter> handle(h264OutVideoNew(nullptr, &s, 0, 0xFFFFFFFF, 0, nullptr));
+  handle.reset(h264OutVideoNew(nullptr, &s, 0, 0xFFFFFFFF, 0, nullptr));
   ASSERT_NE(handle, nullptr);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
-            kH264InvalidArgument)
-      << "no sink yet";
+  EXPECT_EQ(put(picture), kH264InvalidArgument) << "no sink yet";
   bufstream_tt incomplete{};
   EXPECT_EQ(h264OutVideoInit(handle.get(), &incomplete, 4096, nullptr), kH264InvalidArgument);
 
   RecordingSink sink;
   ASSERT_EQ(h264OutVideoInit(handle.get(), sink.sink(), 4096, nullptr), 0);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, 0x32595559, 0, nullptr),
-            kH264UnsupportedPicture);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight - 2, kFourCCI420, 0, nullptr),
-            kH264UnsupportedPicture);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), nullptr, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
-            kH264UnsupportedPicture);
+  EXPECT_EQ(put(picture, kHeight, 0x32595559), kH264UnsupportedPicture);
+  EXPECT_EQ(put(picture, kHeight - 2), kH264UnsupportedPicture);
+  EXPECT_EQ(put(nullptr), kH264UnsupportedPicture);
   sink.refuseCopies = 1;
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
-            kH264OutputFailed);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr), 0);
+  EXPECT_EQ(put(picture), kH264OutputFailed);
+  EXPECT_EQ(put(picture), 0);
   EXPECT_EQ(sink.pictures.size(), 1u) << "the refused picture is lost whole, the next one arrives";
   EXPECT_EQ(sink.pictures[0].stamp.start, 4) << "without a record the picture number stands in";
   EXPECT_EQ(h264OutVideoDone(handle.get(), 0), 0);
   EXPECT_EQ(h264OutVideoDone(handle.get(), 0), 0);
-  EXPECT_EQ(h264OutVideoPutFrame(handle.get(), picture, kWidth, kWidth, kHeight, kFourCCI420, 0, nullptr),
-            kH264InvalidArgument);
+  EXPECT_EQ(put(picture), kH264InvalidArgument);
 }
 
 }  // namespace

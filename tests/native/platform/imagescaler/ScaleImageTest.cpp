@@ -27,17 +27,7 @@ int scale(uint32_t flags, uint32_t srcCode, const uint8_t* src, int32_t srcStrid
 
 // Rectangles as they stand, source coordinates already in 1/256 pixel.
 ScaleRectangles raw(int32_t sl, int32_t st, int32_t sr, int32_t sb, int32_t dl, int32_t dt, int32_t dr, int32_t db) {
-  ScaleRectangles r;
-  std::memset(&r, 0, sizeof r);
-  r.srcLeft = sl;
-  r.srcTop = st;
-  r.srcRight = sr;
-  r.srcBottom = sb;
-  r.dstLeft = dl;
-  r.dstTop = dt;
-  r.dstRight = dr;
-  r.dstBottom = db;
-  return r;
+  return ScaleRectangles{sl, st, sr, sb, dl, dt, dr, db, {}};
 }
 
 ScaleRectangles rectangles(int sl, int st, int sr, int sb, int dl, int dt, int dr, int db) {
@@ -114,37 +104,26 @@ TEST(ScaleImageLayout, BottomUpRgbAndChromaOrder) {
     SCOPED_TRACE("YV12 keeps V first");
     std::vector<uint8_t> yv12 = i420Block(w, h);
     ASSERT_EQ(scale(0, kFourCCI420, i420.data(), w, w, h, kFourCCYV12, yv12.data(), w, w, h), kScaleOk);
-    EXPECT_EQ(yv12[w * h], 180);
-    EXPECT_EQ(yv12[w * h + 8], 100);
+    EXPECT_EQ((std::vector<uint8_t>{yv12[w * h], yv12[w * h + 8]}), (std::vector<uint8_t>{180, 100}));
   }
   {
     SCOPED_TRACE("NV12 interleaves U then V");
     std::vector<uint8_t> nv12(w * h * 3 / 2);
     ASSERT_EQ(scale(0, kFourCCI420, i420.data(), w, w, h, kFourCCNV12, nv12.data(), w, w, h), kScaleOk);
-    EXPECT_EQ(nv12[w * h], 100);
-    EXPECT_EQ(nv12[w * h + 1], 180);
+    EXPECT_EQ(std::vector<uint8_t>(&nv12[w * h], &nv12[w * h + 2]), (std::vector<uint8_t>{100, 180}));
   }
   {
     SCOPED_TRACE("VUYA bytes are V, U, Y, A");
     std::vector<uint8_t> vuya(w * h * 4);
     ASSERT_EQ(scale(0, kFourCCI420, i420.data(), w, w, h, kFourCCVUYA, vuya.data(), w * 4, w, h), kScaleOk);
-    EXPECT_EQ(vuya[0], 180);
-    EXPECT_EQ(vuya[1], 100);
-    EXPECT_EQ(vuya[2], 235);
-    EXPECT_EQ(vuya[3], 255);
+    EXPECT_EQ(std::vector<uint8_t>(vuya.begin(), vuya.begin() + 4), (std::vector<uint8_t>{180, 100, 235, 255}));
   }
 }
 
 TEST(ScaleImageBlend, AlphaDecidesTheMix) {
   // Destination VUYA grey 100; source VUYA luma 200 with three alphas.
-  std::vector<uint8_t> dst(3 * 4), src(3 * 4);
-  const uint8_t alphas[3] = {0, 128, 255};
-  for (int i = 0; i < 3; ++i) {
-    const uint8_t d[4] = {128, 128, 100, 255};
-    const uint8_t s[4] = {128, 128, 200, alphas[i]};
-    std::memcpy(&dst[i * 4], d, 4);
-    std::memcpy(&src[i * 4], s, 4);
-  }
+  std::vector<uint8_t> dst = {128, 128, 100, 255, 128, 128, 100, 255, 128, 128, 100, 255};
+  const std::vector<uint8_t> src = {128, 128, 200, 0, 128, 128, 200, 128, 128, 128, 200, 255};
   const ScaleRectangles r = rectangles(0, 0, 2, 0, 0, 0, 2, 0);
   ASSERT_EQ(scale(0x10101, kFourCCVUYA, src.data(), 12, 3, 1, kFourCCVUYA, dst.data(), 12, 3, 1, &r), kScaleOk);
   EXPECT_EQ(dst[2], 100);
@@ -173,9 +152,7 @@ TEST(ScaleImageBounds, RectanglesAreClippedAndNothingOutsideIsTouched) {
     std::memset(i420.data(), 0x11, i420.size());
     ASSERT_EQ(scale(0x10001, kFourCCBGRA, src.data(), w * 4, w, h, kFourCCI420, i420.data(), w, w, h,
                     &c.rect), kScaleOk);
-    bool changed = false;
-    for (uint8_t b : i420) changed |= b != 0x11;
-    EXPECT_EQ(changed, c.drawsSomething);
+    EXPECT_EQ(i420 != std::vector<uint8_t>(i420.size(), 0x11), c.drawsSomething);
   }
 }
 
@@ -331,12 +308,7 @@ struct Coded {
                        : c == kFourCCYUY2 || c == kFourCCUYVY ? 2 : 1;
     return static_cast<int32_t>(w) * bpp;
   }
-  bool guardIntact() const {
-    for (size_t i = bytes.size() - kGuard; i < bytes.size(); ++i) {
-      if (bytes[i] != 0xA5) return false;
-    }
-    return true;
-  }
+  bool guardIntact() const { return std::all_of(bytes.end() - kGuard, bytes.end(), [](uint8_t b) { return b == 0xA5; }); }
 };
 
 // Every code into every code at reductions of up to 1920 times, and into
@@ -503,7 +475,7 @@ TEST(ScaleImageBounds, RefusedCodesAndArgumentsWriteNothing) {
   EXPECT_EQ(scale(0x100, kFourCCXYZ12, src.data(), 384, 64, 1, kFourCCBGRA, dst.data(), INT32_MIN, 64, 1),
             kScaleBadArgument);
   EXPECT_EQ(scale(0, kFourCCBGRA, src.data(), INT32_MIN, 64, 1, kFourCCBGRA, dst.data(), 256, 64, 1), kScaleBadArgument);
-  for (uint8_t b : dst) ASSERT_EQ(b, 0x33);
+  EXPECT_EQ(dst, std::vector<uint8_t>(dst.size(), 0x33));
   EXPECT_STRNE(scaleImageLastError(), "");
 }
 

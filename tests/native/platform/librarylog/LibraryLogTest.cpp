@@ -13,6 +13,7 @@
 #include "platform/librarylog/LogRateLimit.h"
 #include "support/H264Clip.h"
 #include "video/decoders/VideoDecoderH264.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -49,9 +50,7 @@ class RoutedLibraryLog {
   RoutedLibraryLog() { routeLibraryLogs(&log); }
   ~RoutedLibraryLog() { routeLibraryLogs(getDefaultLogger()); }
   std::vector<LogStatement> drain() {
-    std::vector<LogStatement> lines;
-    log.getLogStatements(lines);
-    return lines;
+    return test::drain(log);
   }
   LogCollector log;
 };

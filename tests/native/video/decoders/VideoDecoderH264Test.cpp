@@ -9,6 +9,7 @@
 #include "logging/LogCollector.h"
 #include "support/H264Clip.h"
 #include "support/RecordingDecoderStream.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -64,9 +65,7 @@ class VideoDecoderH264Test : public ::testing::Test {
     for (int guard = 0; guard < 100 && (flags & kDecodeInputEmpty) == 0; ++guard) EXPECT_EQ(decoder->decode(flags), 0);
   }
   std::vector<LogStatement> lines() {
-    std::vector<LogStatement> out;
-    log.getLogStatements(out);
-    return out;
+    return test::drain(log);
   }
 
   RecordingDecoderStream fake;

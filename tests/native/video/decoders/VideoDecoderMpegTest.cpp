@@ -9,6 +9,7 @@
 #include "support/RecordingDecoderStream.h"
 #include "video/decoders/VideoDecoderMP2.h"
 #include "video/decoders/VideoDecoderMP4.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -56,8 +57,7 @@ TEST(VideoDecoderMpeg, DisplaySizeFollowsTheAspectCodeOrThePixelShape) {
     RecordingDecoderStream::current = nullptr;
     EXPECT_EQ(decoder->getDisplayWidth(), c.displayW);
     EXPECT_EQ(decoder->getDisplayHeight(), 576u);
-    std::vector<LogStatement> lines;
-    log.getLogStatements(lines);
+    std::vector<LogStatement> lines = test::drain(log);
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].statement, std::string(c.mpeg2 ? "VideoDecoderMP2" : "VideoDecoderMP4") +
                                       ".updateDecodeInfo[{context}]: " + c.aspectWords + " frame:720x576 display:" +

@@ -15,6 +15,7 @@
 #include "media/FourCC.h"
 #include "support/AnnexB.h"
 #include "support/FakeRuntimeFixture.h"
+#include "support/LogDrain.h"
 
 namespace cvx {
 namespace {
@@ -47,6 +48,7 @@ class QuickSyncEncoderTest : public test::FakeRuntimeTest {
   }
 
   void make(bool keyFrameFollow = true) {
+    encoder.reset();
     encoder = std::make_unique<Encoder>();
     encoder->setLogger(&log);
     encoder->setContextId(3);
@@ -169,8 +171,7 @@ TEST_F(QuickSyncEncoderTest, SettingsTwentyThousandToTwentyThousandNineteenNameT
 
 TEST_F(QuickSyncEncoderTest, EncodesEachFrameIntoALengthPrefixedUnitWithKeyFramesWhereAsked) {
   make();
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
+  std::vector<LogStatement> lines = test::drain(log);
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].statement, "VideoEncoderH264IntelQuickSync2.initialize[{context}]: Create video encoder: Hardware");
   EXPECT_EQ(lines[0].contextType, 2);
@@ -206,7 +207,6 @@ TEST_F(QuickSyncEncoderTest, TheHintDecidesAKeyFrameOnlyUnderKeyFrameFollow) {
     source.setFrameType(c.frameType);
     ASSERT_EQ(encoder->addFrame(source, c.hint), 0);
     EXPECT_EQ(fakeMfxLast("EncodeFrameAsync.FrameType"), c.asked);
-    encoder.reset();
   }
 }
 
@@ -216,6 +216,7 @@ TEST_F(QuickSyncEncoderTest, EveryStatusOfTheEncodeLoop) {
     std::function<void()> script;
     size_t frames;  // what the frame gives
     int calls;      // EncodeFrameAsync calls for it
+    mfxU32 grownTo = 0;  // the bitstream's new size, 0: unchanged
   };
   const Case cases[] = {
       {"device busy", [] { fakeMfxPush("EncodeFrameAsync", MFX_WRN_DEVICE_BUSY, 0); }, 1, 2},
@@ -231,7 +232,7 @@ TEST_F(QuickSyncEncoderTest, EveryStatusOfTheEncodeLoop) {
          fakeMfxSet("bufferSizeKB", 200);
          fakeMfxPush("EncodeFrameAsync", MFX_ERR_NOT_ENOUGH_BUFFER, 0);
        },
-       1, 2},
+       1, 2, (200u + 20u) << 10},
       {"a buffer too small that cannot grow",
        [] { fakeMfxPush("EncodeFrameAsync", MFX_ERR_NOT_ENOUGH_BUFFER, 0); }, 0, 1},
       {"device lost", [] { fakeMfxPush("EncodeFrameAsync", MFX_ERR_DEVICE_LOST, 0); }, 0, 1},
@@ -253,11 +254,7 @@ TEST_F(QuickSyncEncoderTest, EveryStatusOfTheEncodeLoop) {
     const int before = fakeMfxCalls("ENCODE_EncodeFrameAsync");
     EXPECT_EQ(encode(1, 2), c.frames);
     EXPECT_EQ(fakeMfxCalls("ENCODE_EncodeFrameAsync") - before, c.calls);
-    if (std::string(c.what) == "a buffer too small that grows") {
-      EXPECT_EQ(encoder->getBitstream().MaxLength, (200u + 20u) << 10);
-    } else {
-      EXPECT_EQ(encoder->getBitstream().MaxLength, buffer);
-    }
+    EXPECT_EQ(encoder->getBitstream().MaxLength, c.grownTo != 0 ? c.grownTo : buffer);
     // The next frame goes through whatever happened to this one.
     EXPECT_EQ(encode(2, 2), 1u);
     EXPECT_EQ(out.back().timecode, 80);
@@ -309,8 +306,7 @@ TEST_F(QuickSyncEncoderTest, WithoutARuntimeNothingIsEncoded) {
   test::RuntimeSelection none(test::kNoRuntime);
   make();
   EXPECT_FALSE(encoder->hasSession());
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
+  std::vector<LogStatement> lines = test::drain(log);
   EXPECT_TRUE(lines.empty());
   paint(source, 0);
   EXPECT_EQ(encoder->addFrame(source, 1), -1);

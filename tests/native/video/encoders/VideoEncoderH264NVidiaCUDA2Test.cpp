@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "logging/LogCollector.h"
+#include "media/FourCC.h"
 #include "parameters/IParameterTarget.h"
 #include "support/AnnexB.h"
 #include "support/FakeNvidiaDriver.h"
@@ -34,11 +35,13 @@ int64_t setting(VideoEncoderH264NVidiaCUDA2& e, uint32_t index) {
 
 class CudaEncoderTest : public ::testing::Test {
  protected:
-  void TearDown() override {
-    encoder.reset();
-  }
+  void TearDown() override { encoder.reset(); }
 
-  void configure(bool keyFrameFollow = true) {
+  // A fresh encoder as the session sets it up, on a fresh driver script when one is given.
+  void configure(bool keyFrameFollow = true, const std::string& script = "") {
+    encoder.reset();
+    out.clear();
+    if (!script.empty()) driver.script(script);
     encoder = std::make_unique<VideoEncoderH264NVidiaCUDA2>();
     encoder->setLogger(&log);
     encoder->setContextId(3);
@@ -50,7 +53,7 @@ class CudaEncoderTest : public ::testing::Test {
   }
   // Frames of timecode 40 * i, a key frame wherever `keys` says.
   void feed(int count, const std::vector<int>& keys, int first = 0) {
-    frame.allocBuffer(kWidth, kHeight, makeYV12());
+    frame.allocBuffer(kWidth, kHeight, kFourCCYV12);
     for (int i = first; i < first + count; ++i) {
       std::memset(frame.getBytes(), 20 + 3 * i, frame.getByteCount());
       frame.setTimecode(40 * i);
@@ -68,12 +71,17 @@ class CudaEncoderTest : public ::testing::Test {
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
   }
+  // As collect, then a while longer for frames that should not come.
+  void settle(size_t count) {
+    collect(count);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    encoder->getEncodedFrames(out);
+  }
   std::vector<int64_t> timecodes() const {
     std::vector<int64_t> t;
     for (const VideoFrameEncoded& f : out) t.push_back(f.timecode);
     return t;
   }
-  static uint32_t makeYV12() { return 0x32315659u; }
 
   FakeNvidiaDriver driver;
   LogCollector log;
@@ -162,8 +170,7 @@ TEST_F(CudaEncoderTest, SettingSpaceFrom30000) {
 }
 
 TEST_F(CudaEncoderTest, FramesComeBackInOrderWithTheirTimecodesAndKeyFramesFromTheHints) {
-  driver.script("devices=1");
-  configure();
+  configure(true, "devices=1");
   EXPECT_EQ(encoder->initialize(), 0);
   EXPECT_EQ(test::drainTexts(log, 3), std::vector<std::string>{});
   feed(25, {0, 7, 19});
@@ -184,8 +191,7 @@ TEST_F(CudaEncoderTest, FramesComeBackInOrderWithTheirTimecodesAndKeyFramesFromT
 }
 
 TEST_F(CudaEncoderTest, TheHostPullsWhileTheLibraryDeliversFromItsOwnThread) {
-  driver.script("devices=1\nencodeDelayMs=2");
-  configure();
+  configure(true, "devices=1\nencodeDelayMs=2");
   ASSERT_EQ(encoder->initialize(), 0);
   std::vector<VideoFrameEncoded> pulled;
   std::thread host([&] {
@@ -205,8 +211,7 @@ TEST_F(CudaEncoderTest, TheHostPullsWhileTheLibraryDeliversFromItsOwnThread) {
 // At the end every frame still on the GPU is back before endOfStream
 // returns, with its own timecode; a frame after it is refused with a line.
 TEST_F(CudaEncoderTest, EndOfStreamReturnsOnceEveryFrameCameBack) {
-  driver.script("devices=1\nencodeDelayMs=20");
-  configure();
+  configure(true, "devices=1\nencodeDelayMs=20");
   ASSERT_EQ(encoder->initialize(), 0);
   feed(6, {0});
   ASSERT_EQ(encoder->endOfStream(), 0);
@@ -241,8 +246,7 @@ TEST_F(CudaEncoderTest, BestGpuRuleAndSetGPUID) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    driver.script(c.script);
-    configure();
+    configure(true, c.script);
     encoder->setGPUID(c.gpuId);
     ::testing::internal::CaptureStdout();
     ASSERT_EQ(encoder->initialize(), 0);
@@ -250,8 +254,7 @@ TEST_F(CudaEncoderTest, BestGpuRuleAndSetGPUID) {
     EXPECT_EQ(setting(*encoder, kSelectedGPU), c.selected);
     EXPECT_EQ(setting(*encoder, kGpuCount), 2);
     EXPECT_TRUE(driver.traced("cuCtxCreate_v2 " + std::to_string(c.selected)));
-    std::vector<LogStatement> all;
-    log.getLogStatements(all);
+    std::vector<LogStatement> all = test::drain(log);
     std::vector<std::string> info, errors;
     for (const LogStatement& s : all) (s.level == 2 ? info : errors).push_back(s.statement);
     EXPECT_EQ(info, c.info);
@@ -287,14 +290,11 @@ TEST_F(CudaEncoderTest, EveryCheckedCallThatFailsSaysSoAndInitializeStillAnswers
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    driver.script(c.script);
-    configure();
+    configure(true, c.script);
     if (c.setting != 0) encoder->setParameterLong(c.setting, c.value);
     EXPECT_EQ(encoder->initialize(), 0);
     feed(3, {0});
-    collect(c.encodes ? 3 : 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    encoder->getEncodedFrames(out);
+    settle(c.encodes ? 3 : 0);
     EXPECT_EQ(out.size(), c.encodes ? 3u : 0u);
     EXPECT_EQ(encoder->getPendingFrameCount(), 0u);
     // The failing phase speaks; the phases after it stay quiet when they
@@ -303,8 +303,6 @@ TEST_F(CudaEncoderTest, EveryCheckedCallThatFailsSaysSoAndInitializeStillAnswers
     ASSERT_FALSE(errors.empty());
     EXPECT_EQ(errors[0], c.line);
     EXPECT_EQ(errors.size(), c.detail ? 2u : 1u);
-    TearDown();
-    out.clear();
   }
 }
 
@@ -315,32 +313,26 @@ TEST_F(CudaEncoderTest, AFrameTheLibraryLosesTakesOnlyItsOwnTimecode) {
   } cases[] = {{"nvEncEncodePicture@3", {0, 40, 120, 160}}, {"nvEncLockBitstream@2", {0, 80, 120, 160}}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.fail);
-    driver.script(std::string("devices=1\nfail=") + c.fail);
-    configure();
+    configure(true, std::string("devices=1\nfail=") + c.fail);
     ASSERT_EQ(encoder->initialize(), 0);
     feed(5, {0});
-    collect(4);
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    encoder->getEncodedFrames(out);
+    settle(4);
     EXPECT_EQ(timecodes(), c.timecodes);
     EXPECT_EQ(encoder->getPendingFrameCount(), 0u);
-    TearDown();
-    out.clear();
   }
 }
 
 TEST_F(CudaEncoderTest, FramesThatDoNotFitAreRefusedWithOneLine) {
-  driver.script("devices=1");
-  configure();
+  configure(true, "devices=1");
   EXPECT_EQ(encoder->addFrame(frame, 1), -1);  // not initialised
   ASSERT_EQ(encoder->initialize(), 0);
   EXPECT_EQ(encoder->initialize(), -1);
   VideoFrameBuffer other;
-  other.allocBuffer(kWidth + 2, kHeight, makeYV12());
+  other.allocBuffer(kWidth + 2, kHeight, kFourCCYV12);
   EXPECT_EQ(encoder->addFrame(other, 1), -1);
   EXPECT_EQ(encoder->addFrame(other, 1), -1);
   VideoFrameBuffer bgra;
-  bgra.allocBuffer(kWidth, kHeight, 0x41524742u);
+  bgra.allocBuffer(kWidth, kHeight, kFourCCBGRA);
   EXPECT_EQ(encoder->addFrame(bgra, 1), -1);
   VideoFrameBuffer empty;
   EXPECT_EQ(encoder->addFrame(empty, 1), -1);
@@ -359,8 +351,7 @@ TEST_F(CudaEncoderTest, AnOffloadLevelAboveTheMaximumIsLoweredWithALine) {
   } cases[] = {{16, 16, {}}, {8, 8, {}}, {20, 16, {"NVCUDAVideoEncoder.SetGPUOffloadLevel[{context}]: Offload Full Encode"}}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.level);
-    driver.script("devices=1");
-    configure();
+    configure(true, "devices=1");
     encoder->setParameterLong(30036, c.level);
     ASSERT_EQ(encoder->initialize(), 0);
     EXPECT_EQ(setting(*encoder, 30036), c.pushed);

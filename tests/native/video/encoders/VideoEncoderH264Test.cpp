@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/AnnexB.h"
+#include "support/LogDrain.h"
 #include "support/SyntheticClip.h"
 #include "logging/LogCollector.h"
 #include "parameters/IParameterTarget.h"
@@ -34,6 +35,12 @@ int32_t int32At(const std::vector<uint8_t>& bytes, size_t offset) {
   int32_t v;
   std::memcpy(&v, bytes.data() + offset, sizeof v);
   return v;
+}
+
+std::vector<int32_t> int32sAt(const std::vector<uint8_t>& bytes, std::initializer_list<size_t> offsets) {
+  std::vector<int32_t> out;
+  for (size_t offset : offsets) out.push_back(int32At(bytes, offset));
+  return out;
 }
 
 // Byte positions where two snapshots of the record differ.
@@ -78,9 +85,8 @@ TEST(VideoEncoderH264, MaximumRateIsTenPercentAboveTheTargetAndNeverWraps) {
     auto encoder = makeEncoder();
     ASSERT_EQ(encoder->setBitrate(c.bitrate), 0);
     const auto bytes = recordBytes(*encoder);
-    EXPECT_EQ(int32At(bytes, 72), 2) << "rate mode";
-    EXPECT_EQ(static_cast<uint32_t>(int32At(bytes, 80)), c.bitrate);
-    EXPECT_EQ(static_cast<uint32_t>(int32At(bytes, 84)), c.maximum);
+    EXPECT_EQ(int32sAt(bytes, {72, 80, 84}), (std::vector<int32_t>{2, static_cast<int32_t>(c.bitrate), static_cast<int32_t>(c.maximum)}))
+        << "rate mode, target, maximum";
   }
 }
 
@@ -90,21 +96,15 @@ TEST(VideoEncoderH264, DefaultsAndKeyFrameFollowWriteTheirFields) {
   encoder->setParameterLong(10001, 7);
   ASSERT_EQ(encoder->setDefaults(2, 2), 0);
   auto bytes = recordBytes(*encoder);
-  EXPECT_EQ(int32At(bytes, 20), 0);
-  EXPECT_EQ(int32At(bytes, 4), 100);
-  EXPECT_EQ(int32At(bytes, 0), 2) << "the first number selects the profile family";
-  EXPECT_EQ(int32At(bytes, 44), 2) << "the second the speed preset";
+  // The first number selects the profile family (byte 0), the second the speed preset (byte 44).
+  EXPECT_EQ(int32sAt(bytes, {20, 4, 0, 44}), (std::vector<int32_t>{0, 100, 2, 2}));
   EXPECT_FALSE(encoder->isKeyFrameFollow());
 
   ASSERT_EQ(encoder->setKeyFrameFollow(false), 0) << "the value is ignored";
   EXPECT_TRUE(encoder->isKeyFrameFollow());
   const auto before = bytes;
   bytes = recordBytes(*encoder);
-  for (size_t position : {2836u, 8u, 4100u, 16u, 2856u}) {
-    SCOPED_TRACE(position);
-    EXPECT_EQ(int32At(bytes, position), 0);
-  }
-  EXPECT_EQ(int32At(bytes, 12), 1);
+  EXPECT_EQ(int32sAt(bytes, {2836, 8, 4100, 16, 2856, 12}), (std::vector<int32_t>{0, 0, 0, 0, 0, 1}));
   for (size_t at : changedBytes(before, bytes)) {
     EXPECT_TRUE((at >= 8 && at < 20) || (at >= 2836 && at < 2840) || (at >= 2856 && at < 2860) ||
                 (at >= 4100 && at < 4104))
@@ -115,10 +115,8 @@ TEST(VideoEncoderH264, DefaultsAndKeyFrameFollowWriteTheirFields) {
   encoder->setFrameSize(320, 240);
   H264ParamSummary summary{};
   ASSERT_EQ(h264OutVideoDescribe(encoder->getSettings().get(), &summary), 0);
-  EXPECT_EQ(summary.sceneCut, 0);
   EXPECT_GT(summary.keyIntervalMax, 1 << 20) << "no interval";
-  EXPECT_EQ(summary.intraRefresh, 0);
-  EXPECT_EQ(summary.openGop, 0);
+  EXPECT_EQ((std::vector<int32_t>{summary.sceneCut, summary.intraRefresh, summary.openGop}), (std::vector<int32_t>{0, 0, 0}));
 }
 
 // The setting space as the host sees it, one row per run of numbers.
@@ -237,18 +235,14 @@ TEST(VideoEncoderH264, ArraysCopyAtMostTheirLength) {
   for (int64_t i = 0; i < 10; ++i) ten.push_back((i + 1) * 0x100000000LL + (i % 2 == 0 ? -(i + 1) : i + 1));
   encoder->setParameterLongArray(10036, ten.data(), 10);
   auto bytes = recordBytes(*encoder);
-  EXPECT_EQ(int32At(bytes, 160), -1);
-  EXPECT_EQ(int32At(bytes, 164), 2);
-  EXPECT_EQ(int32At(bytes, 168), -3);
-  EXPECT_EQ(int32At(bytes, 172), 4);
-  EXPECT_EQ(int32At(bytes, 176), 1234) << "elements past the fourth go nowhere";
+  EXPECT_EQ(int32sAt(bytes, {160, 164, 168, 172, 176}), (std::vector<int32_t>{-1, 2, -3, 4, 1234}))
+      << "elements past the fourth go nowhere";
 
   // Fewer elements than the field: the rest keeps what it held.
   const int64_t two[2] = {50, 60};
   encoder->setParameterLongArray(10036, two, 2);
   bytes = recordBytes(*encoder);
-  EXPECT_EQ(int32At(bytes, 160), 50);
-  EXPECT_EQ(int32At(bytes, 168), -3);
+  EXPECT_EQ(int32sAt(bytes, {160, 168}), (std::vector<int32_t>{50, -3}));
   const auto beforeNull = bytes;
   encoder->setParameterLongArray(10036, nullptr, 4);
   EXPECT_EQ(recordBytes(*encoder), beforeNull);
@@ -267,7 +261,6 @@ TEST(VideoEncoderH264, ArraysCopyAtMostTheirLength) {
   bytes = recordBytes(*encoder);
   EXPECT_EQ(bytes[6664 + 19], static_cast<uint8_t>(twenty[19] & 0xFF));
   EXPECT_EQ(bytes[6664 + 20], 0);
-
 }
 
 // A configured encoder: family, preset, size, rate and bit rate as a session
@@ -375,13 +368,10 @@ TEST(VideoEncoderH264, InitializeReportsTheCheckAndStaysUsableAfterAFailure) {
   // No frame size: the check refuses the record, and so does the library.
   EXPECT_NE(encoder->checkSettings(), 0);
   EXPECT_EQ(encoder->initialize(), -1);
-  std::vector<LogStatement> lines;
-  log.getLogStatements(lines);
+  const std::vector<LogStatement> lines = test::drain(log);
   ASSERT_EQ(lines.size(), 1u);
   EXPECT_EQ(lines[0].statement, "VideoEncoderH264.initialize[{context}]: h264OutVideoNew failed: ");
-  EXPECT_EQ(lines[0].level, 3);
-  EXPECT_EQ(lines[0].contextType, 2);
-  EXPECT_EQ(lines[0].contextIndex, 4);
+  EXPECT_EQ((std::vector<int>{lines[0].level, lines[0].contextType, lines[0].contextIndex}), (std::vector<int>{3, 2, 4}));
   VideoFrameBuffer frame;
   frame.allocBuffer(160, 96, kFourCCYV12);
   EXPECT_EQ(encoder->addFrame(frame), -1) << "no encoder yet";

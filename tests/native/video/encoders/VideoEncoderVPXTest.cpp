@@ -7,6 +7,7 @@
 #include "logging/LogCollector.h"
 #include "video/encoders/VideoEncoderVPX.h"
 #include "video/frames/PictureLimits.h"
+#include "support/LogDrain.h"
 
 namespace {
 
@@ -27,8 +28,7 @@ TEST(VideoEncoderVPX, FrameSizesPastThePictureLimitsAreRefused) {
     encoder.setLogger(&log);
     encoder.setDefaults(0, 0);
     EXPECT_EQ(encoder.setFrameSize(c.width, c.height), -1);
-    std::vector<LogStatement> lines;
-    log.getLogStatements(lines);
+    std::vector<LogStatement> lines = test::drain(log);
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_EQ(lines[0].level, 3);
     EXPECT_EQ(lines[0].statement.rfind("VideoEncoderVPX.setFrameSize[{context}]: ", 0), 0u) << lines[0].statement;
