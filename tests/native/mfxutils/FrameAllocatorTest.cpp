@@ -142,7 +142,9 @@ TEST_F(SysMemFrameAllocatorTest, EachFormatGetsItsSizeAlignmentPlanesAndPitch) {
     EXPECT_EQ(data.Y, header + 96);
     EXPECT_EQ(data.U - data.Y, c.u);
     EXPECT_EQ(data.V - data.Y, c.v);
-    if (c.a >= 0) EXPECT_EQ(data.A - data.Y, c.a);
+    if (c.a >= 0) {
+      EXPECT_EQ(data.A - data.Y, c.a);
+    }
     EXPECT_EQ(data.Pitch, 128 * c.pitchPerPixel);
     EXPECT_EQ(data.PitchHigh, 0);
     mfxU8* const a = data.A;
