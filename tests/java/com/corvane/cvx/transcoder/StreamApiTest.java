@@ -3,18 +3,13 @@ package com.corvane.cvx.transcoder;
 import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.model.TranscoderNativeParameterValue;
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.List;
-import java.util.TreeSet;
+import java.nio.file.*;
+import java.util.*;
 
-import org.junit.jupiter.api.BeforeAll;
-import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.*;
 
 /**
  * A stream's video and audio through the API: decode, transfer, encode, overlays, settings, the end. What

@@ -3,22 +3,16 @@ package com.corvane.cvx.transcoder.host;
 import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Media;
-import com.sun.net.httpserver.HttpExchange;
-import com.sun.net.httpserver.HttpServer;
+import com.sun.net.httpserver.*;
 
-import java.io.IOException;
-import java.io.OutputStream;
-import java.net.InetAddress;
-import java.net.InetSocketAddress;
+import java.io.*;
+import java.net.*;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.HashMap;
-import java.util.Map;
+import java.nio.file.*;
+import java.util.*;
 import java.util.concurrent.TimeUnit;
 
-import org.junit.jupiter.api.Assumptions;
-import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.*;
 
 /**
  * What a viewer sees: the reference host's HLS ladder served on a loopback port and played by hls.js in

@@ -4,15 +4,9 @@ import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Media;
 
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.LinkedHashMap;
-import java.util.List;
-import java.util.Locale;
-import java.util.Map;
-import java.util.regex.Matcher;
-import java.util.regex.Pattern;
+import java.nio.file.*;
+import java.util.*;
+import java.util.regex.*;
 import java.util.stream.Stream;
 
 import org.junit.jupiter.api.Test;

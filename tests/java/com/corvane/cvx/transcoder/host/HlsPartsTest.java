@@ -2,19 +2,12 @@ package com.corvane.cvx.transcoder.host;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.AudioPacket;
-import com.corvane.cvx.transcoder.PictureType;
-import com.corvane.cvx.transcoder.VideoPacket;
+import com.corvane.cvx.transcoder.*;
 import com.corvane.cvx.transcoder.testing.Media;
 
-import java.io.ByteArrayOutputStream;
-import java.io.OutputStream;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.LinkedHashSet;
-import java.util.List;
-import java.util.Set;
+import java.io.*;
+import java.nio.file.*;
+import java.util.*;
 import java.util.stream.Stream;
 
 import org.junit.jupiter.api.Test;

@@ -2,13 +2,9 @@ package com.corvane.cvx.transcoder.host;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.PictureType;
-import com.corvane.cvx.transcoder.VideoPacket;
+import com.corvane.cvx.transcoder.*;
 
-import java.util.ArrayList;
-import java.util.HashSet;
-import java.util.List;
-import java.util.Set;
+import java.util.*;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;

@@ -2,16 +2,10 @@ package com.corvane.cvx.transcoder.model;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.Arrays;
-import java.util.HashMap;
-import java.util.List;
-import java.util.Map;
+import java.nio.file.*;
+import java.util.*;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;

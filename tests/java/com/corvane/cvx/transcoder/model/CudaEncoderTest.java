@@ -3,18 +3,14 @@ package com.corvane.cvx.transcoder.model;
 import static org.junit.jupiter.api.Assertions.*;
 import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
 import java.io.IOException;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.List;
+import java.nio.file.*;
+import java.util.*;
 import java.util.concurrent.atomic.AtomicReference;
 
-import org.junit.jupiter.api.BeforeAll;
-import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.*;
 
 /**
  * The CUDA H.264 encoder through the exports. Where CVX_NVIDIA_DRIVER_DIR and CVX_FAKE_NVIDIA_SCRIPT are set

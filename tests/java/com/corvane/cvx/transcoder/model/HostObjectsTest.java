@@ -3,14 +3,10 @@ package com.corvane.cvx.transcoder.model;
 import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.*;
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.AudioCodec;
-import com.corvane.cvx.transcoder.VideoCodec;
+import com.corvane.cvx.transcoder.*;
 
-import java.net.URL;
-import java.net.URLClassLoader;
-import java.util.ArrayList;
-import java.util.List;
-import java.util.Map;
+import java.net.*;
+import java.util.*;
 
 import org.junit.jupiter.api.Test;
 

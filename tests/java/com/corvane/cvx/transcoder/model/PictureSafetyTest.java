@@ -1,12 +1,9 @@
 package com.corvane.cvx.transcoder.model;
 
-import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_BGRA;
-import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_I420;
-import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_YV12;
+import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.*;
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
 import java.nio.file.Path;
 import java.util.List;

@@ -4,16 +4,10 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.corvane.cvx.transcoder.host.FlvReader;
 
-import java.io.ByteArrayOutputStream;
-import java.io.IOException;
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
+import java.io.*;
+import java.nio.*;
 import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.Arrays;
-import java.util.List;
-import java.util.Set;
-import java.util.TreeSet;
+import java.util.*;
 
 /** The byte formats of the tests: compressed input cut into what a host hands over, and output made playable. */
 public final class Containers {
