@@ -11,10 +11,7 @@ import java.util.*;
 
 import org.junit.jupiter.api.*;
 
-/**
- * A stream's video and audio through the API: decode, transfer, encode, overlays, settings, the end. What
- * the packets decode to is checked where the reference host, which runs on this API, writes them.
- */
+/** A stream's video and audio through the API: decode, transfer, encode, overlays, settings, the end. */
 class StreamApiTest {
     /** Two seconds of 320x240 H.264 with B-frames and 440 Hz AAC, as FLV tags. */
     static Path input;

@@ -11,12 +11,7 @@ import java.util.stream.Stream;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * The reference host's HLS output through the real library, read back by ffprobe and ffmpeg: the master
- * playlist names every H.264 rung with the codecs its streams really have, every segment of every rung
- * opens with an IDR picture at the same instant in all rungs, the playlists' durations are the segments'
- * own, and the timestamps run on across segments without a gap.
- */
+/** The host's HLS output read back: codecs as listed, aligned IDR-led segments, true durations, no gaps. */
 class HlsOutputTest {
     static final long TICKS = 90_000;
     static final long FRAME = TICKS / 25;

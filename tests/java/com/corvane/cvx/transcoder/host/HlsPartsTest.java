@@ -12,10 +12,7 @@ import java.util.stream.Stream;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * The HLS output's own parts without the library: the transport stream's packing at the packet boundaries
- * (read back by ffprobe), the playlists' figures, and the live rewriting of the playlists while a stream runs.
- */
+/** The HLS output's parts without the library: packet packing, playlist figures, live rewriting. */
 class HlsPartsTest {
     @Test
     void everyAudioFrameComesBackWholeWhateverItsSizeAgainstThePacketBoundaries() throws Exception {

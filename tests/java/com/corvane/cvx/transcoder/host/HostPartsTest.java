@@ -39,11 +39,7 @@ class HostPartsTest {
         assertTrue(e.getMessage().startsWith("bad rendition '" + text + "'"), e.getMessage());
     }
 
-    /**
-     * Decode-order frame numbers through the timeline at 40 ms a frame: a frame later than all before it is a
-     * P-frame (the first a key frame), any other a B-frame. Presentation is the packet's time plus one shift,
-     * decode times rise and never pass presentation, and no two frames share a time.
-     */
+    /** Decode-order frame numbers at 40 ms (later than all before: P, else B) give times the player can use. */
     static void expectTimes(int[] order, long shift) throws Exception {
         List<long[]> out = new ArrayList<>();
         DecodeTimeline timeline = new DecodeTimeline((p, pts, dts) -> out.add(new long[] {p.timecode(), pts, dts}));

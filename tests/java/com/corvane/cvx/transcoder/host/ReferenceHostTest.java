@@ -13,11 +13,7 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 
-/**
- * The reference host end to end: small FLV inputs of each input codec go through the host in-process, and
- * every output must open and decode in ffmpeg without a warning, with the sizes, codecs, frame counts and
- * times asked for.
- */
+/** The reference host end to end: every input codec to outputs that ffmpeg decodes without a warning. */
 class ReferenceHostTest {
     static final int FRAMES = 50;
 

@@ -10,13 +10,7 @@ import java.util.*;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * The library keeps the member ids of the host's classes between calls. A
- * picture class is known by its fields alone, so every class, and the same
- * class from another loader, must be read through its own ids: ids of
- * another class write other slots of the object (and -Xcheck:jni stops the
- * JVM on them).
- */
+/** Member ids are kept per class: a class of another shape or loader must be read through its own ids. */
 class HostObjectsTest extends NativeTestBase {
 
     /** The same fields as TranscoderVideoFrame's in another order, among fields of its own, without a timecode. */
@@ -66,10 +60,7 @@ class HostObjectsTest extends NativeTestBase {
         }
     }
 
-    /**
-     * The codec numbers (the API's enums are made of them) are the library's own: each one makes the codec
-     * it names where the enum says there is one, and is refused where it says there is none.
-     */
+    /** The codec numbers the API's enums are made of select the codec they name, or are refused where it has none. */
     @Test
     void codecNumbersSelectTheCodecsTheyName() {
         Map<Object, String> names = Map.ofEntries(Map.entry(VideoCodec.SORENSON_SPARK, "SorensonSpark"),

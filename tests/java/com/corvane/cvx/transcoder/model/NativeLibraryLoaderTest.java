@@ -16,11 +16,7 @@ import java.util.stream.Stream;
 
 import org.junit.jupiter.api.*;
 
-/**
- * The shipped jar loading its own library, each case in a fresh JVM with only the jar (and the probe) on
- * its class path: extraction into the cache, reuse, repair, two JVMs at once, the override, the fallback
- * and the error of a platform the jar does not carry.
- */
+/** The shipped jar loading its own library, each case in a fresh JVM with only the jar and the probe. */
 class NativeLibraryLoaderTest {
     static final String ENTRY = "com/corvane/cvx/transcoder/native/linux-x86_64/libcvx-transcoder.so";
     static Path jar;

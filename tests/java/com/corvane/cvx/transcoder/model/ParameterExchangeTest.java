@@ -43,11 +43,7 @@ class ParameterExchangeTest extends NativeTestBase {
         }
     }
 
-    /**
-     * What the boundary converts: a record of data type 9 is skipped, reads come back with their type, an
-     * array with its length but not its contents, and an index no codec knows leaves the record as it was.
-     * (How each number reaches its field is the encoder's own unit test.)
-     */
+    /** What the boundary converts: type 9 skipped, reads typed, arrays by length only, unknown indices untouched. */
     @Test
     void h264SettingsRoundTripWithTheirTypes() {
         assertEquals(0L, lib.videoEncoderAdd(session, H264, 0, null));

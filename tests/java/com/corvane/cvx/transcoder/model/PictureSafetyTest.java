@@ -10,12 +10,7 @@ import java.util.List;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * What a hostile or careless host can pass on the picture path: extreme
- * scaling ratios, tiny and huge sizes, codes and counts, wrapping rectangles
- * and overlays whose fields disagree with their bytes. Each must give a
- * failure status or a sensible picture, never a crash.
- */
+/** Hostile sizes, ratios, codes, counts, rectangles and overlays on the picture path: a failure or a picture. */
 class PictureSafetyTest extends NativeTestBase {
     static final long UYVY = 0x59565955L;
     static final long XYZ12 = 0x0C5A5958L;

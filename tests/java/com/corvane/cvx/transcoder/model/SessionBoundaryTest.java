@@ -8,12 +8,7 @@ import java.util.function.LongSupplier;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * Sessions come and go, each with its own log; the exports answer a host that passes a zero handle (-1, or 0
- * where nothing is to be done), asks for pieces it never made (the session's failure status), or hands over
- * arrays and ranges that do not fit (-1, without a Java exception). Out-objects are left as they were, or
- * written as documented.
- */
+/** Zero handles (-1, or 0 for no work), missing pieces (failure) and ranges that do not fit (-1, no exception). */
 class SessionBoundaryTest extends NativeTestBase {
     record Case(String what, long expected, LongSupplier call) {
     }

@@ -48,10 +48,7 @@ public final class Media {
         return new String(run(command), StandardCharsets.UTF_8);
     }
 
-    /**
-     * An ffmpeg-made file, made once per run: `args` are everything between "-v error" and the output. The
-     * name carries a hash of the arguments, so a changed fixture is never mistaken for an old one.
-     */
+    /** An ffmpeg-made file, made once per run; its name carries a hash of the arguments. */
     public static Path fixture(String name, String... args) throws IOException, InterruptedException {
         int dot = name.lastIndexOf('.');
         Path file = file(name.substring(0, dot) + "-" + Integer.toHexString(Arrays.hashCode(args))
