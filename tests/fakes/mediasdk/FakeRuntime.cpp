@@ -80,10 +80,10 @@ using fake::state;
 using fake::takeScripted;
 
 // A function the tests only count, under its name without the MFXVideo prefix.
-#define FAKE_COUNTED(video, name, answer, ...)           \
+#define FAKE_COUNTED(video, name, answer, ...)                   \
   mfxStatus MFX##video##name(mfxSession session, ##__VA_ARGS__) { \
-    fake::count(#video[0] ? #name : "MFX" #name, session);          \
-    return MFX_ERR_##answer;                                          \
+    fake::count(#video[0] ? #name : "MFX" #name, session);        \
+    return MFX_ERR_##answer;                                      \
   }
 
 extern "C" {
