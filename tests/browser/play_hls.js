@@ -13,10 +13,6 @@ function look(page) {
   return page.evaluate(() => {
     const video = document.getElementById('video');
     const last = window.player.fragments[window.player.fragments.length - 1];
-    const buffered = [];
-    for (let i = 0; i < video.buffered.length; i++) {
-      buffered.push(video.buffered.start(i).toFixed(3) + '-' + video.buffered.end(i).toFixed(3));
-    }
     return {
       level: window.hls.currentLevel,
       width: video.videoWidth,
@@ -24,7 +20,6 @@ function look(page) {
       time: video.currentTime,
       frames: video.getVideoPlaybackQuality().totalVideoFrames,
       fragmentLevel: last ? last.level : -1,
-      buffered: buffered.join(' '),
     };
   });
 }

@@ -30,6 +30,12 @@ mfxSyncPoint const kDone = reinterpret_cast<mfxSyncPoint>(0x5CED);
 // The display a runtime with a device of its own reports.
 mfxHDL const kOwnDisplay = reinterpret_cast<mfxHDL>(0xD15);
 
+template <typename Map>
+long long valueOr(const Map& map, const std::string& key, long long fallback) {
+  const auto found = map.find(key);
+  return found != map.end() ? found->second : fallback;
+}
+
 // Surfaces locked by the runtime while "holdSurfaces" is set.
 std::vector<mfxFrameSurface1*>& held() {
   static std::vector<mfxFrameSurface1*> surfaces;
@@ -52,32 +58,33 @@ State& state() {
   return s;
 }
 
-long long setting(const char* name) {
-  const auto found = state().settings.find(name);
-  if (found != state().settings.end()) return found->second;
-  const auto fallback = kDefaults.find(name);
-  return fallback != kDefaults.end() ? fallback->second : 0;
-}
+long long setting(const char* name) { return valueOr(state().settings, name, valueOr(kDefaults, name, 0)); }
 
 void record(const char* name, long long value) {
   state().last[name] = value;
   state().history[name].push_back(value);
 }
 
-bool takeScripted(const char* function, Scripted& out) {
+std::optional<Scripted> takeScripted(const char* function) {
   auto found = state().pushed.find(function);
-  if (found == state().pushed.end() || found->second.empty()) return false;
-  out = found->second.front();
+  if (found == state().pushed.end() || found->second.empty()) return std::nullopt;
+  const Scripted out = found->second.front();
   found->second.pop_front();
-  return true;
+  return out;
 }
 
 }  // namespace fake
 
-using fake::Scripted;
 using fake::setting;
 using fake::state;
 using fake::takeScripted;
+
+// A function the tests only count, under its name without the MFXVideo prefix.
+#define FAKE_COUNTED(video, name, answer, ...)                   \
+  mfxStatus MFX##video##name(mfxSession session, ##__VA_ARGS__) { \
+    fake::count(#video[0] ? #name : "MFX" #name, session);        \
+    return MFX_ERR_##answer;                                      \
+  }
 
 extern "C" {
 
@@ -94,18 +101,12 @@ void fakeMfxSet(const char* name, long long value) {
 }
 long long fakeMfxGet(const char* name) { return setting(name); }
 void fakeMfxPush(const char* function, int status, int withOutput) {
-  state().pushed[function].push_back(Scripted{status, withOutput != 0});
+  state().pushed[function].push_back(fake::Scripted{status, withOutput != 0});
 }
-int fakeMfxCalls(const char* function) {
-  const auto found = state().calls.find(function);
-  return found != state().calls.end() ? found->second : 0;
-}
+int fakeMfxCalls(const char* function) { return static_cast<int>(fake::valueOr(state().calls, function, 0)); }
 void* fakeMfxLastSession(void) { return state().lastSession; }
 int fakeMfxOpenSessions(void) { return state().openSessions; }
-long long fakeMfxLast(const char* name) {
-  const auto found = state().last.find(name);
-  return found != state().last.end() ? found->second : -1;
-}
+long long fakeMfxLast(const char* name) { return fake::valueOr(state().last, name, -1); }
 long long fakeMfxNth(const char* name, int index) {
   const std::vector<long long>& values = state().history[name];
   return index >= 0 && static_cast<std::size_t>(index) < values.size() ? values[index] : -1;
@@ -118,9 +119,8 @@ mfxStatus MFXInit(mfxIMPL impl, mfxVersion*, mfxSession* session) {
   fake::count("MFXInit", nullptr);
   fake::record("MFXInit.impl", impl);
   if (session == nullptr) return MFX_ERR_NULL_PTR;
-  Scripted scripted;
-  const bool isScripted = takeScripted("MFXInit", scripted);
-  if (isScripted && !scripted.withOutput) return static_cast<mfxStatus>(scripted.status);
+  const auto scripted = takeScripted("MFXInit");
+  if (scripted && !scripted->withOutput) return scripted->answer();
   if (setting("initStatus") != 0) return static_cast<mfxStatus>(setting("initStatus"));
   const mfxIMPL base = MFX_IMPL_BASETYPE(impl);
   const bool software = base == MFX_IMPL_SOFTWARE;
@@ -129,13 +129,12 @@ mfxStatus MFXInit(mfxIMPL impl, mfxVersion*, mfxSession* session) {
   record->impl = software ? MFX_IMPL_SOFTWARE : (base | MFX_IMPL_VIA_VAAPI);
   *session = record;
   ++state().openSessions;
-  return isScripted ? static_cast<mfxStatus>(scripted.status) : MFX_ERR_NONE;
+  return scripted ? scripted->answer() : MFX_ERR_NONE;
 }
 
 mfxStatus MFXClose(mfxSession session) {
   fake::count("MFXClose", session);
-  Scripted scripted;
-  if (takeScripted("MFXClose", scripted)) return static_cast<mfxStatus>(scripted.status);
+  if (const auto scripted = takeScripted("MFXClose")) return scripted->answer();
   if (session == nullptr) return MFX_ERR_INVALID_HANDLE;
   delete session;
   --state().openSessions;
@@ -160,10 +159,7 @@ mfxStatus MFXQueryVersion(mfxSession session, mfxVersion* version) {
 }
 
 #ifndef FAKE_MFX_OMIT_JOIN
-mfxStatus MFXJoinSession(mfxSession session, mfxSession) {
-  fake::count("MFXJoinSession", session);
-  return MFX_ERR_NONE;
-}
+FAKE_COUNTED(, JoinSession, NONE, mfxSession)
 #endif
 
 mfxStatus MFXCloneSession(mfxSession session, mfxSession* clone) {
@@ -176,29 +172,14 @@ mfxStatus MFXCloneSession(mfxSession session, mfxSession* clone) {
   return MFX_ERR_NONE;
 }
 
-mfxStatus MFXDisjoinSession(mfxSession session) {
-  fake::count("MFXDisjoinSession", session);
-  return MFX_ERR_NONE;
-}
-mfxStatus MFXSetPriority(mfxSession session, mfxPriority) {
-  fake::count("MFXSetPriority", session);
-  return MFX_ERR_NONE;
-}
-mfxStatus MFXGetPriority(mfxSession session, mfxPriority*) {
-  fake::count("MFXGetPriority", session);
-  return MFX_ERR_NONE;
-}
+FAKE_COUNTED(, DisjoinSession, NONE)
+FAKE_COUNTED(, SetPriority, NONE, mfxPriority)
+FAKE_COUNTED(, GetPriority, NONE, mfxPriority*)
 
 // ---- Core ----
 
-mfxStatus MFXVideoCORE_SetBufferAllocator(mfxSession session, mfxBufferAllocator*) {
-  fake::count("CORE_SetBufferAllocator", session);
-  return MFX_ERR_NONE;
-}
-mfxStatus MFXVideoCORE_SetFrameAllocator(mfxSession session, mfxFrameAllocator*) {
-  fake::count("CORE_SetFrameAllocator", session);
-  return MFX_ERR_NONE;
-}
+FAKE_COUNTED(Video, CORE_SetBufferAllocator, NONE, mfxBufferAllocator*)
+FAKE_COUNTED(Video, CORE_SetFrameAllocator, NONE, mfxFrameAllocator*)
 mfxStatus MFXVideoCORE_SetHandle(mfxSession session, mfxHandleType type, mfxHDL hdl) {
   fake::count("CORE_SetHandle", session);
   fake::record("SetHandle.type", type);
@@ -215,17 +196,13 @@ mfxStatus MFXVideoCORE_GetHandle(mfxSession session, mfxHandleType type, mfxHDL*
 }
 mfxStatus MFXVideoCORE_SyncOperation(mfxSession session, mfxSyncPoint syncp, mfxU32) {
   fake::count("CORE_SyncOperation", session);
-  Scripted scripted;
-  if (takeScripted("SyncOperation", scripted)) return static_cast<mfxStatus>(scripted.status);
+  if (const auto scripted = takeScripted("SyncOperation")) return scripted->answer();
   return syncp != nullptr ? MFX_ERR_NONE : MFX_ERR_NULL_PTR;
 }
 
 // ---- Encode ----
 
-mfxStatus MFXVideoENCODE_Query(mfxSession session, mfxVideoParam*, mfxVideoParam*) {
-  fake::count("ENCODE_Query", session);
-  return MFX_ERR_NONE;
-}
+FAKE_COUNTED(Video, ENCODE_Query, NONE, mfxVideoParam*, mfxVideoParam*)
 mfxStatus MFXVideoENCODE_QueryIOSurf(mfxSession session, mfxVideoParam* par, mfxFrameAllocRequest* request) {
   fake::count("ENCODE_QueryIOSurf", session);
   if (par == nullptr || request == nullptr) return MFX_ERR_NULL_PTR;
@@ -246,10 +223,7 @@ mfxStatus MFXVideoENCODE_Init(mfxSession session, mfxVideoParam* par) {
   session->encoder = std::make_unique<fake::Encoder>(*par);
   return session->encoder->isOpen() ? MFX_ERR_NONE : MFX_ERR_INVALID_VIDEO_PARAM;
 }
-mfxStatus MFXVideoENCODE_Reset(mfxSession session, mfxVideoParam*) {
-  fake::count("ENCODE_Reset", session);
-  return MFX_ERR_UNSUPPORTED;
-}
+FAKE_COUNTED(Video, ENCODE_Reset, UNSUPPORTED, mfxVideoParam*)
 mfxStatus MFXVideoENCODE_Close(mfxSession session) {
   fake::count("ENCODE_Close", session);
   if (session == nullptr) return MFX_ERR_INVALID_HANDLE;
@@ -258,41 +232,32 @@ mfxStatus MFXVideoENCODE_Close(mfxSession session) {
 }
 mfxStatus MFXVideoENCODE_GetVideoParam(mfxSession session, mfxVideoParam* par) {
   fake::count("ENCODE_GetVideoParam", session);
-  Scripted scripted;
-  if (takeScripted("GetVideoParam", scripted)) return static_cast<mfxStatus>(scripted.status);
+  if (const auto scripted = takeScripted("GetVideoParam")) return scripted->answer();
   if (session == nullptr || par == nullptr) return MFX_ERR_NULL_PTR;
   if (session->encoder == nullptr) return MFX_ERR_NOT_INITIALIZED;
   *par = session->encoder->params();
   return MFX_ERR_NONE;
 }
-mfxStatus MFXVideoENCODE_GetEncodeStat(mfxSession session, mfxEncodeStat*) {
-  fake::count("ENCODE_GetEncodeStat", session);
-  return MFX_ERR_UNSUPPORTED;
-}
+FAKE_COUNTED(Video, ENCODE_GetEncodeStat, UNSUPPORTED, mfxEncodeStat*)
 mfxStatus MFXVideoENCODE_EncodeFrameAsync(mfxSession session, mfxEncodeCtrl* ctrl, mfxFrameSurface1* surface,
                                           mfxBitstream* bs, mfxSyncPoint* syncp) {
   fake::count("ENCODE_EncodeFrameAsync", session);
   if (session == nullptr || syncp == nullptr) return MFX_ERR_NULL_PTR;
-  Scripted scripted;
-  const bool isScripted = takeScripted("EncodeFrameAsync", scripted);
-  if (isScripted && !scripted.withOutput) return static_cast<mfxStatus>(scripted.status);
+  const auto scripted = takeScripted("EncodeFrameAsync");
+  if (scripted && !scripted->withOutput) return scripted->answer();
   if (session->encoder == nullptr) return MFX_ERR_NOT_INITIALIZED;
   const mfxStatus status = session->encoder->encode(ctrl, surface, bs);
   if (status != MFX_ERR_NONE) return status;
   *syncp = fake::kDone;
-  return isScripted ? static_cast<mfxStatus>(scripted.status) : MFX_ERR_NONE;
+  return scripted ? scripted->answer() : MFX_ERR_NONE;
 }
 
 // ---- Decode ----
 
-mfxStatus MFXVideoDECODE_Query(mfxSession session, mfxVideoParam*, mfxVideoParam*) {
-  fake::count("DECODE_Query", session);
-  return MFX_ERR_NONE;
-}
+FAKE_COUNTED(Video, DECODE_Query, NONE, mfxVideoParam*, mfxVideoParam*)
 mfxStatus MFXVideoDECODE_DecodeHeader(mfxSession session, mfxBitstream* bs, mfxVideoParam* par) {
   fake::count("DECODE_DecodeHeader", session);
-  Scripted scripted;
-  if (takeScripted("DecodeHeader", scripted)) return static_cast<mfxStatus>(scripted.status);
+  if (const auto scripted = takeScripted("DecodeHeader")) return scripted->answer();
   if (bs == nullptr || par == nullptr || bs->Data == nullptr) return MFX_ERR_NULL_PTR;
   if (par->mfx.CodecId != MFX_CODEC_AVC) return MFX_ERR_UNSUPPORTED;
   return fake::readSequenceHeader(bs->Data + bs->DataOffset, bs->DataLength, *par) ? MFX_ERR_NONE
@@ -314,10 +279,7 @@ mfxStatus MFXVideoDECODE_Init(mfxSession session, mfxVideoParam* par) {
   session->decoder = std::make_unique<fake::Decoder>(*par);
   return session->decoder->isOpen() ? MFX_ERR_NONE : MFX_ERR_UNSUPPORTED;
 }
-mfxStatus MFXVideoDECODE_Reset(mfxSession session, mfxVideoParam*) {
-  fake::count("DECODE_Reset", session);
-  return MFX_ERR_UNSUPPORTED;
-}
+FAKE_COUNTED(Video, DECODE_Reset, UNSUPPORTED, mfxVideoParam*)
 mfxStatus MFXVideoDECODE_Close(mfxSession session) {
   fake::count("DECODE_Close", session);
   if (session == nullptr) return MFX_ERR_INVALID_HANDLE;
@@ -331,18 +293,9 @@ mfxStatus MFXVideoDECODE_GetVideoParam(mfxSession session, mfxVideoParam* par) {
   *par = session->decoder->params();
   return MFX_ERR_NONE;
 }
-mfxStatus MFXVideoDECODE_GetDecodeStat(mfxSession session, mfxDecodeStat*) {
-  fake::count("DECODE_GetDecodeStat", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoDECODE_SetSkipMode(mfxSession session, mfxSkipMode) {
-  fake::count("DECODE_SetSkipMode", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoDECODE_GetPayload(mfxSession session, mfxU64*, mfxPayload*) {
-  fake::count("DECODE_GetPayload", session);
-  return MFX_ERR_UNSUPPORTED;
-}
+FAKE_COUNTED(Video, DECODE_GetDecodeStat, UNSUPPORTED, mfxDecodeStat*)
+FAKE_COUNTED(Video, DECODE_SetSkipMode, UNSUPPORTED, mfxSkipMode)
+FAKE_COUNTED(Video, DECODE_GetPayload, UNSUPPORTED, mfxU64*, mfxPayload*)
 mfxStatus MFXVideoDECODE_DecodeFrameAsync(mfxSession session, mfxBitstream* bs, mfxFrameSurface1* work,
                                           mfxFrameSurface1** out, mfxSyncPoint* syncp) {
   fake::count("DECODE_DecodeFrameAsync", session);
@@ -355,63 +308,27 @@ mfxStatus MFXVideoDECODE_DecodeFrameAsync(mfxSession session, mfxBitstream* bs, 
     work->Data.Locked = 1;
     fake::held().push_back(work);
   }
-  Scripted scripted;
-  const bool isScripted = takeScripted("DecodeFrameAsync", scripted);
-  if (isScripted && !scripted.withOutput) return static_cast<mfxStatus>(scripted.status);
+  const auto scripted = takeScripted("DecodeFrameAsync");
+  if (scripted && !scripted->withOutput) return scripted->answer();
   if (session->decoder == nullptr) return MFX_ERR_NOT_INITIALIZED;
   const mfxStatus status = session->decoder->decode(bs, work, out);
   if (status != MFX_ERR_NONE) return status;
   *syncp = fake::kDone;
-  return isScripted ? static_cast<mfxStatus>(scripted.status) : MFX_ERR_NONE;
+  return scripted ? scripted->answer() : MFX_ERR_NONE;
 }
 
 // ---- Processing and user plug-ins: never used, only counted ----
 
-mfxStatus MFXVideoVPP_Query(mfxSession session, mfxVideoParam*, mfxVideoParam*) {
-  fake::count("VPP_Query", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoVPP_QueryIOSurf(mfxSession session, mfxVideoParam*, mfxFrameAllocRequest*) {
-  fake::count("VPP_QueryIOSurf", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoVPP_Init(mfxSession session, mfxVideoParam*) {
-  fake::count("VPP_Init", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoVPP_Reset(mfxSession session, mfxVideoParam*) {
-  fake::count("VPP_Reset", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoVPP_Close(mfxSession session) {
-  fake::count("VPP_Close", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoVPP_GetVideoParam(mfxSession session, mfxVideoParam*) {
-  fake::count("VPP_GetVideoParam", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoVPP_GetVPPStat(mfxSession session, mfxVPPStat*) {
-  fake::count("VPP_GetVPPStat", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoVPP_RunFrameVPPAsync(mfxSession session, mfxFrameSurface1*, mfxFrameSurface1*, mfxExtVppAuxData*,
-                                       mfxSyncPoint*) {
-  fake::count("VPP_RunFrameVPPAsync", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoUSER_Register(mfxSession session, mfxU32, const mfxPlugin*) {
-  fake::count("USER_Register", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoUSER_Unregister(mfxSession session, mfxU32) {
-  fake::count("USER_Unregister", session);
-  return MFX_ERR_UNSUPPORTED;
-}
-mfxStatus MFXVideoUSER_ProcessFrameAsync(mfxSession session, const mfxHDL*, mfxU32, const mfxHDL*, mfxU32,
-                                         mfxSyncPoint*) {
-  fake::count("USER_ProcessFrameAsync", session);
-  return MFX_ERR_UNSUPPORTED;
-}
+FAKE_COUNTED(Video, VPP_Query, UNSUPPORTED, mfxVideoParam*, mfxVideoParam*)
+FAKE_COUNTED(Video, VPP_QueryIOSurf, UNSUPPORTED, mfxVideoParam*, mfxFrameAllocRequest*)
+FAKE_COUNTED(Video, VPP_Init, UNSUPPORTED, mfxVideoParam*)
+FAKE_COUNTED(Video, VPP_Reset, UNSUPPORTED, mfxVideoParam*)
+FAKE_COUNTED(Video, VPP_Close, UNSUPPORTED)
+FAKE_COUNTED(Video, VPP_GetVideoParam, UNSUPPORTED, mfxVideoParam*)
+FAKE_COUNTED(Video, VPP_GetVPPStat, UNSUPPORTED, mfxVPPStat*)
+FAKE_COUNTED(Video, VPP_RunFrameVPPAsync, UNSUPPORTED, mfxFrameSurface1*, mfxFrameSurface1*, mfxExtVppAuxData*, mfxSyncPoint*)
+FAKE_COUNTED(Video, USER_Register, UNSUPPORTED, mfxU32, const mfxPlugin*)
+FAKE_COUNTED(Video, USER_Unregister, UNSUPPORTED, mfxU32)
+FAKE_COUNTED(Video, USER_ProcessFrameAsync, UNSUPPORTED, const mfxHDL*, mfxU32, const mfxHDL*, mfxU32, mfxSyncPoint*)
 
 }  // extern "C"

@@ -7,6 +7,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,7 @@ class Encoder;
 struct Scripted {
   int status = 0;
   bool withOutput = false;
+  mfxStatus answer() const { return static_cast<mfxStatus>(status); }
 };
 
 struct State {
@@ -33,7 +35,7 @@ struct State {
 State& state();
 long long setting(const char* name);
 // Takes the next scripted answer of `function`, if one is queued.
-bool takeScripted(const char* function, Scripted& out);
+std::optional<Scripted> takeScripted(const char* function);
 // Keeps a value the runtime was given: the last one and all of them.
 void record(const char* name, long long value);
 

@@ -14,15 +14,13 @@ std::shared_ptr<const Script> loaded = std::make_shared<Script>();
 
 Device parseDevice(const std::string& value) {
   Device d;
-  std::vector<std::string> parts;
   std::stringstream in(value);
-  for (std::string part; std::getline(in, part, '|');) parts.push_back(part);
-  if (parts.size() > 0) d.name = parts[0];
-  if (parts.size() > 1) d.major = std::atoi(parts[1].c_str());
-  if (parts.size() > 2) d.minor = std::atoi(parts[2].c_str());
-  if (parts.size() > 3) d.clockKHz = std::atoi(parts[3].c_str());
-  if (parts.size() > 4) d.processors = std::atoi(parts[4].c_str());
-  if (parts.size() > 5) d.memory = std::strtoull(parts[5].c_str(), nullptr, 10);
+  std::string part;
+  if (std::getline(in, part, '|')) d.name = part;
+  for (int* field : {&d.major, &d.minor, &d.clockKHz, &d.processors}) {
+    if (std::getline(in, part, '|')) *field = std::atoi(part.c_str());
+  }
+  if (std::getline(in, part, '|')) d.memory = std::strtoull(part.c_str(), nullptr, 10);
   return d;
 }
 

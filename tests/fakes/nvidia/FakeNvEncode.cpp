@@ -3,6 +3,7 @@
 // locks really wait. It checks what a real driver checks (structure
 // versions, sizes, buffer ownership), traces the configuration it was given,
 // and fails any call the test's script names.
+#include <algorithm>
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
@@ -73,15 +74,11 @@ struct Session {
     fakenv::trace(call);
     return script->fails(call, time);
   }
-  bool owns(void* p) const {
-    for (const auto& b : inputs) {
-      if (b.get() == p) return true;
-    }
-    for (const auto& b : outputs) {
-      if (b.get() == p) return true;
-    }
-    return false;
+  template <typename Buffers>
+  static auto find(Buffers& buffers, const void* p) {
+    return std::find_if(buffers.begin(), buffers.end(), [p](const auto& b) { return b.get() == p; });
   }
+  bool owns(const void* p) { return find(inputs, p) != inputs.end() || find(outputs, p) != outputs.end(); }
   void encode(const Job& job);
   void run();
 };
@@ -106,8 +103,8 @@ void Session::encode(const Job& job) {
   x264_picture_t out;
   const int bytes = x264_encoder_encode(x264, &nals, &count, &in, &out);
   Bitstream& b = *job.output;
-  b.data.assign(nals != nullptr && bytes > 0 ? nals[0].p_payload : nullptr,
-                nals != nullptr && bytes > 0 ? nals[0].p_payload + bytes : nullptr);
+  b.data.clear();
+  if (nals != nullptr && bytes > 0) b.data.assign(nals[0].p_payload, nals[0].p_payload + bytes);
   b.type = out.i_type == X264_TYPE_IDR ? NV_ENC_PIC_TYPE_IDR
            : out.i_type == X264_TYPE_I ? NV_ENC_PIC_TYPE_I
            : IS_X264_TYPE_B(out.i_type) ? NV_ENC_PIC_TYPE_B
@@ -261,12 +258,7 @@ NVENCSTATUS NVENCAPI createInputBuffer(void* encoder, NV_ENC_CREATE_INPUT_BUFFER
 NVENCSTATUS NVENCAPI destroyInputBuffer(void* encoder, NV_ENC_INPUT_PTR buffer) {
   Session* s = sessionOf(encoder);
   if (s == nullptr || !s->owns(buffer)) return NV_ENC_ERR_INVALID_PTR;
-  for (auto it = s->inputs.begin(); it != s->inputs.end(); ++it) {
-    if (it->get() == buffer) {
-      s->inputs.erase(it);
-      break;
-    }
-  }
+  s->inputs.erase(s->find(s->inputs, buffer));
   return NV_ENC_SUCCESS;
 }
 
@@ -285,13 +277,9 @@ NVENCSTATUS NVENCAPI destroyBitstreamBuffer(void* encoder, NV_ENC_OUTPUT_PTR buf
   Session* s = sessionOf(encoder);
   if (s == nullptr || !s->owns(buffer)) return NV_ENC_ERR_INVALID_PTR;
   std::lock_guard<std::mutex> guard(s->mutex);
-  for (auto it = s->outputs.begin(); it != s->outputs.end(); ++it) {
-    if (it->get() == buffer) {
-      if ((*it)->pending && !(*it)->done) return NV_ENC_ERR_ENCODER_BUSY;
-      s->outputs.erase(it);
-      break;
-    }
-  }
+  const auto it = s->find(s->outputs, buffer);
+  if ((*it)->pending && !(*it)->done) return NV_ENC_ERR_ENCODER_BUSY;
+  s->outputs.erase(it);
   return NV_ENC_SUCCESS;
 }
 

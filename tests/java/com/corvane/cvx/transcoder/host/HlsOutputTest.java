@@ -4,25 +4,14 @@ import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Media;
 
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.LinkedHashMap;
-import java.util.List;
-import java.util.Locale;
-import java.util.Map;
-import java.util.regex.Matcher;
-import java.util.regex.Pattern;
+import java.nio.file.*;
+import java.util.*;
+import java.util.regex.*;
 import java.util.stream.Stream;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * The reference host's HLS output through the real library, read back by ffprobe and ffmpeg: the master
- * playlist names every H.264 rung with the codecs its streams really have, every segment of every rung
- * opens with an IDR picture at the same instant in all rungs, the playlists' durations are the segments'
- * own, and the timestamps run on across segments without a gap.
- */
+/** The host's HLS output read back: codecs as listed, aligned IDR-led segments, true durations, no gaps. */
 class HlsOutputTest {
     static final long TICKS = 90_000;
     static final long FRAME = TICKS / 25;

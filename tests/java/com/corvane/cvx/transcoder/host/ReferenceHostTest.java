@@ -4,24 +4,16 @@ import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Media;
 
-import java.io.ByteArrayOutputStream;
-import java.io.PrintStream;
+import java.io.*;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.List;
-import java.util.Map;
+import java.nio.file.*;
+import java.util.*;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 
-/**
- * The reference host end to end: small FLV inputs of each input codec go through the host in-process, and
- * every output must open and decode in ffmpeg without a warning, with the sizes, codecs, frame counts and
- * times asked for.
- */
+/** The reference host end to end: every input codec to outputs that ffmpeg decodes without a warning. */
 class ReferenceHostTest {
     static final int FRAMES = 50;
 

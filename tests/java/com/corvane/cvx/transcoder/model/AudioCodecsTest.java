@@ -2,25 +2,16 @@ package com.corvane.cvx.transcoder.model;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.Arrays;
-import java.util.HashMap;
-import java.util.List;
-import java.util.Map;
+import java.nio.file.*;
+import java.util.*;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.MethodSource;
 
-/**
- * The server's usual audio into AAC and Vorbis at once, through the exports, and the end of a stream. (Damaged
- * packets into every decoder are the native CorruptInputTest's and the fuzz targets'.)
- */
+/** The server's usual audio into AAC and Vorbis at once, and the end of a stream. */
 class AudioCodecsTest extends NativeTestBase {
     static final double SECONDS = 2.0;
 
@@ -40,11 +31,7 @@ class AudioCodecsTest extends NativeTestBase {
 
     private static final Map<Input, Containers.Source> SOURCES = new HashMap<>();
 
-    /**
-     * Two seconds of a 440 Hz sine cut into packets, made once per run: from FLV, one packet a tag and AAC's
-     * configuration record; MP2 at 192 kbit/s and 48 kHz in frames of 576 bytes, never padded; G.711 made
-     * here, behind its description packet.
-     */
+    /** Two seconds of a 440 Hz sine cut into packets, made once per run (MP2 in unpadded 576-byte frames). */
     static synchronized Containers.Source source(Input in) throws Exception {
         if (!SOURCES.containsKey(in)) {
             String sine = "sine=frequency=440:sample_rate=" + in.rate() + ":duration=" + SECONDS;

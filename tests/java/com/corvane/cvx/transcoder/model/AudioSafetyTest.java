@@ -2,13 +2,10 @@ package com.corvane.cvx.transcoder.model;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.List;
+import java.nio.file.*;
+import java.util.*;
 import java.util.concurrent.atomic.AtomicLong;
 
 import org.junit.jupiter.api.Test;

@@ -3,25 +3,16 @@ package com.corvane.cvx.transcoder.model;
 import static org.junit.jupiter.api.Assertions.*;
 import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
 import java.io.IOException;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.List;
+import java.nio.file.*;
+import java.util.*;
 import java.util.concurrent.atomic.AtomicReference;
 
-import org.junit.jupiter.api.BeforeAll;
-import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.*;
 
-/**
- * The CUDA H.264 encoder through the exports. Where CVX_NVIDIA_DRIVER_DIR and CVX_FAKE_NVIDIA_SCRIPT are set
- * at JVM start (the java_tests_cuda entry), over the fake NVIDIA driver the tests build (two GPUs, an encoder
- * over x264 that delivers from a thread of its own): a three-rung ladder decoded by ffmpeg while a second host
- * thread pulls the packets, and setGPUID. On a machine without a driver: the software encoder in its place.
- */
+/** The CUDA encoder over the fake driver (java_tests_cuda: two GPUs, a thread that delivers); else software. */
 class CudaEncoderTest extends NativeTestBase {
     static final int CUDA = 2;
     /** The fake GPU encodes with x264's ABR; over six seconds it keeps this close. */

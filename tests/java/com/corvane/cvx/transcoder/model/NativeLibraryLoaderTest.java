@@ -4,28 +4,19 @@ import static org.junit.jupiter.api.Assertions.*;
 
 import com.corvane.cvx.transcoder.testing.Media;
 
-import java.io.IOException;
-import java.io.InputStream;
+import java.io.*;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
-import java.nio.file.Path;
+import java.nio.file.*;
 import java.nio.file.attribute.PosixFilePermissions;
 import java.security.MessageDigest;
-import java.util.ArrayList;
-import java.util.HexFormat;
-import java.util.List;
+import java.util.*;
 import java.util.concurrent.TimeUnit;
 import java.util.jar.JarFile;
 import java.util.stream.Stream;
 
-import org.junit.jupiter.api.BeforeAll;
-import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.*;
 
-/**
- * The shipped jar loading its own library, each case in a fresh JVM with only the jar (and the probe) on
- * its class path: extraction into the cache, reuse, repair, two JVMs at once, the override, the fallback
- * and the error of a platform the jar does not carry.
- */
+/** The shipped jar loading its own library, each case in a fresh JVM with only the jar and the probe. */
 class NativeLibraryLoaderTest {
     static final String ENTRY = "com/corvane/cvx/transcoder/native/linux-x86_64/libcvx-transcoder.so";
     static Path jar;

@@ -2,20 +2,14 @@ package com.corvane.cvx.transcoder.model;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
 import java.io.ByteArrayOutputStream;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.List;
-import java.util.TreeSet;
+import java.nio.file.*;
+import java.util.*;
 import java.util.function.LongConsumer;
 
-import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeAll;
-import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.*;
 
 /** Gives each test a fresh session through the real boundary, the calls that build one, and the checks of output. */
 abstract class NativeTestBase {
@@ -198,11 +192,7 @@ abstract class NativeTestBase {
         final List<Long> pictureTimes = java.util.Collections.synchronizedList(new ArrayList<>());
     }
 
-    /**
-     * Every frame through the decoder, each picture into set 0 and through every rung (encoder r reads item r),
-     * its packets taken at once unless another thread does; with `endOfStream` the decoder's last pictures
-     * follow, and each encoder gives out what it holds.
-     */
+    /** Every frame decoded into set 0 and through every rung (encoder r reads item r), to the end if asked. */
     static Run transcode(long session, Containers.Source source, int rungs, boolean endOfStream, boolean pull) {
         Run run = new Run();
         for (int r = 0; r < rungs; r++) {
@@ -263,11 +253,7 @@ abstract class NativeTestBase {
         return file;
     }
 
-    /**
-     * Decodes a rung and compares it, picture by picture in timecode order, with ffmpeg's decode of the source
-     * through `filter`: a picture per packet, and every plane above `minPsnr`. A picture paired with a
-     * neighbour's timecode falls to about 22 dB.
-     */
+    /** Each picture of a rung against ffmpeg's decode of its time's source picture (a neighbour's: ~22 dB). */
     static void expectPictures(String name, int codec, List<TranscoderPacket> out, Path source, long firstTime,
             int width, int height, String filter, double minPsnr) throws Exception {
         byte[] decoded = Media.raw420(playable(name, codec, out, width, height), null);

@@ -1,24 +1,16 @@
 package com.corvane.cvx.transcoder.model;
 
-import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_BGRA;
-import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_I420;
-import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.FOURCC_YV12;
+import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.*;
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
 import java.nio.file.Path;
 import java.util.List;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * What a hostile or careless host can pass on the picture path: extreme
- * scaling ratios, tiny and huge sizes, codes and counts, wrapping rectangles
- * and overlays whose fields disagree with their bytes. Each must give a
- * failure status or a sensible picture, never a crash.
- */
+/** Hostile sizes, ratios, codes, counts, rectangles and overlays on the picture path: a failure or a picture. */
 class PictureSafetyTest extends NativeTestBase {
     static final long UYVY = 0x59565955L;
     static final long XYZ12 = 0x0C5A5958L;

@@ -1,24 +1,16 @@
 package com.corvane.cvx.transcoder.model;
 
 import static org.junit.jupiter.api.Assertions.*;
-import static org.junit.jupiter.api.Assumptions.assumeFalse;
-import static org.junit.jupiter.api.Assumptions.assumeTrue;
+import static org.junit.jupiter.api.Assumptions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.List;
+import java.nio.file.*;
+import java.util.*;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * Intel Quick Sync through the exports. With CVX_MFX_RUNTIME naming the fake Media SDK runtime the tests
- * build (the java_tests_quicksync entry), a whole ladder runs through decoder 7/1 and encoder 7/1; without
- * it, the machine's own case: every Quick Sync request answered as on a machine without the SDK.
- */
+/** Quick Sync over the fake runtime (java_tests_quicksync); without one, the answers of a machine without it. */
 class QuickSyncTest extends NativeTestBase {
     static final int QUICK_SYNC = 1;
     /** Every plane of every rung, against ffmpeg's decode of the source scaled to it. Measured: 36 to 51 dB. */

@@ -1,20 +1,21 @@
 package com.corvane.cvx.transcoder.model;
 
+import static com.corvane.cvx.transcoder.model.TranscoderSessionNative.*;
 import static org.junit.jupiter.api.Assertions.*;
 
-import java.util.ArrayList;
-import java.util.List;
-import java.util.Random;
+import com.corvane.cvx.transcoder.AudioCodec;
+import com.corvane.cvx.transcoder.VideoCodec;
+
+import java.net.*;
+import java.util.*;
 import java.util.concurrent.atomic.AtomicInteger;
 import java.util.function.LongSupplier;
 
 import org.junit.jupiter.api.Test;
 
 /**
- * Sessions come and go, each with its own log; the exports answer a host that passes a zero handle (-1, or 0
- * where nothing is to be done), asks for pieces it never made (the session's failure status), or hands over
- * arrays and ranges that do not fit (-1, without a Java exception). Out-objects are left as they were, or
- * written as documented.
+ * The boundary itself: zero handles (-1, or 0 for no work), missing pieces (failure), ranges that do not fit (-1, no
+ * exception), parameter records, and the member ids the library keeps per host class.
  */
 class SessionBoundaryTest extends NativeTestBase {
     record Case(String what, long expected, LongSupplier call) {
@@ -141,5 +142,145 @@ class SessionBoundaryTest extends NativeTestBase {
             t.join();
         }
         assertEquals(0, failures.get());
+    }
+
+    interface Exchange {
+        long apply(long session, TranscoderNativeParameterValue[] values);
+    }
+
+    private final Exchange[] exchanges = {
+        (s, v) -> lib.videoDecoderSetParameterValues(s, v),
+        (s, v) -> lib.videoDecoderGetParameterValues(s, v),
+        (s, v) -> lib.audioDecoderSetParameterValues(s, v),
+        (s, v) -> lib.audioDecoderGetParameterValues(s, v),
+        (s, v) -> lib.videoEncoderSetParameterValues(s, 0, v),
+        (s, v) -> lib.videoEncoderGetParameterValues(s, 0, v),
+        (s, v) -> lib.audioEncoderSetParameterValues(s, 0, v),
+        (s, v) -> lib.audioEncoderGetParameterValues(s, 0, v),
+        (s, v) -> lib.videoEncoderSetParameterValues(s, 12345, v),
+        (s, v) -> lib.audioEncoderGetParameterValues(s, -1, v),
+    };
+
+    @Test
+    void withoutACodecEveryExchangeAnswersZeroAndLeavesTheRecords() {
+        for (Exchange exchange : exchanges) {
+            TranscoderNativeParameterValue query = TranscoderNativeParameterValue.query(10036);
+            query.dataType = 7;
+            TranscoderNativeParameterValue set = TranscoderNativeParameterValue.ofLongArray(10036, new long[] {1, 2});
+            TranscoderNativeParameterValue[] records = {query, set, null};
+            assertEquals(0L, exchange.apply(session, records));
+            assertEquals(0L, exchange.apply(0, records));
+            assertEquals(7, query.dataType);
+            assertNull(query.larValue);
+            assertArrayEquals(new long[] {1, 2}, set.larValue);
+            assertEquals(0L, exchange.apply(0, new TranscoderNativeParameterValue[0]));
+            assertEquals(0L, exchange.apply(session, null));
+        }
+    }
+
+    /** What the boundary converts: type 9 skipped, reads typed, arrays by length only, unknown indices untouched. */
+    @Test
+    void h264SettingsRoundTripWithTheirTypes() {
+        assertEquals(0L, lib.videoEncoderAdd(session, H264, 0, null));
+        assertEquals(0L, lib.videoEncoderSetDefaults(session, 0, 2, 2));
+        TranscoderNativeParameterValue skipped = TranscoderNativeParameterValue.ofLong(10069, 7);
+        skipped.dataType = 9;
+        assertEquals(0L, lib.videoEncoderSetParameterValues(session, 0, new TranscoderNativeParameterValue[] {skipped,
+            TranscoderNativeParameterValue.ofDouble(10008, 29.97), TranscoderNativeParameterValue.ofLongArray(10036,
+                new long[] {-2, 3, 4, 5, 6, 7, 8, 9})}));
+        TranscoderNativeParameterValue[] read = {TranscoderNativeParameterValue.query(10069),
+            TranscoderNativeParameterValue.query(10008), TranscoderNativeParameterValue.query(10036),
+            TranscoderNativeParameterValue.query(10141)};
+        read[3].dataType = 4;
+        read[3].lValue = 55;
+        assertEquals(0L, lib.videoEncoderGetParameterValues(session, 0, read));
+        assertEquals(List.of(1, 3, 2, 4), Arrays.stream(read).map(r -> r.dataType).toList(), "the types");
+        assertEquals(-1, read[0].lValue, "the record with data type 9 was skipped: the preset's choice stays");
+        assertEquals(29.97, read[1].dValue);
+        assertArrayEquals(new long[4], read[2].larValue);
+        assertEquals(55, read[3].lValue);
+        // The encoder still opens with what arrived.
+        assertEquals(0L, lib.videoEncoderSetFrameSize(session, 0, 160, 120));
+        assertEquals(0L, lib.videoEncoderInitialize(session, 0));
+    }
+
+    /** TranscoderVideoFrame's fields in another order among its own, no timecode: another class's ids would miss. */
+    public static class ShuffledFrame {
+        public int marker = 7;
+        public int height;
+        public String name = "shuffled";
+        public long stride;
+        public int width;
+        public byte[] bytes;
+        public long frameStartOffset;
+        public long fourcc;
+        public long tail = -5;
+    }
+
+    private static void assertPicture(Object frame, int width, int height) throws ReflectiveOperationException {
+        Class<?> c = frame.getClass();
+        assertEquals(List.of(FOURCC_BGRA, width, height, width * 4L, 0L, width * height * 4),
+                List.of(c.getField("fourcc").getLong(frame), c.getField("width").getInt(frame),
+                        c.getField("height").getInt(frame), c.getField("stride").getLong(frame),
+                        c.getField("frameStartOffset").getLong(frame),
+                        ((byte[]) c.getField("bytes").get(frame)).length), c.getName());
+    }
+
+    @Test
+    void pictureClassesOfOtherShapesAndLoadersGetTheirOwnIds() throws Exception {
+        assertEquals(0L, lib.videoEncoderBufferSetsCreate(session, 1));
+        long item = rendition(session, 32, 16, 3, FOURCC_I420);
+        URL classes = TranscoderVideoFrame.class.getProtectionDomain().getCodeSource().getLocation();
+        try (URLClassLoader other = new URLClassLoader(new URL[] {classes}, null)) {
+            Class<?> foreignPlain = other.loadClass(TranscoderVideoFrame.class.getName());
+            assertNotSame(TranscoderVideoFrame.class, foreignPlain);
+            for (int round = 0; round < 2; ++round) {
+                TranscoderVideoFrame plain = new TranscoderVideoFrame();
+                plain.timecode = 99;
+                ShuffledFrame shuffled = new ShuffledFrame();
+                Object foreign = foreignPlain.getConstructor().newInstance();
+                for (Object frame : new Object[] {plain, shuffled, foreign}) {
+                    assertEquals(0L, lib.videoEncoderBufferGetVideoFrame(session, 0, item, frame));
+                    assertPicture(frame, 32, 16);
+                }
+                assertEquals(0L, plain.timecode, "the rendition's timecode");
+                assertEquals(7, shuffled.marker);
+                assertEquals("shuffled", shuffled.name);
+                assertEquals(-5L, shuffled.tail);
+            }
+        }
+    }
+
+    /** The codec numbers the API's enums are made of select the codec they name, or are refused where it has none. */
+    @Test
+    void codecNumbersSelectTheCodecsTheyName() {
+        Map<Object, String> names = Map.ofEntries(Map.entry(VideoCodec.SORENSON_SPARK, "SorensonSpark"),
+                Map.entry(VideoCodec.H264, "H.264"), Map.entry(VideoCodec.VP8, "VP8"), Map.entry(VideoCodec.H263,
+                "H.263"), Map.entry(VideoCodec.MPEG4_PART2, "MP4"), Map.entry(VideoCodec.MPEG2, "MPEG2"),
+                Map.entry(AudioCodec.MPEG_AUDIO, "MPEG1 Part 1/2"), Map.entry(AudioCodec.G711_ALAW, "G711 ALAW"),
+                Map.entry(AudioCodec.G711_MULAW, "G711 MULAW"), Map.entry(AudioCodec.VORBIS, "VORBIS"),
+                Map.entry(AudioCodec.AAC, "AAC"), Map.entry(AudioCodec.SPEEX, "SPEEX"));
+        TranscoderLongByReference index = new TranscoderLongByReference();
+        List<String> expected = new ArrayList<>();
+        for (VideoCodec c : VideoCodec.values()) {
+            assertEquals(c.hasDecoder() ? 0L : FAILURE, lib.videoDecoderCreate(session, c.number(), 0), "" + c);
+            assertEquals(c.hasEncoder() ? 0L : FAILURE, lib.videoEncoderAdd(session, c.number(), 0, index), "" + c);
+            expected.addAll(c.hasDecoder() ? List.of("video decoder: " + names.get(c) + ": default") : List.of());
+            expected.addAll(c.hasEncoder() ? List.of("video encoder: " + names.get(c) + ": default") : List.of());
+        }
+        for (AudioCodec c : AudioCodec.values()) {
+            assertEquals(c.hasDecoder() ? 0L : FAILURE, lib.audioDecoderCreate(session, c.number(), 0), "" + c);
+            assertEquals(c.hasEncoder() ? 0L : FAILURE, lib.audioEncoderAdd(session, c.number(), 0, index), "" + c);
+            expected.addAll(c.hasDecoder() ? List.of("audio decoder: " + names.get(c) + ": default") : List.of());
+            expected.addAll(c.hasEncoder() ? List.of("audio encoder: " + names.get(c) + ": default") : List.of());
+        }
+        assertEquals(0L, lib.videoDecoderCreate(session, VIDEO_CODEC_H264, VIDEO_IMPLEMENTATION_QUICK_SYNC));
+        assertEquals(0L, lib.videoDecoderCreate(session, VIDEO_CODEC_H264,
+                VIDEO_DECODER_IMPLEMENTATION_QUICK_SYNC_SOFTWARE));
+        assertEquals(0L, lib.audioDecoderCreate(session, AUDIO_CODEC_MPEG_AUDIO, AUDIO_IMPLEMENTATION_MP3));
+        expected.addAll(List.of("video decoder: H.264: QuickSync", "video decoder: H.264: QuickSync(software)",
+                "audio decoder: MP3: default"));
+        assertEquals(expected, drainLog().stream().map(s -> s.statement).filter(s -> s.contains(": Create "))
+                .map(s -> s.substring(s.indexOf(": Create ") + ": Create ".length())).toList());
     }
 }

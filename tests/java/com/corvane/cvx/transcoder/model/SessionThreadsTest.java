@@ -2,24 +2,16 @@ package com.corvane.cvx.transcoder.model;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
-import com.corvane.cvx.transcoder.testing.Media;
+import com.corvane.cvx.transcoder.testing.*;
 
-import java.util.ArrayList;
-import java.util.List;
+import java.util.*;
 import java.util.concurrent.ConcurrentLinkedQueue;
-import java.util.concurrent.atomic.AtomicInteger;
-import java.util.concurrent.atomic.AtomicLong;
+import java.util.concurrent.atomic.*;
 import java.util.function.Function;
 
 import org.junit.jupiter.api.Test;
 
-/**
- * Several sessions transcode on threads of their own through the exports
- * while two more threads make the calls the exports allow beside a session's
- * own: one drains every session's log, one installs, replaces and removes
- * overlays on the decoder frames and on a rendition. Outputs are decoded.
- */
+/** Sessions transcode on threads of their own while other threads drain their logs and change overlays. */
 class SessionThreadsTest extends NativeTestBase {
     static final int SESSIONS = 3;
     static final int RATE = 8000;

@@ -2,33 +2,21 @@ package com.corvane.cvx.transcoder.model;
 
 import static org.junit.jupiter.api.Assertions.*;
 
-import com.corvane.cvx.transcoder.testing.Containers;
+import com.corvane.cvx.transcoder.testing.*;
 import com.corvane.cvx.transcoder.testing.Containers.Frame;
-import com.corvane.cvx.transcoder.testing.Media;
 
 import java.nio.ByteBuffer;
 import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.Arrays;
-import java.util.List;
-import java.util.Random;
+import java.util.*;
 import java.util.concurrent.atomic.AtomicBoolean;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 
-/**
- * What the video decoder makes of input a host passes in the field, through the exports: frames added
- * without decoding in between, lengths and settings beyond its limits, size changes in band and out of
- * band, a bad start.
- */
+/** Input a host passes in the field: frames piled up undecoded, sizes past the limits, size changes, a bad start. */
 class VideoDecoderInputTest extends NativeTestBase {
-    /**
-     * A decoded picture against ffmpeg's decode of the same source picture, both converted to BGRA the same
-     * way: measured identical (99 dB); a picture decoded with the wrong sizes or paired with another frame's
-     * timecode falls below 25 dB.
-     */
+    /** Against ffmpeg's decode converted the same way: measured 99 dB; a wrong size or frame falls below 25. */
     static final double MIN_PSNR = 40.0;
 
     final List<TranscoderVideoFrame> pictures = new ArrayList<>();
@@ -38,19 +26,15 @@ class VideoDecoderInputTest extends NativeTestBase {
         TranscoderLongByReference flags = new TranscoderLongByReference();
         assertEquals(0L, lib.videoDecoderDecode(session, 0, flags));
         if ((flags.value & PICTURE) != 0 && (flags.value & REPEAT) == 0) {
-            read();
+            pictures.add(read(-1, 0, 0, 0));
         }
         return flags.value;
-    }
-
-    void read() {
-        pictures.add(read(-1, 0, 0, 0));
     }
 
     void feed(List<Frame> frames) {
         for (Frame frame : frames) {
             addFrame(session, frame);
-            decodeAll(session, flags -> read());
+            decodeAll(session, flags -> pictures.add(read(-1, 0, 0, 0)));
         }
     }
 
@@ -63,11 +47,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         return source.frames().stream().map(f -> new Frame(f.data(), f.timecode() + offset, f.frameType())).toList();
     }
 
-    /**
-     * Every picture at the given size, with the content of the source picture of its timecode, or with
-     * `firstTime` negative, of its place in display order. The reference is ffmpeg's decode converted as
-     * the library converts: BT.709, bilinear.
-     */
+    /** Every picture at the size, matching the source picture of its timecode (or, `firstTime` < 0, its place). */
     static void expectPictures(List<TranscoderVideoFrame> got, Path source, long firstTime, int width, int height)
             throws Exception {
         byte[] reference = Media.raw(source, "scale=in_color_matrix=bt709:flags=bilinear", "bgra");
@@ -83,10 +63,8 @@ class VideoDecoderInputTest extends NativeTestBase {
     }
 
     /**
-     * A host whose decode fails midway (an out-of-range buffer index, say) adds the next frames without
-     * draining the decoder. The decoder still reads the bytes of the frames before; they must be there, and
-     * what may wait is bounded. (Such frames give their labels to the oldest block still queued, so their
-     * pictures' timecodes are not their own: the pictures are checked by their order.)
+     * A host whose decode fails midway adds frames without draining: their bytes must stay, what waits is bounded.
+     * (Their pictures take the oldest queued label, so they are checked by order.)
      */
     @Test
     void framesAddedWithoutDecodingWaitAndDecodeWhole() throws Exception {
@@ -112,7 +90,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         assertEquals(0, decodeOnce() & EMPTY, "the large frame still waits in part");
         assertEquals(0L, add(frames.get(11)));
         assertEquals(0L, add(frames.get(12)));
-        decodeAll(session, flags -> read());
+        decodeAll(session, flags -> pictures.add(read(-1, 0, 0, 0)));
 
         // Sixteen frames may wait; the seventeenth is refused with a line and taken after decoding.
         drainLog();
@@ -124,7 +102,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         assertEquals(1, faults.size());
         assertTrue(faults.get(0).contains(" TranscoderSession.videoDecoderAddFrame[{context}]: frame of "),
                 faults.get(0));
-        decodeAll(session, flags -> read());
+        decodeAll(session, flags -> pictures.add(read(-1, 0, 0, 0)));
         feed(frames.subList(29, frames.size()));
 
         // Every frame but the decoder's reordering window at the end, each whole.
@@ -160,12 +138,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         assertTrue(faults.get(3).contains("VideoDecoderH264.setParameterLong[{context}]: setting 0 takes 0 to"));
     }
 
-    /**
-     * A stream that changes size in mid-stream, with the new parameter sets in band in front of each IDR
-     * picture (as encoders that change size in band send them) and no new configuration: the decoder goes on
-     * putting the configuration's sets in front of every other frame, and every frame still comes out at its
-     * own size.
-     */
+    /** New parameter sets in band before each IDR, no new configuration: every frame comes out at its own size. */
     @Test
     void aSizeChangeInBandGivesEveryFrameAtItsSize() throws Exception {
         Path firstFile = Media.h264Clip("input-change-a", 320, 240, 50);
@@ -200,11 +173,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         expectPictures(after, secondFile, secondTime, 176, 144);
     }
 
-    /**
-     * A new configuration record in mid-stream, while another thread puts overlays on and takes them off:
-     * flag 32 reports the new size, the decoder's picture takes it, the rendition keeps its own, and every
-     * picture is encoded.
-     */
+    /** A new configuration while overlays change: flag 32, the decoder picture resizes, the rendition does not. */
     @Test
     void aNewConfigurationResizesTheDecoderFrameButNotTheRendition() throws Exception {
         Containers.Source first = Containers.flv(Media.h264Clip("size-a", 320, 240, 10), true);
@@ -250,10 +219,7 @@ class VideoDecoderInputTest extends NativeTestBase {
         assertEquals(run.pictureTimes.size(), Media.raw420(ivf, null).length / (160 * 120 * 3 / 2));
     }
 
-    /**
-     * Garbage before the first picture must not settle which of MPEG-4 part 2, H.263 and Sorenson Spark the
-     * stream is: the first recognisable picture decides, and every picture from there on comes out.
-     */
+    /** Garbage first must not settle which of the H.263 family the stream is: the first real picture does. */
     @ParameterizedTest(name = "{0}")
     @CsvSource({"spark, 2, 320, 240", "h263, 9, 352, 288"})
     void recoversFromAGarbageStart(String name, int codec, int width, int height) throws Exception {

@@ -4,16 +4,10 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.corvane.cvx.transcoder.host.FlvReader;
 
-import java.io.ByteArrayOutputStream;
-import java.io.IOException;
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
+import java.io.*;
+import java.nio.*;
 import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.Arrays;
-import java.util.List;
-import java.util.Set;
-import java.util.TreeSet;
+import java.util.*;
 
 /** The byte formats of the tests: compressed input cut into what a host hands over, and output made playable. */
 public final class Containers {
@@ -64,10 +58,7 @@ public final class Containers {
         return i + 3 < d.length && d[i] == 0 && d[i + 1] == 0 && d[i + 2] == 1 ? d[i + 3] & 0xFF : -1;
     }
 
-    /**
-     * An MPEG-2 or MPEG-4 part 2 elementary stream cut into frames: each picture start code begins a frame, or
-     * the group or sequence header right before it does. Everything before the first frame is the configuration.
-     */
+    /** An MPEG-2 or MPEG-4 part 2 stream cut at each picture (or its headers); what precedes is the configuration. */
     public static Source mpegVideo(byte[] d, boolean mpeg2) {
         int pictureCode = mpeg2 ? 0x00 : 0xB6;
         Set<Integer> headers = mpeg2 ? Set.of(0xB3, 0xB8) : Set.of(0xB3);
@@ -182,10 +173,7 @@ public final class Containers {
         }
     }
 
-    /**
-     * Vorbis headers and packets as an Ogg file, one packet a page. A packet's position is where the samples it
-     * completes end up: the granule of the page before the next packet's.
-     */
+    /** Vorbis as Ogg, a packet a page; each page's granule is the position of the packet after it. */
     public static byte[] oggVorbis(List<byte[]> headers, List<byte[]> packets, long[] positions) {
         ByteArrayOutputStream out = new ByteArrayOutputStream();
         int pages = headers.size() + packets.size();

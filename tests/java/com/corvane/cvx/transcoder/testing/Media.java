@@ -3,16 +3,10 @@ package com.corvane.cvx.transcoder.testing;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
 import java.io.IOException;
-import java.nio.ByteBuffer;
-import java.nio.ByteOrder;
+import java.nio.*;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
-import java.util.Arrays;
-import java.util.HashMap;
-import java.util.List;
-import java.util.Map;
+import java.nio.file.*;
+import java.util.*;
 import java.util.concurrent.TimeUnit;
 
 /** Debian's ffmpeg and ffprobe for the tests: fixtures made once per run, decodes, and measurements. */
@@ -54,10 +48,7 @@ public final class Media {
         return new String(run(command), StandardCharsets.UTF_8);
     }
 
-    /**
-     * An ffmpeg-made file, made once per run: `args` are everything between "-v error" and the output. The
-     * name carries a hash of the arguments, so a changed fixture is never mistaken for an old one.
-     */
+    /** An ffmpeg-made file, made once per run; its name carries a hash of the arguments. */
     public static Path fixture(String name, String... args) throws IOException, InterruptedException {
         int dot = name.lastIndexOf('.');
         Path file = file(name.substring(0, dot) + "-" + Integer.toHexString(Arrays.hashCode(args))
