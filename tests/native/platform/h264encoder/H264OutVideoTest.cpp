@@ -107,9 +107,18 @@ TEST(H264OutVideo, KeyFramesFallOnRequestsOnlyUnderKeyFrameFollow) {
   // Control: the encoder's own placement does cut at the scene change.
   EXPECT_EQ(keyFrameTimecodes(encodeClip(s, clip)).count(clipTimecode(23)), 1u);
 
-  // IDR on request is the encoder class's key frame test; here the other choice: with
-  // an open GOP the requested pictures become recovery point I pictures.
   applyKeyFrameFollow(s);
+  const EncodeResult follow = encodeClip(s, clip, requests);
+  ASSERT_EQ(follow.pictures.size(), static_cast<size_t>(kPictures));
+  EXPECT_EQ(keyFrameTimecodes(follow), timecodesOf(requests));
+  for (const auto& picture : follow.pictures) {
+    const AccessUnitScan scan = scanAccessUnit(picture.bytes);
+    const bool idr = std::count(scan.nalTypes.begin(), scan.nalTypes.end(), 5) > 0;
+    EXPECT_EQ(idr, scan.delimiter == kDelimiterKey) << "requested key frames are IDR pictures";
+  }
+
+  // Without IDR on request and with an open GOP the same pictures become
+  // recovery point I pictures.
   s.idrOnRequest = 0;
   s.openGop = 1;
   const EncodeResult open = encodeClip(s, clip, requests);
