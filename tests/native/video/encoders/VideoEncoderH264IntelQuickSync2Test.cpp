@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "support/SyntheticClip.h"
-#include "logging/LogCollector.h"
 #include "media/FourCC.h"
 #include "support/AnnexB.h"
+#include "support/EncoderFixture.h"
 #include "support/FakeRuntimeFixture.h"
 #include "support/LogDrain.h"
 
@@ -40,25 +40,10 @@ void paint(VideoFrameBuffer& frame, int index) {
   std::memcpy(frame.getBytes(), picture.data(), picture.size());
 }
 
-class QuickSyncEncoderTest : public test::FakeRuntimeTest {
+class QuickSyncEncoderTest : public test::EncoderFixture<Encoder, test::FakeRuntimeTest> {
  protected:
-  void TearDown() override {
-    encoder.reset();
-    FakeRuntimeTest::TearDown();
-  }
-
   void make(bool keyFrameFollow = true) {
-    encoder.reset();
-    encoder = std::make_unique<Encoder>();
-    encoder->setLogger(&log);
-    encoder->setContextId(3);
-    ASSERT_EQ(encoder->setDefaults(2, 0), 0);
-    ASSERT_EQ(encoder->setFrameSize(kWidth, kHeight), 0);
-    ASSERT_EQ(encoder->setFrameRate(25.0), 0);
-    ASSERT_EQ(encoder->setBitrate(400000), 0);
-    if (keyFrameFollow) {
-      ASSERT_EQ(encoder->setKeyFrameFollow(false), 0);
-    }
+    setUp(kWidth, kHeight, 400000, keyFrameFollow);
     ASSERT_EQ(encoder->initialize(), 0);
     source.allocBuffer(kWidth, kHeight, kFourCCYV12);
   }
@@ -72,10 +57,7 @@ class QuickSyncEncoderTest : public test::FakeRuntimeTest {
     return out.size() - before;
   }
 
-  LogCollector log;
-  std::unique_ptr<Encoder> encoder;
   VideoFrameBuffer source;
-  std::vector<VideoFrameEncoded> out;
 };
 
 TEST_F(QuickSyncEncoderTest, SettersWriteTheSdkParameters) {

@@ -8,10 +8,10 @@
 #include <thread>
 #include <vector>
 
-#include "logging/LogCollector.h"
 #include "media/FourCC.h"
 #include "parameters/IParameterTarget.h"
 #include "support/AnnexB.h"
+#include "support/EncoderFixture.h"
 #include "support/FakeNvidiaDriver.h"
 #include "support/LogDrain.h"
 #include "video/encoders/VideoEncoderH264NVidiaCUDA2.h"
@@ -33,23 +33,13 @@ int64_t setting(VideoEncoderH264NVidiaCUDA2& e, uint32_t index) {
   return value;
 }
 
-class CudaEncoderTest : public ::testing::Test {
+class CudaEncoderTest : public test::EncoderFixture<VideoEncoderH264NVidiaCUDA2> {
  protected:
-  void TearDown() override { encoder.reset(); }
-
   // A fresh encoder as the session sets it up, on a fresh driver script when one is given.
   void configure(bool keyFrameFollow = true, const std::string& script = "") {
-    encoder.reset();
-    out.clear();
+    encoder.reset();  // ends on the script it began with
     if (!script.empty()) driver.script(script);
-    encoder = std::make_unique<VideoEncoderH264NVidiaCUDA2>();
-    encoder->setLogger(&log);
-    encoder->setContextId(3);
-    encoder->setDefaults(2, 0);
-    encoder->setFrameSize(kWidth, kHeight);
-    encoder->setFrameRate(25.0);
-    encoder->setBitrate(300000);
-    if (keyFrameFollow) encoder->setKeyFrameFollow(true);
+    setUp(kWidth, kHeight, 300000, keyFrameFollow);
   }
   // Frames of timecode 40 * i, a key frame wherever `keys` says.
   void feed(int count, const std::vector<int>& keys, int first = 0) {
@@ -84,10 +74,7 @@ class CudaEncoderTest : public ::testing::Test {
   }
 
   FakeNvidiaDriver driver;
-  LogCollector log;
   VideoFrameBuffer frame;
-  std::unique_ptr<VideoEncoderH264NVidiaCUDA2> encoder;
-  std::vector<VideoFrameEncoded> out;
 };
 
 TEST_F(CudaEncoderTest, SettersFillTheRecord) {
