@@ -97,7 +97,12 @@ enum Call : uint8_t {
   kVideoFrameRound = 54,
   // Decode one audio frame into a buffer and hand it to every encoder.
   kAudioFrameRound = 55,
-  kCallCount = 56,
+  // The end of the host's input: the decoder and the encoders give out what
+  // they hold and refuse what comes after.
+  kVideoDecoderEndOfStream = 56,
+  kVideoEncoderEndOfStream = 57,
+  kAudioEncoderEndOfStream = 58,
+  kCallCount = 59,
 };
 
 // Bounds of the target's own making, so that it explores calls rather than
@@ -342,6 +347,14 @@ void call(SessionFuzzInput& in, TranscoderSession& s, Call which) {
       const uint32_t frameType = in.number();
       s.videoDecoderAddFrame(std::move(block), total, timecode, frameType);
       if (which == kVideoFrameRound) decodeRound(s, in.number(), in.number(), in.number());
+      break;
+    }
+    case kVideoDecoderEndOfStream: s.videoDecoderEndOfStream(); break;
+    case kVideoEncoderEndOfStream: s.videoEncoderEndOfStream(in.number()); break;
+    case kAudioEncoderEndOfStream: {
+      std::vector<AudioFrameEncoded> frames;
+      s.audioEncoderEndOfStream(in.number(), frames);
+      freeBlocks(frames);
       break;
     }
     case kVideoDecoderDecode: {

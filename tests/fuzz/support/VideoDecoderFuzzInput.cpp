@@ -24,6 +24,22 @@ void runVideoDecoderFuzzInput(IVideoDecoder& decoder, const uint8_t* data, size_
   }
   VideoFrameBuffer picture;
   size_t callsLeft = (size + 1) * kDecodeCallsPerByte;
+  // Decodes until the decoder asks for input; `once` stops after one call.
+  const auto decodeUntilEmpty = [&](bool once) {
+    uint32_t flags = 0;
+    do {
+      if (callsLeft-- == 0) {
+        __builtin_trap();  // a hang: the input queue never runs empty
+      }
+      decoder.decode(flags);
+      if (flags & kDecodeSequenceChanged) {
+        picture.allocBuffer(decoder.getWidth(), decoder.getHeight(), kFourccYV12);
+      }
+      if ((flags & kDecodePictureReady) && !(flags & kDecodePictureSkipped)) {
+        decoder.getDecodedFrame(picture);
+      }
+    } while (!once && (flags & kDecodeInputEmpty) == 0);
+  };
   // The records' bytes stay in `data`, which outlives the decoder's queue.
   auto* bytes = const_cast<uint8_t*>(data);
   size_t at = 0;
@@ -40,20 +56,11 @@ void runVideoDecoderFuzzInput(IVideoDecoder& decoder, const uint8_t* data, size_
     }
     decoder.addFrame(bytes + at, 0, static_cast<uint32_t>(length), static_cast<int64_t>(at), frameType);
     at += length;
-    uint32_t flags = 0;
-    do {
-      if (callsLeft-- == 0) {
-        __builtin_trap();  // a hang: the input queue never runs empty
-      }
-      decoder.decode(flags);
-      if (flags & kDecodeSequenceChanged) {
-        picture.allocBuffer(decoder.getWidth(), decoder.getHeight(), kFourccYV12);
-      }
-      if ((flags & kDecodePictureReady) && !(flags & kDecodePictureSkipped)) {
-        decoder.getDecodedFrame(picture);
-      }
-    } while ((kind & 4) == 0 && (flags & kDecodeInputEmpty) == 0);
+    decodeUntilEmpty((kind & 4) != 0);
   }
+  // The host's input ends: every picture the decoder still holds comes out.
+  decoder.endOfStream();
+  decodeUntilEmpty(false);
   decoder.close();
   std::vector<LogStatement> statements;
   log.getLogStatements(statements);

@@ -24,7 +24,8 @@ constexpr size_t kVideoDecoderRecordHeader = 3;
 // Initializes `decoder` and drives it with the records of `data` the way the
 // session does: decodeCodecConfig; addFrame, then decode until its input is
 // empty, reallocating the picture at flag 32 and fetching it at flag 4
-// without 8. Traps when the decoder stops making progress.
+// without 8; at the end endOfStream, and decode until it has given out every
+// picture it held. Traps when the decoder stops making progress.
 void runVideoDecoderFuzzInput(IVideoDecoder& decoder, const uint8_t* data, size_t size);
 
 // The largest picture the fuzzed streams decode, so that a run explores
