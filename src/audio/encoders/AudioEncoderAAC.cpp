@@ -64,9 +64,12 @@ uint32_t AudioEncoderAAC::frameBytes() const { return aacSettings.bitsPerSample 
 
 int AudioEncoderAAC::initialize() {
   return guarded("AudioEncoderAAC::initialize: ", [&] {
-    // A second start replaces the first encoder, whose frame size may differ.
+    // A second start replaces the first encoder, whose frame size may differ:
+    // samples still queued for it are in its layout, and go with it.
     handle.reset();
     pcmBuffer.reset();
+    sampleQueue.clear();
+    queuedSamples = 0;
     aacOutAudioDefaults(&aacSettings, 0);
     aacSettings.bitsPerSample = 16;
     aacSettings.channels = channels;

@@ -183,5 +183,19 @@ TEST_F(AacEncoderFramingTest, QueuedCopiesKeepOnlyTheSamplesTheyWillGive) {
   EXPECT_EQ(encoder->getQueuedBytes(), 100u * 4u) << "not a 256 KiB block each";
 }
 
+TEST_F(AacEncoderFramingTest, ASecondStartDropsSamplesQueuedInTheFormerLayout) {
+  feed(100, 0);  // stereo samples wait for a frame
+  ASSERT_EQ(encoder->getQueuedSamples(), 100u);
+  encoder->setChannels(6);  // each queued sample is now a third of a frame
+  ASSERT_EQ(encoder->initialize(), 0);
+  EXPECT_EQ(encoder->getQueuedSamples(), 0u);
+  AudioSampleBuffer buffer;
+  ASSERT_EQ(buffer.allocBuffer(1000, 6, 44100), 0);
+  std::memset(buffer.getBuffer(), 0, buffer.getBufferSize());
+  std::vector<AudioFrameEncoded> out;
+  EXPECT_EQ(encoder->addSampleBuffer(buffer, out), 0);
+  EXPECT_EQ(encoder->getQueuedSamples(), 1000u) << "a frame read 100 samples of the former layout";
+}
+
 }  // namespace
 }  // namespace cvx
