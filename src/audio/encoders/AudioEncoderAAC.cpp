@@ -64,12 +64,10 @@ uint32_t AudioEncoderAAC::frameBytes() const { return aacSettings.bitsPerSample 
 
 int AudioEncoderAAC::initialize() {
   return guarded("AudioEncoderAAC::initialize: ", [&] {
-    // A second start replaces the first encoder, whose frame size may differ:
-    // samples still queued for it are in its layout, and go with it.
+    // A second start replaces the first encoder, whose frame size may differ;
+    // what was queued for it goes with it.
     handle.reset();
-    pcmBuffer.reset();
-    sampleQueue.clear();
-    queuedSamples = 0;
+    releaseSamples();
     aacOutAudioDefaults(&aacSettings, 0);
     aacSettings.bitsPerSample = 16;
     aacSettings.channels = channels;
@@ -207,10 +205,14 @@ int AudioEncoderAAC::endOfStream(std::vector<AudioFrameEncoded>& out) {
   });
 }
 
-int AudioEncoderAAC::close() {
+void AudioEncoderAAC::releaseSamples() {
   pcmBuffer.reset();
   sampleQueue.clear();
   queuedSamples = 0;
+}
+
+int AudioEncoderAAC::close() {
+  releaseSamples();
   return guarded("AudioEncoderAAC::close[close]: ", [&] {
     if (handle != nullptr) {
       // Encodes what the library still holds into the stream, then releases it.

@@ -51,6 +51,9 @@ class AudioEncoderAAC : public AudioEncoderBase {
   // Moves up to `wanted` queued samples into the frame buffer; how many, and
   // the position of the first.
   uint32_t takeQueuedSamples(uint32_t wanted, uint64_t& position);
+  // Drops the frame buffer and the queued samples, which are laid out for
+  // the encoder that is going.
+  void releaseSamples();
 
   bool firstBuffer = true;
   std::list<AudioSampleBuffer> sampleQueue;
